@@ -1,0 +1,222 @@
+#include "KVDbase/raster/XPalette.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <set>
+#include <string>
+#include <tuple>
+
+namespace {
+
+// One palette as filled by XfnGetPalette, with the arrays pre-set to a marker
+// so that untouched entries show.
+struct tagPal {
+    unsigned char r[256], g[256], b[256];
+    explicit tagPal(int nIndex, unsigned char nFill = 0x5A)
+    {
+        std::memset(r, nFill, 256);
+        std::memset(g, nFill, 256);
+        std::memset(b, nFill, 256);
+        XfnGetPalette(nIndex, r, g, b);
+    }
+    std::tuple<int, int, int> At(int i) const { return {r[i], g[i], b[i]}; }
+    bool SameAs(const tagPal& o) const
+    {
+        return std::memcmp(r, o.r, 256) == 0 && std::memcmp(g, o.g, 256) == 0 && std::memcmp(b, o.b, 256) == 0;
+    }
+    int DistinctColours() const
+    {
+        std::set<std::tuple<int, int, int>> set;
+        for (int i = 0; i < 256; ++i)
+            set.insert(At(i));
+        return static_cast<int>(set.size());
+    }
+};
+
+using RGB = std::tuple<int, int, int>;
+
+XString NameOf(int nIndex)
+{
+    XString str("stale");
+    XfnGetPaletteName(nIndex, &str);
+    return str;
+}
+
+TEST(XPalette, CatalogueHasSixtyEightNamedPalettes)
+{
+    EXPECT_EQ(XfnGetNumberOfPalette(), 68);
+    EXPECT_TRUE(NameOf(1) == "Grey");
+    EXPECT_TRUE(NameOf(6) == "Black + Rainbow");
+    EXPECT_TRUE(NameOf(20) == "Standard GAMMA-II");
+    EXPECT_TRUE(NameOf(26) == "16 LEVEL");
+    EXPECT_TRUE(NameOf(61) == "RGB_Reduce");
+    EXPECT_TRUE(NameOf(68) == "Yellow - Blue");
+    std::set<std::string> setNames;
+    for (int i = 1; i <= 68; ++i) {
+        XString str = NameOf(i);
+        EXPECT_FALSE(str == "Default") << i;
+        setNames.insert(static_cast<const char*>(str));
+    }
+    EXPECT_EQ(setNames.size(), 68u);
+}
+
+TEST(XPalette, NumbersOutsideTheCatalogue)
+{
+    for (int i : {0, 69, -1, 1000}) {
+        EXPECT_TRUE(NameOf(i) == "Default") << i;
+        tagPal pal(i);
+        for (int k = 0; k < 256; ++k)
+            ASSERT_EQ(pal.At(k), RGB(0x5A, 0x5A, 0x5A)) << i;
+    }
+    XfnGetPaletteName(1, nullptr); // ignored, not a crash
+}
+
+TEST(XPalette, EveryCataloguedPaletteFillsItsEntries)
+{
+    for (int i = 1; i <= 68; ++i) {
+        tagPal a(i, 0x00), b(i, 0xFF);
+        bool bPrimaryRamp = i >= 10 && i <= 15;
+        for (int k = 0; k < 255; ++k)
+            ASSERT_EQ(a.At(k), b.At(k)) << "palette " << i << " entry " << k;
+        EXPECT_EQ(a.At(255) == b.At(255), !bPrimaryRamp) << "palette " << i;
+        EXPECT_GT(a.DistinctColours(), 1) << "palette " << i;
+    }
+}
+
+TEST(XPalette, ComputedRamps)
+{
+    tagPal grey(1);
+    for (int i = 0; i < 256; ++i)
+        ASSERT_EQ(grey.At(i), RGB(i, i, i));
+    const RGB aExpected[6][3] = {
+        // entries 0, 100 and 254
+        {{0, 0, 0}, {100, 0, 0}, {254, 0, 0}},
+        {{0, 0, 0}, {0, 100, 0}, {0, 254, 0}},
+        {{0, 0, 0}, {0, 0, 100}, {0, 0, 254}},
+        {{255, 0, 0}, {255, 100, 100}, {255, 254, 254}},
+        {{0, 255, 0}, {100, 255, 100}, {254, 255, 254}},
+        {{0, 0, 255}, {100, 100, 255}, {254, 254, 255}},
+    };
+    for (int n = 10; n <= 15; ++n) {
+        tagPal pal(n, 0x5A);
+        EXPECT_EQ(pal.At(0), aExpected[n - 10][0]) << n;
+        EXPECT_EQ(pal.At(100), aExpected[n - 10][1]) << n;
+        EXPECT_EQ(pal.At(254), aExpected[n - 10][2]) << n;
+        EXPECT_EQ(pal.At(255), RGB(0x5A, 0x5A, 0x5A)) << n;
+    }
+}
+
+TEST(XPalette, DerivedPalettesKeepTheirRelations)
+{
+    tagPal p1(1), p2(2), p3(3), p6(6), p7(7), p8(8), p9(9), p62(62);
+    for (int i = 0; i < 256; ++i)
+        ASSERT_EQ(p3.At(i), p2.At(255 - i)) << i;
+    EXPECT_EQ(p3.At(0), RGB(255, 3, 85));
+    EXPECT_EQ(p3.At(255), RGB(229, 0, 255));
+    EXPECT_EQ(p6.At(0), RGB(0, 0, 0));
+    EXPECT_EQ(p8.At(0), RGB(255, 255, 255));
+    EXPECT_EQ(p9.At(255), RGB(255, 255, 255));
+    for (int i = 1; i < 256; ++i) {
+        ASSERT_EQ(p6.At(i), p2.At(i)) << i;
+        ASSERT_EQ(p8.At(i), p2.At(i)) << i;
+    }
+    for (int i = 0; i < 255; ++i)
+        ASSERT_EQ(p9.At(i), p7.At(i)) << i;
+    EXPECT_EQ(p7.At(255), RGB(0, 0, 0));
+    EXPECT_TRUE(p62.SameAs(p1));
+}
+
+// A straight ramp between two colours: each entry within nTolerance of the
+// exact line.
+void ExpectRamp(int nIndex, RGB from, RGB to, int nTolerance)
+{
+    tagPal pal(nIndex);
+    EXPECT_EQ(pal.At(0), from) << nIndex;
+    EXPECT_EQ(pal.At(255), to) << nIndex;
+    const int a0[3] = {std::get<0>(from), std::get<1>(from), std::get<2>(from)};
+    const int a1[3] = {std::get<0>(to), std::get<1>(to), std::get<2>(to)};
+    const unsigned char* apCh[3] = {pal.r, pal.g, pal.b};
+    for (int c = 0; c < 3; ++c)
+        for (int i = 0; i < 256; ++i) {
+            double dExact = a0[c] + (a1[c] - a0[c]) * i / 255.0;
+            ASSERT_LE(std::abs(apCh[c][i] - dExact), nTolerance + 0.5) << nIndex << " channel " << c << " entry " << i;
+        }
+}
+
+TEST(XPalette, TwoColourRamps)
+{
+    ExpectRamp(58, {255, 0, 0}, {0, 0, 255}, 0);
+    ExpectRamp(59, {255, 0, 0}, {255, 255, 0}, 0);
+    ExpectRamp(68, {255, 255, 0}, {0, 0, 255}, 0);
+    ExpectRamp(51, {165, 42, 42}, {124, 255, 0}, 1);
+    ExpectRamp(56, {117, 117, 117}, {214, 214, 214}, 1);
+}
+
+TEST(XPalette, StepTablesHaveTheirColourCounts)
+{
+    EXPECT_EQ(tagPal(26).DistinctColours(), 20);
+    EXPECT_EQ(tagPal(52).DistinctColours(), 17);
+    EXPECT_EQ(tagPal(66).DistinctColours(), 256);
+}
+
+TEST(XPalette, MixedPaletteSixteenStartsDark)
+{
+    tagPal pal(16);
+    for (int i = 0; i <= 192; ++i)
+        ASSERT_EQ(pal.r[i], 0) << i;
+    for (int i = 0; i <= 96; ++i)
+        ASSERT_EQ(pal.g[i], 0) << i;
+    EXPECT_NE(pal.r[193], 0);
+    EXPECT_NE(pal.g[97], 0);
+    EXPECT_EQ(pal.At(255), RGB(255, 255, 255));
+}
+
+// Control entries: exact, with the values in between running straight from
+// one to the next within two steps.
+struct tagControl {
+    int nEntry;
+    RGB rgb;
+};
+
+void ExpectControls(int nIndex, std::initializer_list<tagControl> aControl)
+{
+    tagPal pal(nIndex);
+    const tagControl* pPrev = nullptr;
+    for (const tagControl& c : aControl) {
+        EXPECT_EQ(pal.At(c.nEntry), c.rgb) << "palette " << nIndex << " entry " << c.nEntry;
+        if (pPrev != nullptr) {
+            const int a0[3] = {std::get<0>(pPrev->rgb), std::get<1>(pPrev->rgb), std::get<2>(pPrev->rgb)};
+            const int a1[3] = {std::get<0>(c.rgb), std::get<1>(c.rgb), std::get<2>(c.rgb)};
+            const unsigned char* apCh[3] = {pal.r, pal.g, pal.b};
+            for (int i = pPrev->nEntry; i <= c.nEntry; ++i)
+                for (int ch = 0; ch < 3; ++ch) {
+                    double dExact = a0[ch] + (a1[ch] - a0[ch]) * double(i - pPrev->nEntry) / (c.nEntry - pPrev->nEntry);
+                    ASSERT_LE(std::abs(apCh[ch][i] - dExact), 2.0) << nIndex << " entry " << i << " channel " << ch;
+                }
+        }
+        pPrev = &c;
+    }
+}
+
+TEST(XPalette, TellingRows)
+{
+    ExpectControls(2, {{0, {229, 0, 255}}, {38, {81, 0, 255}}, {58, {3, 100, 255}}, {63, {0, 125, 255}},
+                       {89, {0, 255, 151}}, {114, {0, 153, 51}}, {127, {56, 153, 0}}, {153, {168, 255, 0}},
+                       {173, {255, 255, 0}}, {186, {255, 255, 0}}, {229, {255, 96, 0}}, {254, {255, 3, 85}},
+                       {255, {255, 3, 85}}});
+    ExpectControls(5, {{0, {0, 0, 255}}, {63, {0, 251, 255}}, {64, {0, 255, 251}}, {127, {0, 255, 0}},
+                       {192, {255, 255, 0}}, {255, {255, 0, 0}}});
+    ExpectControls(17, {{0, {0, 0, 0}}, {120, {173, 0, 0}}, {176, {255, 105, 0}}, {190, {255, 132, 0}},
+                        {255, {255, 255, 255}}});
+    ExpectControls(23, {{0, {0, 0, 0}}, {97, {0, 97, 0}}, {181, {135, 181, 0}}, {255, {255, 255, 255}}});
+    ExpectControls(53, {{0, {0, 75, 255}}, {64, {0, 200, 255}}, {128, {26, 115, 73}}, {192, {204, 127, 76}},
+                        {255, {230, 229, 228}}});
+    ExpectControls(57, {{0, {0, 0, 255}}, {85, {0, 255, 255}}, {170, {255, 255, 0}}, {255, {255, 1, 0}}});
+    ExpectControls(63, {{0, {0, 0, 255}}, {64, {0, 255, 255}}, {128, {0, 255, 0}}, {192, {255, 255, 0}},
+                        {255, {255, 4, 0}}});
+    EXPECT_EQ(tagPal(22).At(255), RGB(254, 254, 254));
+}
+
+} // namespace
