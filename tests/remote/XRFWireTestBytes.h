@@ -1,0 +1,36 @@
+// Expected packets for the wire tests, written out as byte runs placed at
+// offsets in an otherwise zero packet.
+#pragma once
+
+#include <cstddef>
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+#include "KVDbase/platform/Win32Types.h"
+
+struct tagBytesAt {
+    size_t nAt;
+    std::vector<BYTE> bytes;
+};
+
+inline std::vector<BYTE> Packet(size_t nSize, std::initializer_list<tagBytesAt> runs)
+{
+    std::vector<BYTE> packet(nSize, 0);
+    for (const tagBytesAt& run : runs)
+        for (size_t i = 0; i < run.bytes.size(); ++i)
+            packet.at(run.nAt + i) = run.bytes[i];
+    return packet;
+}
+
+inline std::vector<BYTE> Text(const std::string& str)
+{
+    return std::vector<BYTE>(str.begin(), str.end());
+}
+
+// For loops over many values, where writing each run by hand is no clearer.
+inline void PutLE32(std::vector<BYTE>& packet, size_t nAt, DWORD nValue)
+{
+    for (int i = 0; i < 4; ++i)
+        packet.at(nAt + i) = static_cast<BYTE>(nValue >> (8 * i));
+}
