@@ -1,0 +1,379 @@
+#include "KVDbase/core/XString.h"
+
+#include "KVDbase/core/XFrameworkException.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdarg>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+// Exposes the header and the protected helpers that the storage rules rest on.
+class XProbeString : public XString {
+public:
+    using XString::XString;
+    XProbeString(const XString& s) : XString(s) {}
+    const XStringData* Header() const { return GetData(); }
+    int Refs() const { return GetData()->nRefs; }
+};
+
+int Bound(const char* pszFormat, ...)
+{
+    va_list args;
+    va_start(args, pszFormat);
+    int n = XString::FormatBound(pszFormat, args);
+    va_end(args);
+    return n;
+}
+
+} // namespace
+
+TEST(XStringStorage, EmptyStringIsSharedAndNeverFreed)
+{
+    XProbeString a, b;
+    EXPECT_EQ(a.Header(), b.Header());
+    EXPECT_EQ(a.Refs(), -1);
+    EXPECT_EQ(a.GetLength(), 0);
+    EXPECT_STREQ(a, "");
+    XProbeString c(static_cast<const char*>(nullptr));
+    EXPECT_EQ(c.Header(), a.Header());
+    EXPECT_EQ(XProbeString(XfnGetEmptyString()).Header(), a.Header());
+}
+
+TEST(XStringStorage, SizeClassesRoundCapacityUp)
+{
+    EXPECT_EQ(XString("a").GetAllocLength(), 64);
+    EXPECT_EQ(XString('x', 64).GetAllocLength(), 64);
+    EXPECT_EQ(XString('x', 65).GetAllocLength(), 128);
+    EXPECT_EQ(XString('x', 256).GetAllocLength(), 256);
+    EXPECT_EQ(XString('x', 512).GetAllocLength(), 512);
+    // Past the last class the capacity is the exact length.
+    EXPECT_EQ(XString('x', 513).GetAllocLength(), 513);
+    EXPECT_EQ(XString('x', 5000).GetAllocLength(), 5000);
+}
+
+TEST(XStringStorage, GrowingStaysInItsBufferUntilTheClassIsFull)
+{
+    XString s('a', 60);
+    const char* p = s;
+    s += "bcd";
+    EXPECT_EQ(static_cast<const char*>(s), p);
+    s += 'e';
+    EXPECT_EQ(s.GetLength(), 64);
+    EXPECT_EQ(static_cast<const char*>(s), p);
+    s += 'f';
+    EXPECT_EQ(s.GetLength(), 65);
+    EXPECT_EQ(s.GetAllocLength(), 128);
+    EXPECT_EQ(std::string(s), std::string(60, 'a') + "bcdef");
+}
+
+TEST(XStringStorage, CopiesShareUntilOneChanges)
+{
+    XProbeString a("shared text");
+    XProbeString b(a);
+    EXPECT_EQ(a.Header(), b.Header());
+    EXPECT_EQ(a.Refs(), 2);
+    XString c;
+    c = a;
+    EXPECT_EQ(a.Refs(), 3);
+    b.SetAt(0, 'S');
+    EXPECT_NE(a.Header(), b.Header());
+    EXPECT_EQ(a.Refs(), 2);
+    EXPECT_STREQ(a, "shared text");
+    EXPECT_STREQ(b, "Shared text");
+    EXPECT_STREQ(c, "shared text");
+}
+
+TEST(XStringStorage, LockedBufferIsCopiedNotShared)
+{
+    XProbeString a("locked");
+    char* p = a.LockBuffer();
+    EXPECT_EQ(a.Refs(), -1);
+    XProbeString b(a);
+    EXPECT_NE(b.Header(), a.Header());
+    EXPECT_STREQ(b, "locked");
+    XProbeString c;
+    c = a;
+    EXPECT_NE(c.Header(), a.Header());
+    EXPECT_EQ(a.Refs(), -1);
+    // A locked string assigned to keeps its buffer and its lock.
+    a = XString("new");
+    EXPECT_EQ(static_cast<const char*>(a), p);
+    EXPECT_EQ(a.Refs(), -1);
+    a.UnlockBuffer();
+    EXPECT_EQ(a.Refs(), 1);
+}
+
+TEST(XStringStorage, ConcurrentCopiesKeepCountsExact)
+{
+    XProbeString shared(XString('z', 300));
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&shared] {
+            for (int i = 0; i < 20000; ++i) {
+                XString copy(shared);
+                XString other = copy;
+                other += 'q'; // takes a private copy
+            }
+        });
+    for (auto& t : threads)
+        t.join();
+    EXPECT_EQ(shared.Refs(), 1);
+    EXPECT_EQ(shared.GetLength(), 300);
+}
+
+TEST(XStringStorage, BufferOperations)
+{
+    XString s("abc");
+    char* p = s.GetBuffer(10);
+    std::strcpy(p, "abcdefgh");
+    s.ReleaseBuffer();
+    EXPECT_EQ(s.GetLength(), 8);
+    s.ReleaseBuffer(3);
+    EXPECT_STREQ(s, "abc");
+    p = s.GetBufferSetLength(5);
+    EXPECT_EQ(s.GetLength(), 5);
+    EXPECT_EQ(p[5], '\0');
+
+    XString big('b', 600);
+    big.ReleaseBuffer(20);
+    EXPECT_EQ(big.GetAllocLength(), 600);
+    big.FreeExtra();
+    EXPECT_EQ(big.GetAllocLength(), 64);
+    EXPECT_EQ(std::string(big), std::string(20, 'b'));
+}
+
+TEST(XStringConstruction, FromWideAndUnsignedText)
+{
+    EXPECT_STREQ(XString(L"plain"), "plain");
+    EXPECT_STREQ(XString(L"h\u00e9llo \u4e16"), "h\xc3\xa9llo \xe4\xb8\x96");
+    EXPECT_STREQ(XString(L"abcdef", 3), "abc");
+    EXPECT_STREQ(XString(reinterpret_cast<const unsigned char*>("bytes")), "bytes");
+    EXPECT_STREQ(XString('-', 3), "---");
+    EXPECT_STREQ(XString("abcdef", 4), "abcd");
+    XString s;
+    s = L"w";
+    EXPECT_STREQ(s, "w");
+    s = static_cast<const wchar_t*>(nullptr);
+    EXPECT_TRUE(s.IsEmpty());
+}
+
+TEST(XStringConcat, AllFormsAndSelfAppend)
+{
+    XString a("ab"), b("cd");
+    EXPECT_STREQ(a + b, "abcd");
+    EXPECT_STREQ(a + 'x', "abx");
+    EXPECT_STREQ('x' + a, "xab");
+    EXPECT_STREQ(a + "zz", "abzz");
+    EXPECT_STREQ("zz" + a, "zzab");
+    XString s(XString('s', 64));
+    s += s; // the source lives in the buffer being replaced
+    EXPECT_EQ(s.GetLength(), 128);
+    EXPECT_EQ(std::string(s), std::string(128, 's'));
+    XString e;
+    e += "";
+    EXPECT_TRUE(e.IsEmpty());
+}
+
+TEST(XStringCompare, OrderAndCase)
+{
+    XString s("Apple");
+    EXPECT_EQ(s.Compare("Apple"), 0);
+    EXPECT_LT(s.Compare("apple"), 0);
+    EXPECT_EQ(s.CompareNoCase("aPPLE"), 0);
+    EXPECT_GT(s.CompareNoCase("APPL"), 0);
+    EXPECT_TRUE(s == "Apple");
+    EXPECT_TRUE("Apple" == s);
+    EXPECT_TRUE(s < XString("B"));
+    EXPECT_TRUE(s >= "Apple");
+    EXPECT_TRUE(XString("\xc3\xa9") > "z"); // code point order
+}
+
+TEST(XStringExtract, BoundsAndSharing)
+{
+    XProbeString s("hello world");
+    EXPECT_TRUE(s.Left(-1).IsEmpty());
+    EXPECT_EQ(XProbeString(s.Left(1000)).Header(), s.Header());
+    EXPECT_EQ(XProbeString(s.Right(11)).Header(), s.Header());
+    EXPECT_STREQ(s.Left(5), "hello");
+    EXPECT_STREQ(s.Right(5), "world");
+    EXPECT_STREQ(s.Mid(6), "world");
+    EXPECT_STREQ(s.Mid(-3, 2), "he");
+    EXPECT_STREQ(s.Mid(6, 100), "world");
+    EXPECT_TRUE(s.Mid(50, 2).IsEmpty());
+    EXPECT_EQ(XProbeString(s.Mid(0, 11)).Header(), s.Header());
+    EXPECT_STREQ(s.SpanIncluding("leh"), "hell");
+    EXPECT_STREQ(s.SpanExcluding(" "), "hello");
+}
+
+TEST(XStringChange, TrimFamilies)
+{
+    XString s("  \t padded \n ");
+    s.TrimLeft();
+    EXPECT_STREQ(s, "padded \n ");
+    s.TrimRight();
+    EXPECT_STREQ(s, "padded");
+    XString x("xxaxx");
+    x.TrimLeft('x');
+    x.TrimRight('x');
+    EXPECT_STREQ(x, "a");
+    XString y("-=value=-");
+    y.TrimLeft("");
+    EXPECT_STREQ(y, "-=value=-");
+    y.TrimLeft("=-");
+    y.TrimRight("-=");
+    EXPECT_STREQ(y, "value");
+    // A multi-byte character whose last byte is not a blank survives.
+    XString u("\xe4\xb8\x96  ");
+    u.TrimRight();
+    EXPECT_STREQ(u, "\xe4\xb8\x96");
+}
+
+TEST(XStringChange, ReplaceRemoveInsertDelete)
+{
+    XString s("a-b-c");
+    EXPECT_EQ(s.Replace('-', '-'), 0);
+    EXPECT_EQ(s.Replace('-', '+'), 2);
+    EXPECT_STREQ(s, "a+b+c");
+    EXPECT_EQ(s.Replace("+", "<->"), 2);
+    EXPECT_STREQ(s, "a<->b<->c");
+    EXPECT_EQ(s.Replace("<->", nullptr), 2);
+    EXPECT_STREQ(s, "abc");
+    EXPECT_EQ(s.Replace("", "x"), 0);
+    XString shared(s);
+    EXPECT_EQ(s.Replace("b", "BBB"), 1);
+    EXPECT_STREQ(shared, "abc");
+    EXPECT_STREQ(s, "aBBBc");
+
+    XString r("banana");
+    EXPECT_EQ(r.Remove('a'), 3);
+    EXPECT_STREQ(r, "bnn");
+    EXPECT_EQ(r.Insert(-5, 'X'), 4);
+    EXPECT_EQ(r.Insert(100, "YZ"), 6);
+    EXPECT_EQ(r.Insert(2, ""), 6);
+    EXPECT_STREQ(r, "XbnnYZ");
+    EXPECT_EQ(r.Delete(0, 0), 6);
+    EXPECT_EQ(r.Delete(1, 2), 6);
+    EXPECT_STREQ(r, "XnYZ");
+    EXPECT_EQ(r.Delete(2, 99), 4); // an over-long count stops at the end
+    EXPECT_STREQ(r, "Xn");
+}
+
+TEST(XStringChange, CaseReverseAndOem)
+{
+    XString s("Mixed Case \xc3\xa9");
+    s.MakeUpper();
+    EXPECT_STREQ(s, "MIXED CASE \xc3\xa9");
+    s.MakeLower();
+    EXPECT_STREQ(s, "mixed case \xc3\xa9");
+    XString r("ab\xe4\xb8\x96z");
+    r.MakeReverse();
+    EXPECT_STREQ(r, "z\xe4\xb8\x96" "ba");
+    XString oem("caf\xc3\xa9 \xe2\x88\x9e");
+    oem.CharToOemA();
+    EXPECT_STREQ(oem, "caf\x82 \xec");
+    oem.OemToCharA();
+    EXPECT_STREQ(oem, "caf\xc3\xa9 \xe2\x88\x9e");
+}
+
+TEST(XStringSearch, ByteIndexesOnCharacterBoundaries)
+{
+    XString s("one two one");
+    EXPECT_EQ(s.Find('o'), 0);
+    EXPECT_EQ(s.Find('o', 1), 6);
+    EXPECT_EQ(s.Find('o', 100), -1);
+    EXPECT_EQ(s.Find("one", 1), 8);
+    EXPECT_EQ(s.ReverseFind('e'), 10);
+    EXPECT_EQ(s.FindOneOf("wt"), 4);
+    EXPECT_EQ(s.Find("zzz"), -1);
+    // The second byte of a character is not a match for a single byte.
+    XString m("\xc3\xa9\xa9");
+    EXPECT_EQ(m.Find('\xa9'), 2);
+}
+
+TEST(XStringFormat, OutputMatchesTheCLibrary)
+{
+    XString s;
+    s.Format("%d|%5.2f|%-4s|%x|%c|%%", 42, 3.14159, "ab", 255, 'Z');
+    EXPECT_STREQ(s, "42| 3.14|ab  |ff|Z|%");
+    s.Format("%I64d %I64u", static_cast<int64_t>(-5000000000LL), static_cast<uint64_t>(1) << 40);
+    EXPECT_STREQ(s, "-5000000000 1099511627776");
+    s.Format("%ld %lu", static_cast<LONG>(-7), static_cast<ULONG>(7));
+    EXPECT_STREQ(s, "-7 7");
+    s.Format("%S|%ls|%hs|%C", L"wide", L"\u00e9", "narrow", static_cast<wint_t>(L'w'));
+    EXPECT_STREQ(s, "wide|\xc3\xa9|narrow|w");
+    s.Format("%s", static_cast<const char*>(nullptr));
+    EXPECT_STREQ(s, "(null)");
+    s.Format("%*d|%.*s", 6, 7, 2, "abc");
+    EXPECT_STREQ(s, "     7|ab");
+    std::string longText(2000, 'q');
+    s.Format("<%s>", longText.c_str());
+    EXPECT_EQ(s.GetLength(), 2002);
+}
+
+TEST(XStringFormat, BoundWalk)
+{
+    EXPECT_EQ(Bound("abc%%"), 4);
+    EXPECT_EQ(Bound("%s", static_cast<const char*>(nullptr)), 6);
+    EXPECT_EQ(Bound("%5.2s", "abc"), 5);
+    EXPECT_EQ(Bound("%s", ""), 1);
+    EXPECT_EQ(Bound("%.2s", "abcdef"), 2);
+    EXPECT_EQ(Bound("%d", 1), 32);
+    EXPECT_EQ(Bound("%40.5d", 1), 45);
+    EXPECT_EQ(Bound("%e", 1.0), 128);
+    EXPECT_EQ(Bound("%.3f", 1.0), 315);
+    EXPECT_EQ(Bound("%#x", 1), 34);
+    EXPECT_EQ(Bound("%c", 'a'), 2);
+    EXPECT_EQ(Bound("%ls", L"wide"), 4);
+    EXPECT_EQ(Bound("%E", 1.0), 0);
+    EXPECT_EQ(Bound("%I64d%s", static_cast<int64_t>(1), "xyz"), 35);
+}
+
+TEST(XStringFormat, ShortBoundStillGivesTheWholeText)
+{
+    // %E reserves nothing; the text comes out whole all the same.
+    XString s;
+    s.Format("%E", 12345.678);
+    EXPECT_STREQ(s, "1.234568E+04");
+}
+
+TEST(XStringFormat, MessageInserts)
+{
+    XString s;
+    s.FormatMessageA("%1 has %2!d! items%n%3!5.1f!%0 hidden", "list", 3, 2.25);
+    EXPECT_STREQ(s, "list has 3 items\n  2.2");
+    s.FormatMessageA("%2 then %1 and %2", "a", "b");
+    EXPECT_STREQ(s, "b then a and b");
+    EXPECT_THROW(s.FormatMessageA("%1!d", 1), XMemoryException);
+    EXPECT_THROW(s.FormatMessageA("%q"), XMemoryException);
+}
+
+TEST(XStringHelpers, HashAndElementHelpers)
+{
+    EXPECT_EQ(HashKey(""), 0u);
+    EXPECT_EQ(HashKey("a"), 97u);
+    EXPECT_EQ(HashKey("ab"), 97u * 33 + 98);
+    // Bytes above 127 count as negative.
+    EXPECT_EQ(HashKey("\xff"), static_cast<UINT>(-1));
+
+    alignas(XString) unsigned char raw[3 * sizeof(XString)];
+    XString* p = reinterpret_cast<XString*>(raw);
+    XfnConstructStrings(p, 3);
+    XString src[3] = {"x", "y", "z"};
+    CopyElements(p, src, 3);
+    EXPECT_STREQ(p[2], "z");
+    XfnDestructStrings(p, 3);
+
+    wchar_t wide[8];
+    XfnA2WHelper(wide, "\xc3\xa9t\xc3\xa9", 8);
+    EXPECT_EQ(std::wstring(wide), L"\u00e9t\u00e9");
+    char narrow[4];
+    XfnW2AHelper(narrow, L"\u00e9t\u00e9", 4); // cut to fit, still terminated
+    EXPECT_STREQ(narrow, "\xc3\xa9t");
+    narrow[0] = 'k';
+    XfnW2AHelper(narrow, L"zz", 0);
+    EXPECT_EQ(narrow[0], 'k');
+}
