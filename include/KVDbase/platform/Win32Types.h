@@ -20,6 +20,13 @@ typedef uint32_t COLORREF;
 typedef void* HANDLE;
 typedef void* LPVOID;
 
+#ifndef FALSE
+#define FALSE 0
+#endif
+#ifndef TRUE
+#define TRUE 1
+#endif
+
 // An opaque position in a list or map walk: a node or entry address.
 struct __POSITION {};
 typedef __POSITION* POSITION;
