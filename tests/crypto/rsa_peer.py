@@ -1,0 +1,53 @@
+"""An independent RSA-OAEP-SHA1 peer for the key and string tests.
+
+Usage: rsa_peer.py OPERATION OUTPUT INPUT...
+  encrypt OUT PUBLIC_KEY_FILE TEXT_FILE     cipher text, uppercase hexadecimal
+  decrypt OUT PRIVATE_KEY_FILE CIPHER_FILE  plain text bytes
+  generate OUT BITS                         private key text, a newline, public key text
+  public OUT PRIVATE_KEY_FILE               public key text of a private key
+Key files hold DER as hexadecimal text.
+"""
+import sys
+
+from cryptography.hazmat.primitives import hashes, serialization
+from cryptography.hazmat.primitives.asymmetric import padding, rsa
+
+OAEP = padding.OAEP(mgf=padding.MGF1(algorithm=hashes.SHA1()), algorithm=hashes.SHA1(), label=None)
+
+
+def read_hex(path):
+    with open(path, "r", encoding="ascii") as f:
+        return bytes.fromhex(f.read().strip())
+
+
+def public_text(key):
+    der = key.public_bytes(serialization.Encoding.DER, serialization.PublicFormat.SubjectPublicKeyInfo)
+    return der.hex().upper()
+
+
+def main(argv):
+    op, out = argv[1], argv[2]
+    if op == "encrypt":
+        key = serialization.load_der_public_key(read_hex(argv[3]))
+        with open(argv[4], "rb") as f:
+            result = key.encrypt(f.read(), OAEP).hex().upper().encode()
+    elif op == "decrypt":
+        key = serialization.load_der_private_key(read_hex(argv[3]), password=None)
+        with open(argv[4], "r", encoding="ascii") as f:
+            result = key.decrypt(bytes.fromhex(f.read().strip()), OAEP)
+    elif op == "generate":
+        key = rsa.generate_private_key(public_exponent=65537, key_size=int(argv[3]))
+        der = key.private_bytes(serialization.Encoding.DER, serialization.PrivateFormat.PKCS8,
+                                serialization.NoEncryption())
+        result = (der.hex().upper() + "\n" + public_text(key.public_key())).encode()
+    elif op == "public":
+        key = serialization.load_der_private_key(read_hex(argv[3]), password=None)
+        result = public_text(key.public_key()).encode()
+    else:
+        raise SystemExit("unknown operation " + op)
+    with open(out, "wb") as f:
+        f.write(result)
+
+
+if __name__ == "__main__":
+    main(sys.argv)
