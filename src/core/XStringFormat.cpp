@@ -9,6 +9,7 @@
 #include "platform/XMbText.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cwchar>
@@ -22,6 +23,23 @@ enum : int {
     kForceUnicode = 0x20000,
     kForceInt64 = 0x40000,
 };
+
+// atoi's reading of a number: blanks, a sign, digits; 0 when there are none.
+// Written out because the walk calls it for every conversion.
+int ReadNumber(const char* p)
+{
+    while (*p == ' ' || (*p >= '\t' && *p <= '\r'))
+        ++p;
+    bool bNegative = *p == '-';
+    if (*p == '-' || *p == '+')
+        ++p;
+    int64_t n = 0;
+    while (*p >= '0' && *p <= '9' && n <= INT_MAX)
+        n = n * 10 + (*p++ - '0');
+    if (n > INT_MAX)
+        n = INT_MAX;
+    return static_cast<int>(bNegative ? -n : n);
+}
 
 // Walks the format: returns the bound and, when the C library needs another
 // spelling, fills strTranslated with it. bWide tells whether wide text or a
@@ -58,7 +76,7 @@ int WalkFormat(const char* pszFormat, va_list argList, std::string* pTranslated,
                 break;
         }
         if (nWidth == 0) {
-            nWidth = std::atoi(p);
+            nWidth = ReadNumber(p);
             while (*p != '\0' && XMbText::IsDigit(p))
                 p = XMbText::Inc(p);
         }
@@ -70,7 +88,7 @@ int WalkFormat(const char* pszFormat, va_list argList, std::string* pTranslated,
                 nPrecision = va_arg(argList, int);
                 p = XMbText::Inc(p);
             } else {
-                nPrecision = std::atoi(p);
+                nPrecision = ReadNumber(p);
                 while (*p != '\0' && XMbText::IsDigit(p))
                     p = XMbText::Inc(p);
             }
@@ -178,33 +196,38 @@ int WalkFormat(const char* pszFormat, va_list argList, std::string* pTranslated,
         }
         nMaxLen += nItemLen;
 
-        // The C library's spelling of the same conversion.
-        const char* pReplacement = nullptr;
-        char chConv = *pConversion;
-        bool bText = chConv == 's' || chConv == 'S' || chConv == 'c' || chConv == 'C';
-        bool bInteger = std::strchr("diuxXo", chConv) != nullptr && chConv != '\0';
-        if (pbWide != nullptr && bText &&
-            (nModifier == kForceUnicode || (nModifier == 0 && (chConv == 'S' || chConv == 'C'))))
-            *pbWide = true;
-        if (nModifier == kForceInt64) {
-            pReplacement = "ll";
-        } else if (pPrefix != pConversion && (*pPrefix == 'F' || *pPrefix == 'N' || *pPrefix == 'L')) {
-            pReplacement = "";
-        } else if (nModifier == kForceAnsi && bText) {
-            pReplacement = "";
-            chConv = (chConv == 'S' || chConv == 's') ? 's' : 'c';
-        } else if (nModifier == kForceUnicode && (bText || bInteger)) {
-            // A long is 32 bits in this library's interface.
-            pReplacement = bInteger ? "" : "l";
-            if (bText)
+        // The C library's spelling of the same conversion; plain conversions
+        // need none.
+        if (pPrefix != pConversion) {
+            const char* pReplacement = nullptr;
+            char chConv = *pConversion;
+            bool bText = chConv == 's' || chConv == 'S' || chConv == 'c' || chConv == 'C';
+            bool bInteger = chConv == 'd' || chConv == 'i' || chConv == 'u' || chConv == 'x' || chConv == 'X' ||
+                            chConv == 'o';
+            if (nModifier == kForceInt64) {
+                pReplacement = "ll";
+            } else if (*pPrefix == 'F' || *pPrefix == 'N' || *pPrefix == 'L') {
+                pReplacement = "";
+            } else if (nModifier == kForceAnsi && bText) {
+                pReplacement = "";
                 chConv = (chConv == 'S' || chConv == 's') ? 's' : 'c';
-        }
-        if (pReplacement != nullptr && pTranslated != nullptr) {
-            bTranslate = true;
-            strOut.append(pCopied, static_cast<size_t>(pPrefix - pCopied));
-            strOut.append(pReplacement);
-            strOut.push_back(chConv);
-            pCopied = chConv == '\0' ? pConversion : pConversion + 1;
+            } else if (nModifier == kForceUnicode && (bText || bInteger)) {
+                // A long is 32 bits in this library's interface.
+                pReplacement = bInteger ? "" : "l";
+                if (bText)
+                    chConv = (chConv == 'S' || chConv == 's') ? 's' : 'c';
+            }
+            if (pbWide != nullptr && bText && nModifier == kForceUnicode)
+                *pbWide = true;
+            if (pReplacement != nullptr && pTranslated != nullptr) {
+                bTranslate = true;
+                strOut.append(pCopied, static_cast<size_t>(pPrefix - pCopied));
+                strOut.append(pReplacement);
+                strOut.push_back(chConv);
+                pCopied = chConv == '\0' ? pConversion : pConversion + 1;
+            }
+        } else if (pbWide != nullptr && (*pConversion == 'S' || *pConversion == 'C')) {
+            *pbWide = true;
         }
         if (*p == '\0')
             break;

@@ -44,7 +44,7 @@ const uint32_t kReplacement = 0xFFFD;
 
 } // namespace
 
-int XMbText::CharLen(const char* p)
+int XMbText::MultiByteCharLen(const char* p)
 {
     const unsigned char* s = reinterpret_cast<const unsigned char*>(p);
     unsigned char c = s[0];
@@ -114,17 +114,6 @@ int XMbText::Encode(uint32_t cp, char* pOut)
     if (pOut != nullptr)
         std::memcpy(pOut, buf, static_cast<size_t>(n));
     return n;
-}
-
-bool XMbText::IsSpace(const char* p)
-{
-    unsigned char c = static_cast<unsigned char>(*p);
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
-bool XMbText::IsDigit(const char* p)
-{
-    return *p >= '0' && *p <= '9';
 }
 
 int XMbText::Compare(const char* a, const char* b)

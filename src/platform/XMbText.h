@@ -16,12 +16,19 @@ public:
     static constexpr int nMaxCharBytes = 4;
 
     // Byte length of the character at p (1 for the terminator).
-    static int CharLen(const char* p);
+    static int CharLen(const char* p)
+    {
+        return static_cast<unsigned char>(*p) < 0x80 ? 1 : MultiByteCharLen(p);
+    }
     static const char* Inc(const char* p) { return p + CharLen(p); }
     static char* Inc(char* p) { return p + CharLen(p); }
 
-    static bool IsSpace(const char* p);
-    static bool IsDigit(const char* p);
+    static bool IsSpace(const char* p)
+    {
+        unsigned char c = static_cast<unsigned char>(*p);
+        return c == ' ' || (c >= '\t' && c <= '\r');
+    }
+    static bool IsDigit(const char* p) { return *p >= '0' && *p <= '9'; }
 
     // Comparisons of whole texts; results <0, 0 or >0.
     static int Compare(const char* a, const char* b);
@@ -62,6 +69,8 @@ public:
     static int OemToNarrow(const char* pSrc, int nSrc, char* pDst);
 
 private:
+    // CharLen for a byte of 0x80 or above.
+    static int MultiByteCharLen(const char* p);
     // Decodes the character at p; returns its byte length and the code point
     // (the byte itself for a malformed sequence).
     static int Decode(const char* p, uint32_t& cp);
