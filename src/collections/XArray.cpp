@@ -1,0 +1,9 @@
+#include "KVDbase/collections/XArray.h"
+
+XIMPLEMENT_DYNCREATE(XByteArray, XObject)
+XIMPLEMENT_DYNCREATE(XWordArray, XObject)
+XIMPLEMENT_DYNCREATE(XDWordArray, XObject)
+XIMPLEMENT_DYNCREATE(XUIntArray, XObject)
+XIMPLEMENT_DYNAMIC(XPtrArray, XObject)
+XIMPLEMENT_DYNCREATE(XObArray, XObject)
+XIMPLEMENT_DYNCREATE(XStringArray, XObject)

@@ -1,0 +1,11 @@
+#include "KVDbase/collections/XMap.h"
+
+XIMPLEMENT_DYNAMIC(XMapIntToPtr, XObject)
+XIMPLEMENT_DYNAMIC(XMapPtrToInt, XObject)
+XIMPLEMENT_DYNAMIC(XMapPtrToPtr, XObject)
+XIMPLEMENT_DYNAMIC(XMapPtrToWord, XObject)
+XIMPLEMENT_DYNAMIC(XMapWordToPtr, XObject)
+XIMPLEMENT_DYNCREATE(XMapWordToOb, XObject)
+XIMPLEMENT_DYNAMIC(XMapStringToPtr, XObject)
+XIMPLEMENT_DYNCREATE(XMapStringToOb, XObject)
+XIMPLEMENT_DYNCREATE(XMapStringToString, XObject)
