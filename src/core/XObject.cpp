@@ -62,6 +62,3 @@ BOOL XObject::IsKindOf(const XRuntimeClass* pClass) const
 {
     return GetRuntimeClass()->IsDerivedFrom(pClass);
 }
-
-// TEMPORARY until the archive lands: replaced by the hierarchy block writer.
-void XObject::Serialize(XArchive&) {}

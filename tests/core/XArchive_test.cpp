@@ -1,0 +1,474 @@
+#include "KVDbase/core/XArchive.h"
+
+#include "KVDbase/core/XFrameworkException.h"
+#include "KVDbase/core/XTime.h"
+#include "KVDbase/files/XFile.h"
+#include "KVDbase/files/XMemFile.h"
+#include "core/XMapSP.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <functional>
+#include <cstdlib>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+typedef std::vector<unsigned char> Bytes;
+
+// A node of a linked graph: a value and a pointer to another node.
+class XTestNode : public XObject {
+    XDECLARE_DYNCREATE(XTestNode)
+public:
+    int nValue = 0;
+    XTestNode* pNext = nullptr;
+
+    void Serialize(XArchive& ar) override
+    {
+        XObject::Serialize(ar);
+        if (ar.IsStoring()) {
+            ar << nValue;
+            ar << static_cast<const XObject*>(pNext);
+        } else {
+            ar >> nValue;
+            pNext = static_cast<XTestNode*>(ar.ReadObject(XTestNode::GetRuntimeClassStatic()));
+        }
+    }
+};
+XIMPLEMENT_DYNCREATE(XTestNode, XObject)
+
+// A class whose stored schema can be checked by its own Serialize.
+class XTestVersioned : public XObject {
+    XDECLARE_DYNCREATE(XTestVersioned)
+public:
+    unsigned int nSchemaSeen = 0;
+    void Serialize(XArchive& ar) override
+    {
+        XObject::Serialize(ar);
+        if (ar.IsLoading())
+            nSchemaSeen = ar.GetRTCSchemaStored("XTestVersioned");
+    }
+};
+XIMPLEMENT_DYNCREATE(XTestVersioned, XObject)
+
+// Stores with fn into a memory file and returns the stream's bytes.
+template <typename Fn> Bytes Store(Fn fn, unsigned int nMode = XArchive::store)
+{
+    XMemFile file;
+    {
+        XArchive ar(&file, nMode);
+        fn(ar);
+        ar.Close();
+    }
+    Bytes bytes(static_cast<size_t>(file.GetLength()));
+    file.SeekToBegin();
+    if (!bytes.empty())
+        file.Read(bytes.data(), static_cast<unsigned int>(bytes.size()));
+    return bytes;
+}
+
+// Loads from bytes with fn, through a memory file that borrows them.
+template <typename Fn> void Load(Bytes bytes, Fn fn, unsigned int nMode = XArchive::load)
+{
+    bytes.push_back(0); // never hand out a null block
+    XMemFile file(bytes.data(), static_cast<unsigned int>(bytes.size() - 1), 0);
+    XArchive ar(&file, nMode);
+    fn(ar);
+}
+
+Bytes Concat(std::initializer_list<Bytes> parts)
+{
+    Bytes all;
+    for (const Bytes& b : parts)
+        all.insert(all.end(), b.begin(), b.end());
+    return all;
+}
+
+Bytes Text(const std::string& s)
+{
+    return Bytes(s.begin(), s.end());
+}
+
+// The hierarchy block's magic in the default (reversed) order.
+const Bytes kMagic = {0xFA, 0x2D, 0x48, 0x1C};
+
+Bytes ClassRecord(const std::string& strName)
+{
+    return Concat({{0, 0, 0, 1, static_cast<unsigned char>(strName.size() >> 8), static_cast<unsigned char>(strName.size())},
+                   Text(strName)});
+}
+
+int CauseOf(const std::function<void()>& fn)
+{
+    try {
+        fn();
+    } catch (const XArchiveException& e) {
+        return e.nCause;
+    }
+    return -1;
+}
+
+} // namespace
+
+TEST(XArchivePrimitives, DefaultOrderIsReversed)
+{
+    Bytes b = Store([](XArchive& ar) {
+        ar << static_cast<BYTE>(0x01) << static_cast<WORD>(0x0203) << static_cast<DWORD>(0x04050607);
+        ar << static_cast<int64_t>(0x08090A0B0C0D0E0FLL) << 1.0f << 1.0;
+        tagPOINT pt = {1, -1};
+        ar << pt;
+    });
+    Bytes expected = {0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, 0x09, 0x0A, 0x0B, 0x0C, 0x0D, 0x0E, 0x0F,
+                      0x3F, 0x80, 0x00, 0x00, 0x3F, 0xF0, 0, 0, 0, 0, 0, 0,
+                      0, 0, 0, 1, 0xFF, 0xFF, 0xFF, 0xFF};
+    EXPECT_EQ(b, expected);
+}
+
+TEST(XArchivePrimitives, NoSwapModeAndRoundTrips)
+{
+    for (unsigned int nSwap : {0u, static_cast<unsigned int>(XArchive::bNoByteSwap)}) {
+        Bytes b = Store(
+            [](XArchive& ar) {
+                ar << static_cast<short>(-2) << 123456789 << static_cast<long double>(2.5) << 'c';
+                tagRECT rc = {1, 2, 3, 4};
+                ar << rc;
+                tagSIZE sz = {7, 8};
+                ar << sz;
+            },
+            XArchive::store | nSwap);
+        if (nSwap != 0)
+            EXPECT_EQ(b[0], 0xFE); // low byte first
+        Load(
+            b,
+            [](XArchive& ar) {
+                short s;
+                int i;
+                long double d;
+                char c;
+                tagRECT rc;
+                tagSIZE sz;
+                ar >> s >> i >> d >> c >> rc >> sz;
+                EXPECT_EQ(s, -2);
+                EXPECT_EQ(i, 123456789);
+                EXPECT_EQ(d, 2.5);
+                EXPECT_EQ(c, 'c');
+                EXPECT_EQ(rc.bottom, 4);
+                EXPECT_EQ(sz.cy, 8);
+            },
+            XArchive::load | nSwap);
+    }
+}
+
+TEST(XArchivePrimitives, ShortStreamThrowsEndOfFile)
+{
+    Load({0x00, 0x01}, [](XArchive& ar) {
+        DWORD n;
+        EXPECT_EQ(CauseOf([&] { ar >> n; }), XArchiveException::endOfFile);
+    });
+}
+
+TEST(XArchiveStrings, LengthForms)
+{
+    struct Case {
+        int nLength;
+        size_t nHeader;
+    } cases[] = {{0, 1}, {254, 1}, {255, 3}, {65533, 3}, {65534, 7}, {70000, 7}};
+    for (const Case& c : cases) {
+        XString str('s', c.nLength);
+        Bytes b = Store([&](XArchive& ar) { ar << str; });
+        ASSERT_EQ(b.size(), c.nHeader + c.nLength) << c.nLength;
+        if (c.nHeader == 3) {
+            EXPECT_EQ(b[0], 0xFF);
+            EXPECT_EQ(b[1] * 256 + b[2], c.nLength);
+        } else if (c.nHeader == 7) {
+            EXPECT_EQ(Bytes(b.begin(), b.begin() + 3), (Bytes{0xFF, 0xFF, 0xFF}));
+        }
+        Load(b, [&](XArchive& ar) {
+            XString back("previous");
+            ar >> back;
+            EXPECT_TRUE(back == str);
+        });
+    }
+}
+
+TEST(XArchiveStrings, WideFormReads)
+{
+    // 255, 0xFFFE, a length of 2, then two characters in the machine's order.
+    Bytes b = {0xFF, 0xFF, 0xFE, 0x02, 0xE9, 0x00, 0x41, 0x00};
+    Load(b, [](XArchive& ar) {
+        XString s;
+        ar >> s;
+        EXPECT_STREQ(s, "\xc3\xa9" "A");
+    });
+    Load({0x05, 'a', 'b'}, [](XArchive& ar) {
+        XString s;
+        EXPECT_EQ(CauseOf([&] { ar >> s; }), XArchiveException::endOfFile);
+    });
+    // A damaged length announces far more than the stream holds.
+    Load({0xFF, 0xFF, 0xFF, 0x7F, 0xFF, 0xFF, 0x00, 'x'}, [](XArchive& ar) {
+        XString s;
+        EXPECT_EQ(CauseOf([&] { ar >> s; }), XArchiveException::endOfFile);
+    });
+}
+
+TEST(XArchiveStrings, TextLines)
+{
+    std::string strLong(128, 'L');
+    Bytes b = Text("first\r\nsecond\n" + strLong + "\nlast");
+    Load(b, [&](XArchive& ar) {
+        XString s;
+        EXPECT_EQ(ar.ReadString(s), 1);
+        EXPECT_STREQ(s, "first");
+        EXPECT_EQ(ar.ReadString(s), 1);
+        EXPECT_STREQ(s, "second");
+        EXPECT_EQ(ar.ReadString(s), 1);
+        EXPECT_EQ(std::string(s), strLong);
+        EXPECT_EQ(ar.ReadString(s), 1);
+        EXPECT_STREQ(s, "last");
+        EXPECT_EQ(ar.ReadString(s), 0);
+    });
+    Load(Text("ab\r\ncd\n"), [](XArchive& ar) {
+        char buf[16];
+        // A negative count keeps the line end, as one line feed.
+        EXPECT_STREQ(ar.ReadString(buf, static_cast<unsigned int>(-10)), "ab\n");
+        EXPECT_STREQ(ar.ReadString(buf, 10), "cd");
+        EXPECT_EQ(ar.ReadString(buf, 10), nullptr);
+    });
+    EXPECT_EQ(Store([](XArchive& ar) { ar.WriteString("raw"); }), Text("raw"));
+}
+
+TEST(XArchiveObjects, FirstObjectStreamIsExact)
+{
+    XTestNode node;
+    node.nValue = 0x11223344;
+    Bytes b = Store([&](XArchive& ar) { ar << static_cast<const XObject*>(&node); });
+    Bytes expected = Concat({{4}, kMagic, {0, 0, 0, 2}, ClassRecord("XTestNode"), ClassRecord("XObject"),
+                             kMagic, {0, 0, 0, 0}, {0x11, 0x22, 0x33, 0x44}, {0}});
+    EXPECT_EQ(b, expected);
+}
+
+TEST(XArchiveObjects, SharedAndCyclicReferences)
+{
+    XTestNode a, b;
+    a.nValue = 1;
+    b.nValue = 2;
+    a.pNext = &b;
+    b.pNext = &a; // a cycle
+    Bytes bytes = Store([&](XArchive& ar) {
+        ar << static_cast<const XObject*>(&a);
+        ar << static_cast<const XObject*>(&a); // the same pointer again
+        ar << static_cast<const XObject*>(nullptr);
+    });
+    // The second write of a: tag 3 and index 3 (XTestNode 1, XObject 2, a 3).
+    EXPECT_EQ(Bytes(bytes.end() - 6, bytes.end()), (Bytes{3, 0, 0, 0, 3, 0}));
+    // b is a known class: tag 2 with the class's index 1.
+    Load(bytes, [](XArchive& ar) {
+        XObject* p1 = nullptr;
+        XObject* p2 = nullptr;
+        XTestNode sentinel;
+        XObject* p3 = &sentinel; // must come back null
+        ar >> p1 >> p2 >> p3;
+        ASSERT_NE(p1, nullptr);
+        EXPECT_EQ(p1, p2);
+        EXPECT_EQ(p3, nullptr);
+        XTestNode* pa = static_cast<XTestNode*>(p1);
+        ASSERT_NE(pa->pNext, nullptr);
+        EXPECT_EQ(pa->nValue, 1);
+        EXPECT_EQ(pa->pNext->nValue, 2);
+        EXPECT_EQ(pa->pNext->pNext, pa);
+        delete pa->pNext;
+        delete pa;
+    });
+}
+
+TEST(XArchiveObjects, BothByteOrdersOnARealFile)
+{
+    char szPath[] = "/tmp/kvd_archive_XXXXXX";
+    int fd = mkstemp(szPath);
+    ASSERT_GE(fd, 0);
+    close(fd);
+    for (unsigned int nSwap : {0u, static_cast<unsigned int>(XArchive::bNoByteSwap)}) {
+        XTestNode head;
+        XTestNode* pPrev = &head;
+        std::vector<XTestNode*> nodes;
+        for (int i = 0; i < 2000; ++i) {
+            nodes.push_back(new XTestNode);
+            nodes.back()->nValue = i;
+            pPrev->pNext = nodes.back();
+            pPrev = nodes.back();
+        }
+        {
+            XFile file(szPath, XFile::flagCreate | XFile::flagWrite);
+            XArchive ar(&file, XArchive::store | nSwap, 512);
+            ar << static_cast<const XObject*>(&head) << XString("tail text");
+            ar.Close();
+        }
+        for (XTestNode* p : nodes)
+            delete p;
+        {
+            XFile file(szPath, XFile::flagRead);
+            XArchive ar(&file, XArchive::load | nSwap, 512);
+            XObject* p = nullptr;
+            XString strTail;
+            ar >> p >> strTail;
+            EXPECT_STREQ(strTail, "tail text");
+            int n = -1;
+            for (XTestNode* pNode = static_cast<XTestNode*>(p); pNode != nullptr;) {
+                EXPECT_EQ(pNode->nValue, n == -1 ? 0 : n);
+                XTestNode* pNext = pNode->pNext;
+                delete pNode;
+                pNode = pNext;
+                ++n;
+            }
+            EXPECT_EQ(n, 2000);
+        }
+    }
+    std::remove(szPath);
+}
+
+TEST(XArchiveObjects, BadTagsIndexesAndKinds)
+{
+    // Tag 2 with index 0 is null and reads no body.
+    Load({2, 0, 0, 0, 0, 0xAB}, [](XArchive& ar) {
+        EXPECT_EQ(ar.ReadObject(nullptr), nullptr);
+        BYTE next;
+        ar >> next;
+        EXPECT_EQ(next, 0xAB);
+    });
+    Load({9}, [](XArchive& ar) { EXPECT_EQ(CauseOf([&] { ar.ReadObject(nullptr); }), XArchiveException::badClass); });
+    Load({3, 0, 0, 0, 5}, [](XArchive& ar) { EXPECT_EQ(CauseOf([&] { ar.ReadObject(nullptr); }), XArchiveException::badIndex); });
+    Load({2, 0x80, 0, 0, 0}, [](XArchive& ar) { EXPECT_EQ(CauseOf([&] { ar.ReadObject(nullptr); }), XArchiveException::badIndex); });
+    // Tag 3 naming a class record, tag 2 naming an object: wrong kind.
+    Bytes first = Concat({{4}, kMagic, {0, 0, 0, 1}, ClassRecord("XObject"), kMagic, {0, 0, 0, 0}});
+    Load(Concat({first, {3, 0, 0, 0, 1}}), [](XArchive& ar) {
+        XObject* p = ar.ReadObject(nullptr);
+        EXPECT_EQ(CauseOf([&] { ar.ReadObject(nullptr); }), XArchiveException::badClass);
+        delete p;
+    });
+    Load(Concat({first, {2, 0, 0, 0, 2}}), [](XArchive& ar) {
+        XObject* p = ar.ReadObject(nullptr);
+        EXPECT_EQ(CauseOf([&] { ar.ReadObject(nullptr); }), XArchiveException::badClass);
+        delete p;
+    });
+    // A class that is not the requested one: cause 5 for a new object.
+    Load(first, [](XArchive& ar) {
+        EXPECT_EQ(CauseOf([&] { ar.ReadObject(XTestNode::GetRuntimeClassStatic()); }), XArchiveException::badIndex);
+    });
+    // Tag 4 without a block and nothing requested.
+    Load({4, 0, 0, 0, 0}, [](XArchive& ar) { EXPECT_EQ(CauseOf([&] { ar.ReadObject(nullptr); }), XArchiveException::badClass); });
+}
+
+TEST(XArchiveObjects, ClassRecordsAndSchemas)
+{
+    static const std::string strName63(63, 'N'), strName64(64, 'N');
+    {
+        // A registered name of 63 bytes loads.
+        XRuntimeClass long63(strName63.c_str(), 0, 1, &XTestVersioned::CreateObject, XObject::GetRuntimeClassStatic());
+        Load(Concat({{1}, ClassRecord(strName63), kMagic, {0, 0, 0, 0}}), [](XArchive& ar) {
+            XObject* p = ar.ReadObject(nullptr);
+            EXPECT_NE(p, nullptr);
+            delete p;
+        });
+        XObject::RTCMap.RemoveKey(strName63.c_str());
+    }
+    Load(Concat({{1}, ClassRecord(strName64)}), [](XArchive& ar) {
+        EXPECT_EQ(CauseOf([&] { ar.ReadObject(nullptr); }), XArchiveException::badClass);
+    });
+    Load(Concat({{1}, ClassRecord("NoSuchClassAnywhere")}), [](XArchive& ar) {
+        EXPECT_EQ(CauseOf([&] { ar.ReadObject(nullptr); }), XArchiveException::badClass);
+    });
+    // Schema 2 stored for a class at 1; schema 0.
+    Bytes schema2 = Concat({{1, 0, 0, 0, 2, 0, 14}, Text("XTestVersioned")});
+    Load(schema2, [](XArchive& ar) { EXPECT_EQ(CauseOf([&] { ar.ReadObject(nullptr); }), XArchiveException::badSchema); });
+    Bytes schema0 = Concat({{1, 0, 0, 0, 0, 0, 14}, Text("XTestVersioned")});
+    Load(schema0, [](XArchive& ar) { EXPECT_EQ(CauseOf([&] { ar.ReadObject(nullptr); }), XArchiveException::badSchema); });
+    // Tag 1 loads a single record; the body's block is then count 0, and the
+    // class learns its stored schema.
+    Bytes ok = Concat({{1}, ClassRecord("XTestVersioned"), kMagic, {0, 0, 0, 0}});
+    Load(ok, [](XArchive& ar) {
+        EXPECT_EQ(ar.GetRTCSchemaStored("XTestVersioned"), 0u);
+        XObject* p = ar.ReadObject(nullptr);
+        ASSERT_NE(p, nullptr);
+        EXPECT_EQ(static_cast<XTestVersioned*>(p)->nSchemaSeen, 1u);
+        EXPECT_EQ(ar.GetRTCSchemaStored("XTestVersioned"), 1u);
+        EXPECT_EQ(ar.GetRTCSchemaStored("XNoSuch"), 0u);
+        delete p;
+    });
+}
+
+TEST(XArchiveObjects, BodyWithoutBlockStepsBack)
+{
+    // Tag 2 needs a known class: use a direct Serialize instead, whose body
+    // starts with the fields themselves.
+    Load({0x00, 0x00, 0x00, 0x2A, 0x00}, [](XArchive& ar) {
+        XTestNode node;
+        node.Serialize(ar);
+        EXPECT_EQ(node.nValue, 42);
+        EXPECT_EQ(node.pNext, nullptr);
+    });
+    // A first field equal to the magic is taken for a block.
+    Load(Concat({kMagic, {0, 0, 0, 0}, {0, 0, 0, 7}, {0}}), [](XArchive& ar) {
+        XTestNode node;
+        node.Serialize(ar);
+        EXPECT_EQ(node.nValue, 7);
+    });
+}
+
+TEST(XArchiveBuffers, SmallUserBufferIsIgnoredAndLargeBlocksPassThrough)
+{
+    std::vector<unsigned char> userBuffer(100, 0xEE);
+    std::vector<unsigned char> block(10000);
+    for (size_t i = 0; i < block.size(); ++i)
+        block[i] = static_cast<unsigned char>(i * 7);
+    XMemFile file(16);
+    {
+        XArchive ar(&file, XArchive::store, 100, userBuffer.data());
+        ar << 5;
+        ar.Write(block.data(), static_cast<unsigned int>(block.size()));
+        ar.Close();
+    }
+    EXPECT_EQ(userBuffer, std::vector<unsigned char>(100, 0xEE));
+    EXPECT_EQ(file.GetLength(), 10004);
+    file.SeekToBegin();
+    XArchive ar(&file, XArchive::load, 128);
+    int n;
+    ar >> n;
+    std::vector<unsigned char> back(10000);
+    EXPECT_EQ(ar.Read(back.data(), 10000), 10000u);
+    EXPECT_EQ(back, block);
+    EXPECT_EQ(ar.Read(back.data(), 10), 0u);
+}
+
+TEST(XArchiveBuffers, FlushOnLoadGivesBackReadAhead)
+{
+    Bytes b = {0, 0, 0, 1, 0xAA, 0xBB, 0xCC};
+    XMemFile file(b.data(), static_cast<unsigned int>(b.size()), 0);
+    XFile* pFile = &file;
+    // The archive takes the whole block as read; a flush hands back what it
+    // did not use, so the file stands just after the value read.
+    XArchive ar(pFile, XArchive::load);
+    DWORD n;
+    ar >> n;
+    ar.Flush();
+    EXPECT_EQ(n, 1u);
+    EXPECT_EQ(pFile->GetPosition(), 4);
+}
+
+TEST(XArchiveTime, LowHalfOnly)
+{
+    Bytes b = Store([](XArchive& ar) {
+        ar << XTime(0x1122334455667788LL);
+        ar << XTimeSpan(-1);
+    });
+    EXPECT_EQ(b, (Bytes{0x55, 0x66, 0x77, 0x88, 0xFF, 0xFF, 0xFF, 0xFF}));
+    Load(b, [](XArchive& ar) {
+        XTime t(0x7FFFFFFF00000000LL);
+        XTimeSpan ts;
+        ar >> t >> ts;
+        EXPECT_EQ(t.GetTime(), 0x7FFFFFFF55667788LL);
+        EXPECT_EQ(ts.nTimeSpan, 0xFFFFFFFFLL); // a negative span comes back positive
+    });
+}
