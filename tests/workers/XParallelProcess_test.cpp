@@ -1,0 +1,244 @@
+#include "KVDbase/workers/XParallelProcess.h"
+
+#include "platform/XSysThread.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+
+namespace {
+
+// Records, for each worker index, how often OnRun ran and on which thread.
+class XRecorder : public XParallelProcess {
+public:
+    static const int nSlots = 128;
+    std::atomic<int> anRuns[nSlots] = {};
+    std::atomic<DWORD> anThreadIds[nSlots] = {};
+
+    void OnRun(int nThread) override
+    {
+        anRuns[nThread]++;
+        anThreadIds[nThread] = XfnSysGetCurrentThreadId();
+    }
+    int TotalRuns() const
+    {
+        int n = 0;
+        for (const std::atomic<int>& r : anRuns)
+            n += r.load();
+        return n;
+    }
+};
+
+TEST(XParallelProcess, WithoutWorkersRunCallsOnRunZeroOnTheCaller)
+{
+    XRecorder never;
+    EXPECT_TRUE(never.Run());
+    EXPECT_EQ(never.anRuns[0].load(), 1);
+    EXPECT_EQ(never.anThreadIds[0].load(), XfnSysGetCurrentThreadId());
+
+    XRecorder zero;
+    zero.Create(0, false);
+    EXPECT_EQ(zero.GetNumThreads(), 0);
+    EXPECT_TRUE(zero.Run());
+    EXPECT_EQ(zero.anThreadIds[0].load(), XfnSysGetCurrentThreadId());
+    EXPECT_EQ(zero.GetPercent(), 0);
+    EXPECT_TRUE(zero.Quit());
+    EXPECT_TRUE(zero.Quit());
+}
+
+TEST(XParallelProcess, EachRunCallsEveryWorkerOnceOnItsOwnThread)
+{
+    XRecorder work;
+    work.Create(3, false);
+    ASSERT_EQ(work.GetNumThreads(), 3);
+    for (int nRun = 1; nRun <= 50; ++nRun) {
+        ASSERT_TRUE(work.Run());
+        for (int i = 0; i < 3; ++i)
+            ASSERT_EQ(work.anRuns[i].load(), nRun) << "worker " << i;
+    }
+    // The threads live across runs: each index always ran on its own thread.
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_TRUE(work.IsValid(i));
+        EXPECT_NE(work.GetThreadID(i), 0u);
+        EXPECT_EQ(work.anThreadIds[i].load(), work.GetThreadID(i));
+        EXPECT_NE(work.GetThreadID(i), XfnSysGetCurrentThreadId());
+    }
+    EXPECT_NE(work.GetThreadID(0), work.GetThreadID(1));
+    EXPECT_FALSE(work.IsValid(3));
+    EXPECT_EQ(work.GetThreadID(3), 0u);
+    EXPECT_TRUE(work.Quit());
+    EXPECT_EQ(work.GetNumThreads(), 0);
+    EXPECT_EQ(work.phThreads, nullptr);
+}
+
+TEST(XParallelProcess, WorkerIIsPinnedToProcessorIAndTheMaskWrapsAt32)
+{
+    const int nProcessors = XfnSysGetProcessorCount();
+    const int nWorkers = nProcessors + 2 > 33 ? nProcessors + 2 : 33;
+    XRecorder work;
+    work.Create(nWorkers, false);
+    ASSERT_EQ(work.GetNumThreads(), nWorkers);
+    for (int i = 0; i < nProcessors && i < 32; ++i)
+        EXPECT_EQ(XfnSysGetThreadAffinityMask(work.phThreads[i]), uint64_t(1) << i) << "worker " << i;
+    // Worker 32 takes the mask of worker 0.
+    EXPECT_EQ(XfnSysGetThreadAffinityMask(work.phThreads[32]), 1u);
+    // A worker whose processor this machine lacks is not pinned at all.
+    if (nProcessors > 1 && nProcessors < 32) {
+        EXPECT_GT(__builtin_popcountll(XfnSysGetThreadAffinityMask(work.phThreads[nProcessors])), 1);
+    }
+    // Workers without a processor of their own still run.
+    ASSERT_TRUE(work.Run());
+    ASSERT_TRUE(work.Run());
+    for (int i = 0; i < nWorkers; ++i)
+        EXPECT_EQ(work.anRuns[i].load(), 2) << "worker " << i;
+}
+
+TEST(XParallelProcess, DefaultCountIsOnePerProcessor)
+{
+    XRecorder work;
+    work.Create(-1, false);
+    EXPECT_EQ(work.GetNumThreads(), XfnSysGetProcessorCount());
+    EXPECT_TRUE(work.Run());
+    EXPECT_EQ(work.TotalRuns(), XfnSysGetProcessorCount());
+}
+
+TEST(XParallelProcess, SuspendedWorkersStartWithTheFirstRunAndQuitWithoutOne)
+{
+    XRecorder quitOnly;
+    quitOnly.Create(2, true);
+    EXPECT_TRUE(quitOnly.IsValid(1));
+    XfnSysSleep(20);
+    EXPECT_TRUE(quitOnly.Quit());
+    EXPECT_EQ(quitOnly.TotalRuns(), 0);
+
+    XRecorder run;
+    run.Create(2, true);
+    EXPECT_TRUE(run.Run());
+    EXPECT_EQ(run.anRuns[0].load(), 1);
+    EXPECT_EQ(run.anRuns[1].load(), 1);
+}
+
+TEST(XParallelProcess, CreateAgainEndsTheFirstSet)
+{
+    XRecorder work;
+    work.Create(2, false);
+    HANDLE hFirst = XfnSysDuplicateThreadHandle(work.phThreads[0]);
+    work.Create(2, false);
+    EXPECT_TRUE(XfnSysIsThreadFinished(hFirst));
+    EXPECT_EQ(XfnSysGetThreadExitCode(hFirst), 1u); // left through its quit event
+    XfnSysCloseThread(hFirst);
+    EXPECT_TRUE(work.Run());
+    EXPECT_EQ(work.TotalRuns(), 2);
+}
+
+TEST(XParallelProcess, NegativeCountRunsNothingAndSucceeds)
+{
+    XRecorder work;
+    work.Create(-3, false);
+    EXPECT_EQ(work.GetNumThreads(), -3);
+    EXPECT_TRUE(work.Run());
+    EXPECT_EQ(work.TotalRuns(), 0);
+    EXPECT_EQ(work.GetPercent(), 0);
+}
+
+// Each worker reports a percent of its own and can wait for a cancel.
+class XReporter : public XParallelProcess {
+public:
+    bool bWaitForCancel = false;
+    std::atomic<int> nSawCancel{0};
+    void OnRun(int nThread) override
+    {
+        OnMessagePercent(nThread, 50 * (nThread + 1));
+        if (!bWaitForCancel)
+            return;
+        for (int i = 0; i < 10000 && !IsCanceled(); ++i)
+            XfnSysSleep(1);
+        if (IsCanceled())
+            nSawCancel++;
+    }
+};
+
+TEST(XParallelProcess, PercentIsTheMeanOfTheWorkers)
+{
+    XReporter work;
+    work.Create(2, false);
+    ASSERT_TRUE(work.Run());
+    EXPECT_EQ(work.GetPercent(0), 50);
+    EXPECT_EQ(work.GetPercent(1), 100);
+    EXPECT_EQ(work.GetPercent(2), 0);
+    EXPECT_EQ(work.GetPercent(), 75);
+    work.OnMessagePercent(5, 99); // out of range: ignored
+    EXPECT_EQ(work.GetPercent(), 75);
+}
+
+TEST(XParallelProcess, CancelReachesRunningWorkersAndRunClearsAnEarlierOne)
+{
+    XReporter work;
+    work.bWaitForCancel = true;
+    work.Create(2, false);
+    struct XCanceller {
+        static DWORD Proc(void* p)
+        {
+            XfnSysSleep(30);
+            static_cast<XParallelProcess*>(p)->Cancel();
+            return 0;
+        }
+    };
+    HANDLE hCanceller = XfnSysCreateThread(XCanceller::Proc, &work, false, nullptr);
+    ASSERT_NE(hCanceller, nullptr);
+    EXPECT_TRUE(work.Run());
+    EXPECT_EQ(work.nSawCancel.load(), 2);
+    EXPECT_TRUE(work.IsCanceled());
+    XfnSysCloseThread(hCanceller);
+
+    work.bWaitForCancel = false;
+    work.Cancel();
+    EXPECT_TRUE(work.Run());
+    EXPECT_FALSE(work.IsCanceled());
+}
+
+// Runs until a gate opens, to show Run's behaviour past the wait limit.
+class XGated : public XParallelProcess {
+public:
+    std::atomic<bool> bGate{false};
+    std::atomic<int> nDone{0};
+    void OnRun(int) override
+    {
+        for (int i = 0; i < 10000 && !bGate.load(); ++i)
+            XfnSysSleep(1);
+        nDone++;
+    }
+};
+
+TEST(XParallelProcess, MoreThan64WorkersMakeRunReturnBeforeTheyFinish)
+{
+    XGated work;
+    work.Create(65, false);
+    EXPECT_TRUE(work.Run());
+    EXPECT_LT(work.nDone.load(), 65);
+    work.bGate = true;
+    for (int i = 0; i < 5000 && work.nDone.load() < 65; ++i)
+        XfnSysSleep(1);
+    EXPECT_EQ(work.nDone.load(), 65); // every worker did start
+    EXPECT_TRUE(work.Quit());
+}
+
+TEST(XParallelProcess, CopiesShareTheWorkersAndTheFirstQuitEndsThem)
+{
+    std::unique_ptr<XRecorder> pWork(new XRecorder);
+    pWork->Create(2, false);
+    ASSERT_TRUE(pWork->Run());
+    XRecorder copy;
+    static_cast<XParallelProcess&>(copy) = *pWork;
+    EXPECT_EQ(copy.phThreads, pWork->phThreads);
+    EXPECT_EQ(copy.GetNumThreads(), 2);
+    pWork.reset(); // ends the shared workers; the copy keeps the arrays
+    EXPECT_EQ(copy.GetNumThreads(), 2);
+    EXPECT_FALSE(copy.IsValid(0));
+    EXPECT_FALSE(copy.Run());
+    EXPECT_TRUE(copy.Quit());
+    EXPECT_EQ(copy.phThreads, nullptr);
+}
+
+} // namespace
