@@ -1,0 +1,173 @@
+#include "KVDbase/files/XPath.h"
+
+#include "XFilesTestDir.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <filesystem>
+#include <regex>
+#include <string>
+
+namespace {
+
+// Runs the body with the current directory set to dir, restoring it after.
+template <class F>
+void InDirectory(const std::filesystem::path& dir, F body)
+{
+    std::filesystem::path old = std::filesystem::current_path();
+    std::filesystem::current_path(dir);
+    body();
+    std::filesystem::current_path(old);
+}
+
+} // namespace
+
+TEST(XfnComparePath, IgnoresCaseOfPlainLettersOnly)
+{
+    EXPECT_EQ(XfnComparePath("/Data/Scene.TIF", "/data/scene.tif"), 1);
+    EXPECT_EQ(XfnComparePath("/data/a", "/data/b"), 0);
+    EXPECT_EQ(XfnComparePath("/data/a", "/data/a/"), 0);
+    // Full-width A (U+FF21) and a (U+FF41) differ in case and must match.
+    EXPECT_EQ(XfnComparePath("x\xEF\xBC\xA1", "x\xEF\xBD\x81"), 0);
+    EXPECT_EQ(XfnComparePath("X\xEF\xBC\xA1", "x\xEF\xBC\xA1"), 1);
+}
+
+TEST(XfnGetFileName, NameAfterAnySeparatorOrColon)
+{
+    EXPECT_STREQ(XfnGetFileName(XString("C:name")), "name");
+    EXPECT_STREQ(XfnGetFileName(XString("dir\\sub/file.txt")), "file.txt");
+    EXPECT_STREQ(XfnGetFileName(XString("dir/")), "");
+    EXPECT_STREQ(XfnGetFileName(XString("plain")), "plain");
+    // A trail byte never counts as a separator: the walk is by characters.
+    EXPECT_STREQ(XfnGetFileName(XString("d/\xE4\xBD\xA0.txt")), "\xE4\xBD\xA0.txt");
+}
+
+TEST(XfnGetFileName, BufferFormCountsOrCuts)
+{
+    EXPECT_EQ(XfnGetFileName("/a/b/name.ext", nullptr, 0), 9u);
+    char out[5];
+    EXPECT_EQ(XfnGetFileName("/a/b/name.ext", out, sizeof(out)), 0u);
+    EXPECT_STREQ(out, "name");
+    // The XString form keeps 255 characters.
+    std::string longName(300, 'n');
+    EXPECT_EQ(XfnGetFileName(XString(("/d/" + longName).c_str())).GetLength(), 255);
+}
+
+TEST(XfnGetFileTitle, IsTheNameWithItsExtension)
+{
+    EXPECT_STREQ(XfnGetFileTitle(XString("/data/scene.tif")), "scene.tif");
+    EXPECT_EQ(XfnGetFileTitle("/data/scene.tif", nullptr, 0), 10u);
+    char out[4];
+    // Too small for the title: the cut name is the answer.
+    EXPECT_EQ(XfnGetFileTitle("/data/scene.tif", out, sizeof(out)), 0u);
+    EXPECT_STREQ(out, "sce");
+    EXPECT_STREQ(XfnGetFileTitle(XString("/data/")), "");
+    EXPECT_STREQ(XfnGetFileTitle(XString("/data/*.tif")), "*.tif");
+}
+
+TEST(XfnGetFileExt, LastExtensionWithoutDot)
+{
+    EXPECT_STREQ(XfnGetFileExt(XString("a.tar.gz")), "gz");
+    EXPECT_STREQ(XfnGetFileExt(XString(".profile")), "profile");
+    EXPECT_STREQ(XfnGetFileExt(XString("file.")), "");
+    EXPECT_STREQ(XfnGetFileExt(XString("dir.d/file")), "");
+    EXPECT_STREQ(XfnGetFileExt(XString("dir.d\\file")), "");
+}
+
+TEST(XfnGetDirName, KeepsDriveAndTrailingSeparator)
+{
+    EXPECT_STREQ(XfnGetDirName(XString("name.txt")), "");
+    EXPECT_STREQ(XfnGetDirName(XString("a/b\\c.txt")), "a/b\\");
+    EXPECT_STREQ(XfnGetDirName(XString("C:\\dir\\f")), "C:\\dir\\");
+    EXPECT_STREQ(XfnGetDirName(XString("C:f")), "C:");
+    EXPECT_STREQ(XfnGetDirName(XString("/usr/lib/")), "/usr/lib/");
+}
+
+TEST(XfnGetRoot, DriveNetworkAndPlainForms)
+{
+    EXPECT_STREQ(XfnGetRoot(XString("C:\\dir\\file")), "C:\\");
+    EXPECT_STREQ(XfnGetRoot(XString("\\\\server\\share\\dir")), "\\\\server\\share\\");
+    EXPECT_STREQ(XfnGetRoot(XString("//server/share/dir")), "//server/share/");
+    EXPECT_STREQ(XfnGetRoot(XString("\\\\server\\share")), "\\\\server\\share");
+    EXPECT_STREQ(XfnGetRoot(XString("name")), "name");
+    EXPECT_STREQ(XfnGetRoot(XString("/usr/lib")), "/");
+    // The doubled separator is found in the middle; nothing follows the
+    // "server" part, so the text stands whole.
+    EXPECT_STREQ(XfnGetRoot(XString("C:\\a\\\\b")), "C:\\a\\\\b");
+}
+
+TEST(XfnFullPath, ResolvesFromCurrentDirectory)
+{
+    XFilesTestDir dir;
+    std::filesystem::create_directories(dir.path / "sub");
+    std::string base = std::filesystem::canonical(dir.path).string();
+    InDirectory(base, [&] {
+        char out[260];
+        ASSERT_EQ(XfnFullPath(out, "sub/../sub\\.\\f.txt"), 1);
+        EXPECT_EQ(std::string(out), base + "/sub/f.txt");
+        ASSERT_EQ(XfnFullPath(out, "sub/"), 1);
+        EXPECT_EQ(std::string(out), base + "/sub/");
+        EXPECT_EQ(std::string(XfnGetFullPath(XString("x"))), base + "/x");
+    });
+    char out[260];
+    ASSERT_EQ(XfnFullPath(out, "/a//b/../c"), 1);
+    EXPECT_STREQ(out, "/a/c");
+    ASSERT_EQ(XfnFullPath(out, "/.."), 1);
+    EXPECT_STREQ(out, "/");
+}
+
+TEST(XfnFullPath, TooLongOrEmptyGivesCutCopy)
+{
+    std::string longPath = "/" + std::string(300, 'p');
+    char out[260];
+    std::memset(out, 'x', sizeof(out));
+    EXPECT_EQ(XfnFullPath(out, longPath.c_str()), 0);
+    EXPECT_EQ(std::strlen(out), 259u);
+    EXPECT_EQ(std::string(out), longPath.substr(0, 259));
+    EXPECT_EQ(XfnFullPath(out, ""), 0);
+    EXPECT_STREQ(out, "");
+    // Exactly 259 characters still fit.
+    std::string fits = "/" + std::string(258, 'q');
+    EXPECT_EQ(XfnFullPath(out, fits.c_str()), 1);
+}
+
+TEST(XfnGetModuleFileName, ProgramAndLibrary)
+{
+    XString strProgram = XfnGetModuleFileName(nullptr);
+    EXPECT_EQ(std::string(strProgram), std::filesystem::read_symlink("/proc/self/exe").string());
+    // The library is linked into this test program.
+    EXPECT_STREQ(XfnGetModuleFileName(XfnGetLibraryModule()), strProgram);
+    XString strDir = XfnGetModulePath(nullptr);
+    EXPECT_EQ(std::string(strDir), std::filesystem::path(std::string(strProgram)).parent_path().string() + "/");
+    XString strUpper = XfnGetModulePathUpper(nullptr);
+    EXPECT_EQ(std::string(strUpper),
+              std::filesystem::path(std::string(strProgram)).parent_path().parent_path().string() + "/");
+    XString strShort;
+    XfnGetModuleShortFileName(nullptr, strShort);
+    EXPECT_STREQ(strShort, strProgram);
+    int nLocal = 0;
+    EXPECT_STREQ(XfnGetModuleFileName(&nLocal), "");
+}
+
+TEST(XfnGetTempFileName, TimeTailInSetOrCurrentDirectory)
+{
+    const std::regex tail("XMMFileTemp[0-9]{11}\\.tmp");
+    XFilesTestDir dir;
+    std::string base = std::filesystem::canonical(dir.path).string();
+    InDirectory(base, [&] {
+        std::string name(XfnGetTempFileName("XMMFileTemp"));
+        ASSERT_EQ(name.substr(0, base.size() + 1), base + "/");
+        EXPECT_TRUE(std::regex_match(name.substr(base.size() + 1), tail)) << name;
+    });
+    XfnSetTempPath("/scratch/");
+    std::string name(XfnGetTempFileName("XMMFileTemp"));
+    EXPECT_EQ(name.substr(0, 9), "/scratch/");
+    EXPECT_TRUE(std::regex_match(name.substr(9), tail)) << name;
+    EXPECT_STREQ(XfnGetTempPath(), "/scratch/");
+    // No separator is added to the set path.
+    XfnSetTempPath("/scratch");
+    EXPECT_EQ(std::string(XfnGetTempFileName("p")).substr(0, 9), "/scratchp");
+    XfnSetTempPath("");
+    EXPECT_STREQ(XfnGetTempPath(), XfnGetModulePath(nullptr));
+}
