@@ -6,8 +6,10 @@ CMAKE ?= cmake
 BUILD := build
 CHECK_BUILD := build-check
 BENCH_BUILD := build-bench
+FUZZ_BUILD := build-fuzz
+FUZZ_SECONDS ?= 60
 
-.PHONY: all setup demo test check bench install clean
+.PHONY: all setup demo test check bench fuzz install clean
 
 all: $(BUILD)/CMakeCache.txt
 	$(CMAKE) --build $(BUILD) -j $(JOBS)
@@ -43,8 +45,14 @@ bench: setup
 	$(CMAKE) --build $(BENCH_BUILD) -j $(JOBS)
 	$(CMAKE) --build $(BENCH_BUILD) --target run_benchmarks
 
+# Each fuzz target for FUZZ_SECONDS seconds (clang and libFuzzer).
+fuzz: setup
+	CC=clang CXX=clang++ $(CMAKE) -S . -B $(FUZZ_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKVD_FUZZ=ON -DKVD_BUILD_TESTS=OFF -DKVD_BUILD_EXAMPLES=OFF -DKVD_FUZZ_SECONDS=$(FUZZ_SECONDS)
+	$(CMAKE) --build $(FUZZ_BUILD) -j $(JOBS)
+	$(CMAKE) --build $(FUZZ_BUILD) --target run_fuzzers
+
 install: all
 	$(CMAKE) --install $(BUILD) $(if $(PREFIX),--prefix $(PREFIX))
 
 clean:
-	rm -rf $(BUILD) $(CHECK_BUILD) $(BENCH_BUILD)
+	rm -rf $(BUILD) $(CHECK_BUILD) $(BENCH_BUILD) $(FUZZ_BUILD)
