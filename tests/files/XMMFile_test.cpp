@@ -1,0 +1,208 @@
+#include "KVDbase/files/XFile.h"
+#include "KVDbase/files/XMMFile.h"
+#include "KVDbase/files/XPath.h"
+#include "platform/XSysFile.h"
+
+#include "XFilesTestDir.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace {
+
+const uint64_t kGranule = 65536;
+
+// A file of n bytes where each byte is its offset modulo 251.
+std::string MakePattern(const XFilesTestDir& dir, const std::string& name, size_t n)
+{
+    std::string s(n, '\0');
+    for (size_t i = 0; i < n; ++i)
+        s[i] = static_cast<char>(i % 251);
+    return dir.Make(name, s);
+}
+
+bool IsPattern(const std::vector<unsigned char>& buf, uint64_t nFrom)
+{
+    for (size_t i = 0; i < buf.size(); ++i)
+        if (buf[i] != static_cast<unsigned char>((nFrom + i) % 251))
+            return false;
+    return true;
+}
+
+std::string LastError(XMMFile& file)
+{
+    XString s;
+    file.GetLastError(s);
+    return std::string(s);
+}
+
+} // namespace
+
+TEST(XMMFile, OpenFailuresKeepTheirTexts)
+{
+    XFilesTestDir dir;
+    XMMFile file;
+    // A missing file is created, then refused for being empty.
+    EXPECT_FALSE(file.Open(dir("new.bin").c_str(), XFile::flagRead));
+    EXPECT_EQ(LastError(file), "Cannot open zero byte file.");
+    EXPECT_TRUE(std::filesystem::exists(dir("new.bin")));
+    EXPECT_FALSE(file.Open(dir.path.string().c_str(), XFile::flagRead));
+    EXPECT_EQ(LastError(file), "Error encountered during file open.");
+    EXPECT_FALSE(file.Create(dir.path.string().c_str(), 10));
+    EXPECT_EQ(LastError(file), "Failed to create file.");
+    std::string path = MakePattern(dir, "p.bin", 10);
+    XfnSysInjectFault(XSysCall::Map, 12);
+    EXPECT_FALSE(file.Open(path.c_str(), XFile::flagRead));
+    EXPECT_EQ(LastError(file), "Failed to create file mapping object.");
+    XfnSysInjectFault(XSysCall::Map, 12, 1);
+    EXPECT_FALSE(file.Open(path.c_str(), XFile::flagRead));
+    EXPECT_EQ(LastError(file), "Failed to map view of file.");
+    XfnSysClearFaults();
+    EXPECT_TRUE(file.Open(path.c_str(), XFile::flagRead));
+}
+
+TEST(XMMFile, ReadsAcrossWindows)
+{
+    XFilesTestDir dir;
+    const uint64_t nSize = 3 * kGranule + 100;
+    std::string path = MakePattern(dir, "r.bin", nSize);
+    XMMFile file;
+    ASSERT_TRUE(file.Open(path.c_str(), XFile::flagRead));
+    EXPECT_EQ(file.GetLength(), nSize);
+    // A read that crosses a window boundary returns the whole count.
+    ASSERT_TRUE(file.Seek(static_cast<int64_t>(kGranule - 10), 0));
+    std::vector<unsigned char> buf(100);
+    EXPECT_EQ(file.Read(buf.data(), 100), 100u);
+    EXPECT_TRUE(IsPattern(buf, kGranule - 10));
+    // One that spans two boundaries too.
+    std::vector<unsigned char> big(2 * kGranule + 7);
+    ASSERT_TRUE(file.Seek(5, 0));
+    EXPECT_EQ(file.Read(big.data(), static_cast<unsigned int>(big.size())), big.size());
+    EXPECT_TRUE(IsPattern(big, 5));
+    EXPECT_EQ(file.GetPosition(), 2 * kGranule + 12);
+    // A read to the very end works, and leaves the seek message behind.
+    ASSERT_TRUE(file.Seek(-50, 2));
+    EXPECT_EQ(file.Read(buf.data(), 100), 50u);
+    EXPECT_EQ(file.GetPosition(), nSize);
+    EXPECT_EQ(LastError(file), "Seek request lies outside file boundary.");
+    EXPECT_EQ(file.Read(buf.data(), 100), 0u);
+}
+
+TEST(XMMFile, ReadEndingAtAWindowEdgeMovesTheWindow)
+{
+    XFilesTestDir dir;
+    std::string path = MakePattern(dir, "e.bin", 2 * kGranule);
+    XMMFile file;
+    ASSERT_TRUE(file.Open(path.c_str(), XFile::flagRead));
+    std::vector<unsigned char> buf(kGranule);
+    EXPECT_EQ(file.Read(buf.data(), static_cast<unsigned int>(kGranule)), kGranule);
+    EXPECT_EQ(LastError(file), "");
+    std::vector<unsigned char> next(16);
+    EXPECT_EQ(file.Read(next.data(), 16), 16u);
+    EXPECT_TRUE(IsPattern(next, kGranule));
+}
+
+TEST(XMMFile, SeekBoundaries)
+{
+    XFilesTestDir dir;
+    std::string path = MakePattern(dir, "s.bin", 1000);
+    XMMFile file;
+    ASSERT_TRUE(file.Open(path.c_str(), XFile::flagRead));
+    EXPECT_FALSE(file.Seek(0, 2));
+    EXPECT_EQ(LastError(file), "Seek request lies outside file boundary.");
+    EXPECT_FALSE(file.Seek(-1, 0));
+    EXPECT_TRUE(file.Seek(999, 0));
+    EXPECT_TRUE(file.Seek(-999, 1));
+    EXPECT_EQ(file.GetPosition(), 0u);
+}
+
+TEST(XMMFile, WritePastTheEndGrowsByAGranule)
+{
+    XFilesTestDir dir;
+    std::string path = dir("w.bin");
+    XMMFile file;
+    ASSERT_TRUE(file.Create(path.c_str(), 100));
+    std::vector<unsigned char> data(kGranule + 50);
+    for (size_t i = 0; i < data.size(); ++i)
+        data[i] = static_cast<unsigned char>((80 + i) % 251);
+    ASSERT_TRUE(file.Seek(80, 0));
+    file.Write(data.data(), static_cast<unsigned int>(data.size()), true);
+    const uint64_t nEnd = 80 + data.size();
+    EXPECT_EQ(file.GetLength(), nEnd);
+    EXPECT_EQ(file.GetPosition(), nEnd);
+    EXPECT_EQ(std::filesystem::file_size(path), nEnd + kGranule);
+    // Writing inside the window.
+    ASSERT_TRUE(file.Seek(0, 0));
+    unsigned char head[80];
+    for (int i = 0; i < 80; ++i)
+        head[i] = static_cast<unsigned char>(i);
+    file.Write(head, 80, false);
+    EXPECT_TRUE(file.Flush());
+    ASSERT_TRUE(file.Seek(0, 0));
+    std::vector<unsigned char> back(static_cast<size_t>(nEnd));
+    EXPECT_EQ(file.Read(back.data(), static_cast<unsigned int>(back.size())), back.size());
+    EXPECT_TRUE(IsPattern(back, 0));
+    file.Close();
+    std::string disk = XFilesTestDir::Slurp(path);
+    EXPECT_TRUE(IsPattern(std::vector<unsigned char>(disk.begin(), disk.begin() + static_cast<long>(nEnd)), 0));
+}
+
+TEST(XMMFile, WriteAfterReadingToTheEnd)
+{
+    XFilesTestDir dir;
+    std::string path = MakePattern(dir, "a.bin", 10);
+    XMMFile file;
+    ASSERT_TRUE(file.Open(path.c_str(), XFile::flagReadWrite));
+    std::vector<unsigned char> buf(10);
+    EXPECT_EQ(file.Read(buf.data(), 10), 10u);
+    unsigned char more[5] = {10, 11, 12, 13, 14};
+    file.Write(more, 5, false);
+    EXPECT_EQ(file.GetLength(), 15u);
+    ASSERT_TRUE(file.Seek(0, 0));
+    std::vector<unsigned char> all(15);
+    EXPECT_EQ(file.Read(all.data(), 15), 15u);
+    EXPECT_TRUE(IsPattern(all, 0));
+}
+
+TEST(XMMFile, TemporaryBackingFileGoesAtClose)
+{
+    XFilesTestDir dir;
+    XfnSetTempPath((dir.path.string() + "/").c_str());
+    XMMFile file;
+    ASSERT_TRUE(file.Create(3 * kGranule));
+    int nFiles = 0;
+    std::string name;
+    for (const auto& entry : std::filesystem::directory_iterator(dir.path)) {
+        ++nFiles;
+        name = entry.path().filename().string();
+    }
+    EXPECT_EQ(nFiles, 1);
+    EXPECT_EQ(name.substr(0, 11), "XMMFileTemp");
+    unsigned char data[4] = {1, 2, 3, 4};
+    ASSERT_TRUE(file.Seek(static_cast<int64_t>(2 * kGranule), 0));
+    file.Write(data, 4, false);
+    file.Close();
+    XfnSetTempPath("");
+    EXPECT_TRUE(std::filesystem::is_empty(dir.path));
+}
+
+TEST(XMMFile, FailedGrowthLeavesTheFileReadable)
+{
+    XFilesTestDir dir;
+    std::string path = MakePattern(dir, "g.bin", 100);
+    XMMFile file;
+    ASSERT_TRUE(file.Open(path.c_str(), XFile::flagReadWrite));
+    XfnSysInjectFault(XSysCall::SetEnd, 28);
+    std::vector<unsigned char> data(200, 7);
+    ASSERT_TRUE(file.Seek(50, 0));
+    file.Write(data.data(), 200, false);
+    XfnSysClearFaults();
+    EXPECT_EQ(LastError(file), "Failed to set end of file.");
+    EXPECT_EQ(file.GetLength(), 100u);
+    EXPECT_EQ(std::filesystem::file_size(path), 100u);
+    file.Close();
+    EXPECT_TRUE(file.Open(path.c_str(), XFile::flagRead));
+}
