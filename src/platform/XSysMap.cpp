@@ -28,7 +28,9 @@ int XfnSysCreateMapping(int fd)
 {
     if (XfnSysFaultDue(XSysCall::Map))
         return -1;
-    return fcntl(fd, F_DUPFD_CLOEXEC, 0);
+    // Above the standard streams, so that a mapping is never number 0, which
+    // callers keep as "none".
+    return fcntl(fd, F_DUPFD_CLOEXEC, 3);
 }
 
 bool XfnSysCloseMapping(int hMapping)

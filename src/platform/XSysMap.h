@@ -12,6 +12,7 @@
 // mapped files move in.
 constexpr uint32_t kSysAllocationGranularity = 65536;
 
+// A mapping of the file; its number is never below 3.
 int XfnSysCreateMapping(int fd);
 bool XfnSysCloseMapping(int hMapping);
 // A shared view of nSize bytes at nOffset (a multiple of the granularity),
