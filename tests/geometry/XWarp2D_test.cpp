@@ -1,0 +1,362 @@
+#include "KVDbase/geometry/XWarp2D.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+namespace {
+
+// A map that is affine on each quadrant of [0,4] x [0,4] around (2, 2) and
+// continuous across the quadrant edges, so that a 2 by 2 grid fits it
+// exactly while no single polynomial does. Each quadrant's affine piece
+// holds beyond the square too.
+void PiecewiseMap(double x, double y, double& u, double& v)
+{
+    u = 2 * x + y + 0.5 * std::fabs(x - 2) - 0.75 * std::fabs(y - 2);
+    v = x - y + 0.25 * std::fabs(x - 2) + 0.5 * std::fabs(y - 2);
+}
+
+struct tagPoints {
+    std::vector<double> sx, sy, tx, ty;
+
+    void Add(double x, double y)
+    {
+        double u, v;
+        PiecewiseMap(x, y, u, v);
+        sx.push_back(x);
+        sy.push_back(y);
+        tx.push_back(u);
+        ty.push_back(v);
+    }
+    int Count() const { return static_cast<int>(sx.size()); }
+};
+
+// The 9 by 9 lattice of step 0.5 over [0,4] x [0,4], optionally without
+// the closed upper right quadrant.
+tagPoints MakeLattice(bool bSkipUpperRight)
+{
+    tagPoints points;
+    for (int j = 0; j <= 8; j++) {
+        for (int i = 0; i <= 8; i++) {
+            if (bSkipUpperRight && i >= 4 && j >= 4)
+                continue;
+            points.Add(i * 0.5, j * 0.5);
+        }
+    }
+    return points;
+}
+
+// Reaches the protected lookup and grid, and can be told to fail.
+class XWarp2DProbe : public XWarp2D {
+public:
+    bool bFail = false;
+
+    using XWarp2D::GetWarpCoeffLocal;
+    using XWarp2D::WarpPoint;
+    int WarpPoint(double& dX, double& dY) override { return bFail ? 0 : XWarp2D::WarpPoint(dX, dY); }
+
+    void SetGrid(int nCellsX, int nCellsY, tagXVector2 lower, tagXVector2 upper)
+    {
+        numCellsX = nCellsX;
+        numCellsY = nCellsY;
+        minPoint = lower;
+        maxPoint = upper;
+        localCoeffs.SetSize(nCellsX * nCellsY);
+    }
+    void SetCell(int nIndex, const XWarpCoeff& cell) { localCoeffs[nIndex] = cell; }
+};
+
+} // namespace
+
+TEST(XWarp2D, ResetWarpPassesPointsWhereXWarpCoeffFails)
+{
+    XWarp2D warp;
+    XWarpCoeff coeff;
+    EXPECT_EQ(warp.IsUnchanged(), 1);
+    EXPECT_EQ(warp.GetNumCellsX(), 0);
+    EXPECT_EQ(warp.GetMinPoint(), tagXVector2(-1.7e308, -1.7e308));
+    EXPECT_EQ(warp.GetMaxPoint(), tagXVector2(1.7e308, 1.7e308));
+    double x = 3, y = 4;
+    EXPECT_EQ(warp.WarpPoint(x, y), 1);
+    EXPECT_EQ(tagXVector2(x, y), tagXVector2(3, 4));
+    EXPECT_EQ(coeff.WarpPoint(x, y), 0);
+    // Through the base's table as well, and the array forms.
+    XWarpCoeff& base = warp;
+    tagXVector2 points[2] = {{1, 2}, {5, 6}};
+    EXPECT_EQ(base.WarpPoint(points, 2), 1);
+    EXPECT_EQ(points[1], tagXVector2(5, 6));
+    // A failed fit leaves the same state.
+    double sx[2] = {0, 1}, sy[2] = {0, 1};
+    EXPECT_EQ(warp.Create(2, 2, sx, sy, sx, sy, nullptr, 2, 2), 0);
+    EXPECT_EQ(warp.GetOrder(), -1);
+    EXPECT_EQ(warp.GetLocalCoeffs().GetSize(), 0);
+    EXPECT_EQ(warp.WarpPoint(x, y), 1);
+}
+
+TEST(XWarp2D, GridFitsEachCellAndMeasuresThePiecewiseModel)
+{
+    tagPoints points = MakeLattice(false);
+    const int n = points.Count();
+    XWarpCoeff global;
+    ASSERT_EQ(global.Create(2, n, points.sx.data(), points.sy.data(), points.tx.data(), points.ty.data(), nullptr),
+              1);
+    XWarp2D warp;
+    ASSERT_EQ(warp.Create(2, n, points.sx.data(), points.sy.data(), points.tx.data(), points.ty.data(), nullptr, 2,
+                          2),
+              1);
+    EXPECT_EQ(warp.GetNumCellsX(), 2);
+    EXPECT_EQ(warp.GetNumCellsY(), 2);
+    EXPECT_EQ(warp.GetMinPoint(), tagXVector2(0, 0));
+    EXPECT_EQ(warp.GetMaxPoint(), tagXVector2(4, 4));
+    ASSERT_EQ(warp.GetLocalCoeffs().GetSize(), 4);
+    for (int i = 0; i < 4; i++)
+        EXPECT_EQ(warp.GetLocalCoeffs()[i].GetOrder(), 2) << i;
+    // The global coefficients are those of a plain fit; the error is that
+    // of the piecewise model, which is exact here.
+    for (int i = 0; i < XWarpCoeff::MAX_COEFFS; i++)
+        EXPECT_EQ(warp.GetCoeffX()[i], global.GetCoeffX()[i]);
+    EXPECT_GT(global.GetError().z, 0.1);
+    EXPECT_LT(warp.GetError().z, 1e-12);
+
+    // Inside each quadrant, and far outside the box, where the nearest
+    // edge cell's polynomial serves and not the global one.
+    const double probes[][2] = {{1.3, 0.7}, {3.1, 0.2}, {0.4, 3.9}, {2.9, 2.1}, {100, -50}, {-30, 70}, {1e4, 1e4}};
+    for (const auto& p : probes) {
+        double u, v, x = p[0], y = p[1];
+        PiecewiseMap(x, y, u, v);
+        ASSERT_EQ(warp.WarpPoint(x, y), 1);
+        EXPECT_NEAR(x, u, 1e-9 * (1 + std::fabs(u))) << p[0] << "," << p[1];
+        EXPECT_NEAR(y, v, 1e-9 * (1 + std::fabs(v))) << p[0] << "," << p[1];
+    }
+
+    // Both forms of Create build the same warp, to the bit.
+    std::vector<tagXVector2> src, dst;
+    for (int i = 0; i < n; i++) {
+        src.emplace_back(points.sx[i], points.sy[i]);
+        dst.emplace_back(points.tx[i], points.ty[i]);
+    }
+    XWarp2D other;
+    ASSERT_EQ(other.Create(2, n, src.data(), dst.data(), nullptr, 2, 2), 1);
+    ASSERT_EQ(other.GetLocalCoeffs().GetSize(), 4);
+    for (int c = 0; c < 4; c++) {
+        for (int i = 0; i < XWarpCoeff::MAX_COEFFS; i++)
+            EXPECT_EQ(other.GetLocalCoeffs()[c].GetCoeffY()[i], warp.GetLocalCoeffs()[c].GetCoeffY()[i]);
+    }
+    EXPECT_EQ(other.GetError(), warp.GetError());
+}
+
+TEST(XWarp2D, EmptyCellFallsBackToTheGlobalModel)
+{
+    tagPoints points = MakeLattice(true);
+    const int n = points.Count();
+    XWarpCoeff global;
+    ASSERT_EQ(global.Create(2, n, points.sx.data(), points.sy.data(), points.tx.data(), points.ty.data(), nullptr),
+              1);
+    XWarp2D warp;
+    ASSERT_EQ(warp.Create(2, n, points.sx.data(), points.sy.data(), points.tx.data(), points.ty.data(), nullptr, 2,
+                          2),
+              1);
+    ASSERT_EQ(warp.GetLocalCoeffs().GetSize(), 4);
+    EXPECT_EQ(warp.GetLocalCoeffs()[3].GetOrder(), -1);
+    EXPECT_EQ(warp.GetLocalCoeffs()[2].GetOrder(), 2);
+    double x = 3.5, y = 2.5, gx = x, gy = y;
+    ASSERT_EQ(global.WarpPoint(gx, gy), 1);
+    EXPECT_EQ(warp.WarpPoint(x, y), 1);
+    EXPECT_EQ(x, gx);
+    EXPECT_EQ(y, gy);
+    EXPECT_EQ(warp.IsUnchanged(), 0);
+}
+
+TEST(XWarp2D, CellsAreClosedAndHonourTheUseMask)
+{
+    // Two cells side by side over [0,4] x [0,2]. The right cell has three
+    // points only because (2, 1) on the shared edge counts for both.
+    double sx[6] = {0, 1, 0, 2, 4, 3}, sy[6] = {0, 2, 2, 1, 0, 2}, tx[6], ty[6];
+    for (int i = 0; i < 6; i++) {
+        tx[i] = 3 * sx[i] - sy[i] + 1;
+        ty[i] = sx[i] + 2 * sy[i] - 5;
+    }
+    XWarp2D warp;
+    ASSERT_EQ(warp.Create(2, 6, sx, sy, tx, ty, nullptr, 2, 1), 1);
+    ASSERT_EQ(warp.GetLocalCoeffs().GetSize(), 2);
+    EXPECT_EQ(warp.GetLocalCoeffs()[0].GetOrder(), 2);
+    EXPECT_EQ(warp.GetLocalCoeffs()[1].GetOrder(), 2);
+
+    // Without the edge point the right cell cannot be fitted; leaving out
+    // the rightmost point also narrows the box, so the edge moves.
+    int use[6] = {1, 1, 1, 0, 1, 1};
+    ASSERT_EQ(warp.Create(2, 6, sx, sy, tx, ty, use, 2, 1), 1);
+    EXPECT_EQ(warp.GetLocalCoeffs()[0].GetOrder(), 2);
+    EXPECT_EQ(warp.GetLocalCoeffs()[1].GetOrder(), -1);
+    int useNarrow[6] = {1, 1, 1, 1, 0, 1};
+    ASSERT_EQ(warp.Create(2, 6, sx, sy, tx, ty, useNarrow, 2, 1), 1);
+    EXPECT_EQ(warp.GetMaxPoint(), tagXVector2(3, 2));
+}
+
+TEST(XWarp2D, GridShapesThatGiveAGlobalWarp)
+{
+    tagPoints points = MakeLattice(false);
+    const int n = points.Count();
+    XWarp2D warp;
+    const int shapes[][2] = {{1, 1}, {0, 5}, {5, 0}, {-2, -2}, {1 << 16, 1 << 16}};
+    for (const auto& shape : shapes) {
+        ASSERT_EQ(warp.Create(2, n, points.sx.data(), points.sy.data(), points.tx.data(), points.ty.data(),
+                              nullptr, shape[0], shape[1]),
+                  1);
+        EXPECT_EQ(warp.GetLocalCoeffs().GetSize(), 0) << shape[0] << "x" << shape[1];
+        EXPECT_EQ(warp.GetNumCellsX(), 0);
+        EXPECT_GT(warp.GetError().z, 0.1);
+    }
+    // A single column of three rows is a grid.
+    ASSERT_EQ(warp.Create(2, n, points.sx.data(), points.sy.data(), points.tx.data(), points.ty.data(), nullptr, 1,
+                          3),
+              1);
+    EXPECT_EQ(warp.GetLocalCoeffs().GetSize(), 3);
+}
+
+TEST(XWarp2D, CellLookupHoldsToTheGrid)
+{
+    XWarp2DProbe warp;
+    EXPECT_EQ(warp.GetWarpCoeffLocal(0, 0), nullptr);
+    warp.SetGrid(4, 3, tagXVector2(10, 20), tagXVector2(18, 26));
+    const XWarpCoeff* pCells = warp.GetLocalCoeffs().GetData();
+    EXPECT_EQ(warp.GetWarpCoeffLocal(10, 20), pCells);
+    EXPECT_EQ(warp.GetWarpCoeffLocal(13.9, 22.1), pCells + 1 * 4 + 1);
+    EXPECT_EQ(warp.GetWarpCoeffLocal(18, 26), pCells + 2 * 4 + 3);
+    EXPECT_EQ(warp.GetWarpCoeffLocal(1e9, -1e9), pCells + 3);
+    // Billions of cells away the quotient has no int value: the first cell.
+    EXPECT_EQ(warp.GetWarpCoeffLocal(1e12, 21), pCells);
+
+    // All points at one x give a grid of zero width: every x, even NaN,
+    // falls in the first column.
+    warp.SetGrid(2, 2, tagXVector2(5, 0), tagXVector2(5, 4));
+    pCells = warp.GetLocalCoeffs().GetData();
+    for (double x : {5.0, 4.0, 6.0, std::numeric_limits<double>::quiet_NaN()})
+        EXPECT_EQ(warp.GetWarpCoeffLocal(x, 3), pCells + 2) << x;
+}
+
+TEST(XWarp2D, ChainRunsPrevThenSelfThenNext)
+{
+    // shift: x + 10; twice: 2x; each from three exact points.
+    double sx[3] = {0, 1, 0}, sy[3] = {0, 0, 1};
+    double shiftX[3] = {10, 11, 10}, twiceX[3] = {0, 2, 0}, twiceY[3] = {0, 0, 2};
+    XWarp2D shift, twice, center;
+    ASSERT_EQ(shift.Create(2, 3, sx, sy, shiftX, sy, nullptr, 1, 1), 1);
+    ASSERT_EQ(twice.Create(2, 3, sx, sy, twiceX, twiceY, nullptr, 1, 1), 1);
+    center.SetPrev(&shift);
+    center.SetNext(&twice);
+    EXPECT_EQ(center.IsUnchanged(), 0);
+    double x = 1, y = 3;
+    ASSERT_EQ(center.WarpPoint(x, y), 1);
+    EXPECT_NEAR(x, 22, 1e-12);
+    EXPECT_NEAR(y, 6, 1e-12);
+
+    // Each warp follows its own links: shift's next runs inside center's prev.
+    XWarp2D twiceAgain(twice);
+    shift.SetNext(&twiceAgain);
+    x = 1;
+    y = 3;
+    ASSERT_EQ(center.WarpPoint(x, y), 1);
+    EXPECT_NEAR(x, 44, 1e-12);
+    EXPECT_EQ(twiceAgain.GetPrev(), nullptr);
+
+    // A failing prev stops the call before anything moves the point.
+    XWarp2DProbe failing;
+    failing.bFail = true;
+    center.SetPrev(&failing);
+    x = 1;
+    y = 3;
+    EXPECT_EQ(center.WarpPoint(x, y), 0);
+    EXPECT_EQ(tagXVector2(x, y), tagXVector2(1, 3));
+    // A failing next fails the call after the point has moved.
+    center.SetPrev(&shift);
+    center.SetNext(&failing);
+    EXPECT_EQ(center.WarpPoint(x, y), 0);
+    EXPECT_NEAR(x, 22, 1e-12);
+    // Create clears both links, even when it fails.
+    center.SetPrev(&shift);
+    EXPECT_EQ(center.Create(5, 3, sx, sy, sx, sy, nullptr, 2, 2), 0);
+    EXPECT_EQ(center.GetPrev(), nullptr);
+    EXPECT_EQ(center.GetNext(), nullptr);
+}
+
+TEST(XWarp2D, IsUnchangedLooksThroughLinksAndCells)
+{
+    XWarp2D identity, moving, center;
+    double sx[3] = {0, 1, 0}, sy[3] = {0, 0, 1}, tx[3] = {1, 1, 1};
+    ASSERT_EQ(moving.Create(2, 3, sx, sy, tx, sy, nullptr, 1, 1), 1);
+    center.SetPrev(&identity);
+    center.SetNext(&identity);
+    EXPECT_EQ(center.IsUnchanged(), 1);
+    center.SetNext(&moving);
+    EXPECT_EQ(center.IsUnchanged(), 0);
+    moving.Reset();
+    EXPECT_EQ(center.IsUnchanged(), 1);
+
+    // Cells alone, with no global model, still change points.
+    XWarp2DProbe probe;
+    probe.SetGrid(2, 1, tagXVector2(0, 0), tagXVector2(2, 1));
+    EXPECT_EQ(probe.IsUnchanged(), 1);
+    XWarpCoeff rotation;
+    rotation.CreateRotation(90, 0, 0);
+    probe.SetCell(1, rotation);
+    EXPECT_EQ(probe.IsUnchanged(), 0);
+    double x = 1.5, y = 0.5;
+    EXPECT_EQ(probe.WarpPoint(x, y), 1);
+    EXPECT_NEAR(x, -0.5, 1e-15);
+    EXPECT_NEAR(y, 1.5, 1e-15);
+}
+
+TEST(XWarp2D, CopiesAreDeepForCellsAndShallowForLinks)
+{
+    tagPoints points = MakeLattice(false);
+    const int n = points.Count();
+    XWarp2D link;
+    XWarp2D warp;
+    ASSERT_EQ(warp.Create(2, n, points.sx.data(), points.sy.data(), points.tx.data(), points.ty.data(), nullptr, 2,
+                          2),
+              1);
+    warp.SetNext(&link);
+    XWarp2D copy(warp);
+    XWarp2D assigned;
+    assigned.Create(4, n, points.sx.data(), points.sy.data(), points.tx.data(), points.ty.data(), nullptr, 3, 3);
+    assigned = warp;
+    assigned = assigned;
+    warp.Reset();
+    for (XWarp2D* pWarp : {&copy, &assigned}) {
+        EXPECT_EQ(pWarp->GetNext(), &link);
+        ASSERT_EQ(pWarp->GetLocalCoeffs().GetSize(), 4);
+        EXPECT_EQ(pWarp->GetNumCellsX(), 2);
+        double x = 3.5, y = 0.5, u, v;
+        PiecewiseMap(x, y, u, v);
+        ASSERT_EQ(pWarp->WarpPoint(x, y), 1);
+        EXPECT_NEAR(x, u, 1e-12);
+        EXPECT_NEAR(y, v, 1e-12);
+    }
+}
+
+TEST(XWarp2D, ArrayOfWarpsKeepsElementsWhole)
+{
+    // The element is polymorphic: growth must copy each one properly,
+    // keeping its model and its table.
+    XArray<XWarpCoeff, XWarpCoeff> cells;
+    for (int i = 0; i < 300; i++) {
+        XWarpCoeff rotation;
+        rotation.CreateRotation(i, 0, 0);
+        cells.Add(rotation);
+    }
+    cells.SetAtGrow(400, cells[90]);
+    ASSERT_EQ(cells.GetSize(), 401);
+    EXPECT_EQ(cells[350].GetOrder(), -1);
+    XWarpCoeff* pCell = &cells[400];
+    double x = 1, y = 0;
+    ASSERT_EQ(pCell->WarpPoint(x, y), 1);
+    EXPECT_NEAR(x, 0, 1e-15);
+    EXPECT_NEAR(y, 1, 1e-15);
+    x = 1;
+    y = 0;
+    ASSERT_EQ(cells[299].WarpPoint(x, y), 1);
+    EXPECT_NEAR(x, std::cos(299 * 0.017453292519943295), 1e-15);
+}
