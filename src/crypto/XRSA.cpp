@@ -70,8 +70,8 @@ XString Decrypt(const XRSADecryptor& decryptor, const XString& strCipherText)
     std::string strPlain;
     CryptoPP::StringSource source(
         Bytes(strCipherText), static_cast<size_t>(strCipherText.GetLength()), true,
-        new CryptoPP::HexDecoder(
-            new CryptoPP::PK_DecryptorFilter(pool, decryptor, new CryptoPP::StringSinkTemplate<std::string>(strPlain))));
+        new CryptoPP::HexDecoder(new CryptoPP::PK_DecryptorFilter(
+            pool, decryptor, new CryptoPP::StringSinkTemplate<std::string>(strPlain))));
     return XString(strPlain.c_str());
 }
 

@@ -73,7 +73,8 @@ protected:
         fs::path script = fs::path(__FILE__).parent_path() / "rsa_peer.py";
         fs::path out = dir / "out";
         fs::remove(out);
-        std::string strCommand = Python() + " '" + script.string() + "' " + strOp + " '" + out.string() + "' " + strArgs;
+        std::string strCommand =
+            Python() + " '" + script.string() + "' " + strOp + " '" + out.string() + "' " + strArgs;
         int nStatus = std::system(strCommand.c_str());
         if (nStatus != 0)
             throw std::runtime_error("peer failed: " + strCommand);

@@ -1,0 +1,119 @@
+#include "XRFPLogins.h"
+
+#include <atomic>
+#include <unistd.h>
+
+namespace {
+
+std::atomic<DWORD> g_nNextHandle{0x1000};
+
+DWORD NewHandleNumber()
+{
+    for (;;) {
+        DWORD h = g_nNextHandle.fetch_add(1);
+        if (h != 0 && h != 0xFFFFFFFFu)
+            return h;
+    }
+}
+
+} // namespace
+
+tagXRFPHandle::~tagXRFPHandle()
+{
+    if (fd >= 0)
+        close(fd);
+}
+
+bool XRFPLogin::Add(const XRFPHandlePtr& pHandle, size_t nMax, DWORD& hHandle)
+{
+    std::lock_guard<std::mutex> guard(lock);
+    if (mapHandles.size() >= nMax)
+        return false;
+    hHandle = NewHandleNumber();
+    mapHandles[hHandle] = pHandle;
+    return true;
+}
+
+XRFPHandlePtr XRFPLogin::Get(DWORD hHandle, bool bFind)
+{
+    std::lock_guard<std::mutex> guard(lock);
+    auto it = mapHandles.find(hHandle);
+    if (it == mapHandles.end() || it->second->bFind != bFind)
+        return nullptr;
+    return it->second;
+}
+
+XRFPHandlePtr XRFPLogin::Remove(DWORD hHandle, bool bFind)
+{
+    std::lock_guard<std::mutex> guard(lock);
+    auto it = mapHandles.find(hHandle);
+    if (it == mapHandles.end() || it->second->bFind != bFind)
+        return nullptr;
+    XRFPHandlePtr pHandle = it->second;
+    mapHandles.erase(it);
+    return pHandle;
+}
+
+size_t XRFPLogin::Count()
+{
+    std::lock_guard<std::mutex> guard(lock);
+    return mapHandles.size();
+}
+
+void XRFPLogin::CloseAll()
+{
+    std::map<DWORD, XRFPHandlePtr> mapClosed;
+    {
+        std::lock_guard<std::mutex> guard(lock);
+        mapClosed.swap(mapHandles);
+    }
+    // The descriptors close as the last user of each handle lets go of it.
+}
+
+XRFPLoginPtr XRFPLoginTable::Enter(const std::string& strUser, const std::string& strRoot)
+{
+    std::lock_guard<std::mutex> guard(lock);
+    XRFPLoginPtr& pLogin = mapLogins[strUser];
+    if (!pLogin || pLogin->Root() != strRoot)
+        pLogin = std::make_shared<XRFPLogin>(strUser, strRoot);
+    ++pLogin->nConnections;
+    return pLogin;
+}
+
+void XRFPLoginTable::Leave(const XRFPLoginPtr& pLogin)
+{
+    std::lock_guard<std::mutex> guard(lock);
+    if (--pLogin->nConnections == 0)
+        pLogin->tLastLeft = std::chrono::steady_clock::now();
+}
+
+void XRFPLoginTable::Reap(std::chrono::seconds nLinger)
+{
+    std::vector<XRFPLoginPtr> vecIdle;
+    {
+        std::lock_guard<std::mutex> guard(lock);
+        auto now = std::chrono::steady_clock::now();
+        for (auto it = mapLogins.begin(); it != mapLogins.end();) {
+            XRFPLoginPtr& pLogin = it->second;
+            if (pLogin->nConnections == 0 && now - pLogin->tLastLeft >= nLinger) {
+                vecIdle.push_back(pLogin);
+                it = mapLogins.erase(it);
+            } else {
+                ++it;
+            }
+        }
+    }
+    for (const XRFPLoginPtr& pLogin : vecIdle)
+        pLogin->CloseAll();
+}
+
+void XRFPLoginTable::Clear()
+{
+    std::map<std::string, XRFPLoginPtr> mapAll;
+    {
+        std::lock_guard<std::mutex> guard(lock);
+        mapAll.swap(mapLogins);
+    }
+    for (auto& entry : mapAll)
+        entry.second->CloseAll();
+}

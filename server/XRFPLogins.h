@@ -1,0 +1,75 @@
+// What belongs to a login rather than to a connection: the open file and find
+// handles of one user. Every connection of the user reaches the same table,
+// so a handle opened on one connection works on all of them, as the client's
+// connection pool needs; another user's table does not hold it. Handle
+// numbers are unique in the whole server and are never 0 or -1. When a
+// user's last connection ends, the handles stay for a linger time (the pool
+// may reconnect) and are then closed by Reap. All members are thread-safe.
+#pragma once
+
+#include "KVDbase/platform/Win32Types.h"
+
+#include <chrono>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+// One open file or directory search. The lock guards the position and the
+// search results; the descriptor itself is used with explicit offsets.
+struct tagXRFPHandle {
+    bool bFind = false;
+    int fd = -1;
+    bool bRead = false;
+    bool bWrite = false;
+    std::mutex lock;
+    int64_t nPosition = 0;  // moved by reads, writes and set file pointer
+    std::vector<WIN32_FIND_DATAA> vecFound;
+    size_t nNext = 0;
+    ~tagXRFPHandle();
+};
+
+typedef std::shared_ptr<tagXRFPHandle> XRFPHandlePtr;
+
+class XRFPLogin {
+public:
+    XRFPLogin(std::string strName, std::string strRoot) : strUser(std::move(strName)), strRoot(std::move(strRoot)) {}
+
+    const std::string& User() const { return strUser; }
+    const std::string& Root() const { return strRoot; }
+
+    // Registers a handle; false when the user already holds nMax handles.
+    bool Add(const XRFPHandlePtr& pHandle, size_t nMax, DWORD& hHandle);
+    // The handle of that kind, or null.
+    XRFPHandlePtr Get(DWORD hHandle, bool bFind);
+    // Takes the handle of that kind out of the table; null if it was not there.
+    XRFPHandlePtr Remove(DWORD hHandle, bool bFind);
+    size_t Count();
+    void CloseAll();
+
+private:
+    friend class XRFPLoginTable;
+    const std::string strUser;
+    const std::string strRoot;
+    std::mutex lock;
+    std::map<DWORD, XRFPHandlePtr> mapHandles;
+    int nConnections = 0;  // guarded by the table's lock
+    std::chrono::steady_clock::time_point tLastLeft;
+};
+
+typedef std::shared_ptr<XRFPLogin> XRFPLoginPtr;
+
+class XRFPLoginTable {
+public:
+    // A connection of this user begins: the user's login, made on first use.
+    XRFPLoginPtr Enter(const std::string& strUser, const std::string& strRoot);
+    void Leave(const XRFPLoginPtr& pLogin);
+    // Closes the handles of users that have had no connection for nLinger.
+    void Reap(std::chrono::seconds nLinger);
+    void Clear();
+
+private:
+    std::mutex lock;
+    std::map<std::string, XRFPLoginPtr> mapLogins;
+};

@@ -1,0 +1,70 @@
+// Reading requests off a connection: the byte stream is cut into packets by
+// the command and length words, each packet is checked by the wire module's
+// parser, and the announcement and data packet of a write are joined into one
+// request. Anything malformed (unknown command, wrong length word, a text
+// with no terminator, a count or block above its limit, a write data packet
+// without its announcement) is reported and the caller ends the connection,
+// since the protocol offers no way to find the next packet. Stateless.
+#pragma once
+
+#include "KVDbase/remote/XRFWire.h"
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+// Where requests come from and replies go: a socket, or memory in tests and
+// in the fuzz target.
+class XRFPStream {
+public:
+    virtual ~XRFPStream() = default;
+    // Reads exactly nSize bytes; false when the peer closed, the idle time
+    // ran out or the connection failed.
+    virtual bool ReadExact(void* pData, size_t nSize) = 0;
+    virtual bool WriteAll(const void* pData, size_t nSize) = 0;
+};
+
+// Bounds on what one request may ask for.
+struct tagXRFPLimits {
+    DWORD nMaxRead = 262144;    // bytes of one read request
+    DWORD nMaxBlock = 1048576;  // bytes of one general data block
+};
+
+// One request, with the fields of its command filled.
+struct tagXRFPRequest {
+    DWORD nCommand = 0;  // XRF_CMD_WRITE_DATA for a whole write
+    tagXRFCreateFileRequest create{};
+    tagXRFTransferRequest transfer{};  // read, and the announcement of a write
+    tagXRFHandleRequest handle{};
+    tagXRFSetFilePointerRequest seek{};
+    tagXRFPathRequest path{};
+    tagXRFMoveFileRequest move{};
+    tagXRFSetFileTimeRequest times{};
+    tagXRFLoginRequest login{};
+    tagXRFWriteDataRequest write{};  // points into vecPacket
+    std::vector<BYTE> vecPacket;      // the bytes of the last packet read
+    std::vector<BYTE> vecBlock;       // a general data block's content
+};
+
+enum XRFPReadResult {
+    XRFP_READ_OK = 0,
+    XRFP_READ_CLOSED,     // the stream ended at or inside a packet
+    XRFP_READ_MALFORMED,  // strWhy says what was wrong
+};
+
+XRFPReadResult XfnRFPReadRequest(XRFPStream& stream, const tagXRFPLimits& limits, tagXRFPRequest& req,
+                                 std::string& strWhy);
+
+// A stream over bytes in memory: reads consume pData, writes are collected.
+class XRFPMemoryStream : public XRFPStream {
+public:
+    XRFPMemoryStream(const BYTE* pData, size_t nSize) : pNext(pData), nLeft(nSize) {}
+    bool ReadExact(void* pData, size_t nSize) override;
+    bool WriteAll(const void* pData, size_t nSize) override;
+    const std::vector<BYTE>& Written() const { return vecWritten; }
+
+private:
+    const BYTE* pNext;
+    size_t nLeft;
+    std::vector<BYTE> vecWritten;
+};

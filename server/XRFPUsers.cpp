@@ -1,0 +1,212 @@
+#include "XRFPUsers.h"
+
+#include "XRFPLog.h"
+#include "XRFPPath.h"
+
+#include <crypto++/hex.h>
+#include <crypto++/misc.h>
+#include <crypto++/osrng.h>
+#include <crypto++/pwdbased.h>
+#include <crypto++/sha.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <fstream>
+#include <sstream>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+const unsigned kIterations = 20000;
+const size_t kSaltSize = 16;
+const size_t kHashSize = 32;
+
+std::string Hex(const CryptoPP::byte* p, size_t n)
+{
+    std::string strHex;
+    CryptoPP::StringSource source(p, n, true, new CryptoPP::HexEncoder(new CryptoPP::StringSink(strHex)));
+    return strHex;
+}
+
+std::string Unhex(const std::string& strHex)
+{
+    std::string strBytes;
+    CryptoPP::StringSource source(strHex, true, new CryptoPP::HexDecoder(new CryptoPP::StringSink(strBytes)));
+    return strBytes;
+}
+
+std::string Derive(const std::string& strPassword, const std::string& strSalt, unsigned nIterations)
+{
+    CryptoPP::byte derived[kHashSize];
+    CryptoPP::PKCS5_PBKDF2_HMAC<CryptoPP::SHA256> pbkdf2;
+    pbkdf2.DeriveKey(derived, sizeof derived, 0, reinterpret_cast<const CryptoPP::byte*>(strPassword.data()),
+                     strPassword.size(), reinterpret_cast<const CryptoPP::byte*>(strSalt.data()), strSalt.size(),
+                     nIterations);
+    return std::string(reinterpret_cast<const char*>(derived), sizeof derived);
+}
+
+std::vector<std::string> SplitFields(const std::string& strLine, char chSeparator)
+{
+    std::vector<std::string> vecFields;
+    std::string strField;
+    std::istringstream in(strLine);
+    while (std::getline(in, strField, chSeparator))
+        vecFields.push_back(strField);
+    return vecFields;
+}
+
+std::string AbsolutePath(const std::string& strPath)
+{
+    if (!strPath.empty() && strPath[0] == '/')
+        return strPath;
+    char szCwd[PATH_MAX];
+    if (!getcwd(szCwd, sizeof szCwd))
+        return strPath;
+    return std::string(szCwd) + "/" + strPath;
+}
+
+} // namespace
+
+bool XfnRFPValidUserName(const std::string& strName)
+{
+    if (strName.empty() || strName.size() > 15)
+        return false;
+    for (char ch : strName)
+        if (!((ch >= '0' && ch <= '9') || (ch >= 'a' && ch <= 'z') || (ch >= 'A' && ch <= 'Z')))
+            return false;
+    return true;
+}
+
+bool XfnRFPValidPassword(const std::string& strPassword)
+{
+    return !strPassword.empty() && strPassword.find_first_of("\t\r\n") == std::string::npos &&
+           strPassword.find('\0') == std::string::npos;
+}
+
+std::string XfnRFPHashPassword(const std::string& strPassword)
+{
+    CryptoPP::AutoSeededRandomPool rng;
+    CryptoPP::byte salt[kSaltSize];
+    rng.GenerateBlock(salt, sizeof salt);
+    std::string strSalt(reinterpret_cast<const char*>(salt), sizeof salt);
+    std::string strDerived = Derive(strPassword, strSalt, kIterations);
+    return "pbkdf2-sha256$" + std::to_string(kIterations) + "$" + Hex(salt, sizeof salt) + "$" +
+           Hex(reinterpret_cast<const CryptoPP::byte*>(strDerived.data()), strDerived.size());
+}
+
+bool XfnRFPVerifyPassword(const std::string& strPassword, const std::string& strHash)
+{
+    std::vector<std::string> vecParts = SplitFields(strHash, '$');
+    if (vecParts.size() != 4 || vecParts[0] != "pbkdf2-sha256")
+        return false;
+    char* pEnd = nullptr;
+    unsigned long nIterations = std::strtoul(vecParts[1].c_str(), &pEnd, 10);
+    if (*pEnd || nIterations == 0 || nIterations > 10000000)
+        return false;
+    std::string strSalt = Unhex(vecParts[2]);
+    std::string strExpected = Unhex(vecParts[3]);
+    if (strSalt.empty() || strExpected.size() != kHashSize)
+        return false;
+    std::string strDerived = Derive(strPassword, strSalt, static_cast<unsigned>(nIterations));
+    return CryptoPP::VerifyBufsEqual(reinterpret_cast<const CryptoPP::byte*>(strDerived.data()),
+                                     reinterpret_cast<const CryptoPP::byte*>(strExpected.data()), kHashSize);
+}
+
+bool XRFPUserTable::Load(const std::string& strFile, std::string& strError)
+{
+    std::ifstream in(strFile);
+    if (!in) {
+        strError = "cannot read users file " + strFile + ": " + std::strerror(errno);
+        return false;
+    }
+    std::string strLine;
+    int nLine = 0;
+    while (std::getline(in, strLine)) {
+        ++nLine;
+        if (!strLine.empty() && strLine.back() == '\r')
+            strLine.pop_back();
+        if (strLine.empty() || strLine[0] == '#')
+            continue;
+        std::vector<std::string> vecFields = SplitFields(strLine, '\t');
+        if (vecFields.size() != 3 || !XfnRFPValidUserName(vecFields[0]) || vecFields[2].empty()) {
+            strError = strFile + ":" + std::to_string(nLine) + ": expected name, hash and root separated by tabs";
+            return false;
+        }
+        tagXRFPUser user{vecFields[0], vecFields[1], XfnRFPCanonicalDirectory(vecFields[2])};
+        if (user.strRoot.empty())
+            XfnRFPLog("", "user %s: root %s is not a directory (%s); the user cannot log in", user.strName.c_str(),
+                      vecFields[2].c_str(), std::strerror(errno));
+        mapUsers[user.strName] = user;
+    }
+    return true;
+}
+
+bool XRFPUserTable::Add(const std::string& strName, const std::string& strPassword, const std::string& strRoot,
+                        std::string& strError)
+{
+    if (!XfnRFPValidUserName(strName) || !XfnRFPValidPassword(strPassword)) {
+        strError = "a user name is 1 to 15 letters and digits, and a password is not empty";
+        return false;
+    }
+    std::string strReal = XfnRFPCanonicalDirectory(strRoot);
+    if (strReal.empty()) {
+        strError = "root " + strRoot + " is not a directory: " + std::strerror(errno);
+        return false;
+    }
+    mapUsers[strName] = tagXRFPUser{strName, XfnRFPHashPassword(strPassword), strReal};
+    return true;
+}
+
+const tagXRFPUser* XRFPUserTable::Find(const std::string& strName) const
+{
+    auto it = mapUsers.find(strName);
+    return it == mapUsers.end() ? nullptr : &it->second;
+}
+
+bool XfnRFPAddUserToFile(const std::string& strFile, const std::string& strName, const std::string& strPassword,
+                         const std::string& strRoot, std::string& strError)
+{
+    if (!XfnRFPValidUserName(strName)) {
+        strError = "a user name is 1 to 15 letters and digits";
+        return false;
+    }
+    if (!XfnRFPValidPassword(strPassword)) {
+        strError = "a password is not empty and holds no tab or line end";
+        return false;
+    }
+    if (strRoot.empty() || strRoot.find_first_of("\t\r\n") != std::string::npos) {
+        strError = "the root must be a directory path without tabs or line ends";
+        return false;
+    }
+    // Keep every line but the user's own, then add the new one.
+    std::string strKept;
+    {
+        std::ifstream in(strFile);
+        std::string strLine;
+        while (in && std::getline(in, strLine))
+            if (strLine.compare(0, strName.size() + 1, strName + "\t") != 0)
+                strKept += strLine + "\n";
+    }
+    strKept += strName + "\t" + XfnRFPHashPassword(strPassword) + "\t" + AbsolutePath(strRoot) + "\n";
+
+    std::string strTemp = strFile + ".new";
+    int fd = open(strTemp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    if (fd < 0) {
+        strError = "cannot write " + strTemp + ": " + std::strerror(errno);
+        return false;
+    }
+    bool bWritten = write(fd, strKept.data(), strKept.size()) == static_cast<ssize_t>(strKept.size());
+    bWritten = fsync(fd) == 0 && bWritten;
+    close(fd);
+    if (!bWritten || rename(strTemp.c_str(), strFile.c_str()) != 0) {
+        strError = "cannot write " + strFile + ": " + std::strerror(errno);
+        unlink(strTemp.c_str());
+        return false;
+    }
+    return true;
+}

@@ -1,0 +1,86 @@
+// xrfpd: the remote file server of the KVDbase client. Serves files below
+// each user's root over the library's remote file protocol until SIGINT or
+// SIGTERM; "xrfpd adduser" maintains the users file. See docs/server.md.
+
+#include "XRFPLog.h"
+#include "XRFPServer.h"
+#include "XRFPSettings.h"
+#include "XRFPUsers.h"
+
+#include <csignal>
+#include <cstdio>
+#include <iostream>
+#include <pthread.h>
+#include <string>
+#include <vector>
+
+namespace {
+
+int AddUser(const std::vector<std::string>& vecArgs)
+{
+    std::string strUsersFile = "xrfpd.users", strPassword;
+    bool bPasswordGiven = false;
+    std::vector<std::string> vecPositional;
+    for (size_t i = 0; i < vecArgs.size(); ++i) {
+        if ((vecArgs[i] == "--users" || vecArgs[i] == "--password") && i + 1 < vecArgs.size()) {
+            (vecArgs[i] == "--users" ? strUsersFile : strPassword) = vecArgs[i + 1];
+            bPasswordGiven = bPasswordGiven || vecArgs[i] == "--password";
+            ++i;
+        } else {
+            vecPositional.push_back(vecArgs[i]);
+        }
+    }
+    if (vecPositional.size() != 2) {
+        std::fputs(XfnRFPUsage(), stderr);
+        return 2;
+    }
+    if (!bPasswordGiven && !std::getline(std::cin, strPassword)) {
+        std::fprintf(stderr, "xrfpd: no password on standard input\n");
+        return 2;
+    }
+    std::string strError;
+    if (!XfnRFPAddUserToFile(strUsersFile, vecPositional[0], strPassword, vecPositional[1], strError)) {
+        std::fprintf(stderr, "xrfpd: %s\n", strError.c_str());
+        return 1;
+    }
+    std::fprintf(stderr, "xrfpd: user %s added to %s\n", vecPositional[0].c_str(), strUsersFile.c_str());
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    std::vector<std::string> vecArgs(argv + 1, argv + argc);
+    if (!vecArgs.empty() && (vecArgs[0] == "--help" || vecArgs[0] == "-h")) {
+        std::fputs(XfnRFPUsage(), stdout);
+        return 0;
+    }
+    if (!vecArgs.empty() && vecArgs[0] == "adduser")
+        return AddUser(std::vector<std::string>(vecArgs.begin() + 1, vecArgs.end()));
+
+    tagXRFPSettings settings;
+    std::string strError;
+    if (!XfnRFPParseArguments(vecArgs, settings, strError)) {
+        std::fprintf(stderr, "xrfpd: %s\n%s", strError.c_str(), XfnRFPUsage());
+        return 2;
+    }
+    // The signals that stop the server are taken by this thread alone.
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    std::signal(SIGPIPE, SIG_IGN);
+
+    XRFPServer server(settings);
+    if (!server.Start(strError)) {
+        XfnRFPLog("", "cannot start: %s", strError.c_str());
+        return 1;
+    }
+    int nSignal = 0;
+    sigwait(&signals, &nSignal);
+    XfnRFPLog("", "signal %d: stopping", nSignal);
+    server.Stop();
+    return 0;
+}
