@@ -6,6 +6,7 @@
 #pragma once
 
 #include "KVDbase/collections/XElements.h"
+#include "KVDbase/core/XArchive.h"
 #include "KVDbase/core/XFrameworkException.h"
 #include "KVDbase/core/XObject.h"
 #include "KVDbase/core/XString.h"
@@ -318,33 +319,31 @@ void XArray<TYPE, ARG_TYPE>::RemoveAt(int nIndex, int nCount)
 }
 
 // The typed arrays. Those that can be created by name store themselves in
-// an archive; XPtrArray holds raw pointers and never reaches a stream.
+// an archive: the count, then the elements. The four integer arrays write
+// their element memory as one raw block in the machine's own byte order,
+// whatever the archive's; XObArray writes object references and
+// XStringArray strings. Loading replaces the content. XPtrArray holds raw
+// pointers and never reaches a stream.
 
-class KVD_API XByteArray : public XArray<BYTE, BYTE> {
-    XDECLARE_DYNCREATE(XByteArray)
-};
+#define XKVD_STREAMED_ARRAY(className, TYPE, ARG_TYPE)              \
+    class KVD_API className : public XArray<TYPE, ARG_TYPE> {       \
+        XDECLARE_DYNCREATE(className)                               \
+    public:                                                         \
+        void Serialize(XArchive& ar) override;                      \
+    };                                                              \
+    XDECLARE_ARCHIVE_OPERATORS(className)
 
-class KVD_API XWordArray : public XArray<WORD, WORD> {
-    XDECLARE_DYNCREATE(XWordArray)
-};
+XKVD_STREAMED_ARRAY(XByteArray, BYTE, BYTE)
+XKVD_STREAMED_ARRAY(XWordArray, WORD, WORD)
+XKVD_STREAMED_ARRAY(XDWordArray, DWORD, DWORD)
+XKVD_STREAMED_ARRAY(XUIntArray, UINT, UINT)
+// Holds pointers it does not own: no operation deletes an element, and after
+// a load the application owns the objects read.
+XKVD_STREAMED_ARRAY(XObArray, XObject*, XObject*)
+XKVD_STREAMED_ARRAY(XStringArray, XString, const XString&)
 
-class KVD_API XDWordArray : public XArray<DWORD, DWORD> {
-    XDECLARE_DYNCREATE(XDWordArray)
-};
-
-class KVD_API XUIntArray : public XArray<UINT, UINT> {
-    XDECLARE_DYNCREATE(XUIntArray)
-};
+#undef XKVD_STREAMED_ARRAY
 
 class KVD_API XPtrArray : public XArray<void*, void*> {
     XDECLARE_DYNAMIC(XPtrArray)
-};
-
-// Holds pointers it does not own: no operation deletes an element.
-class KVD_API XObArray : public XArray<XObject*, XObject*> {
-    XDECLARE_DYNCREATE(XObArray)
-};
-
-class KVD_API XStringArray : public XArray<XString, const XString&> {
-    XDECLARE_DYNCREATE(XStringArray)
 };

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "KVDbase/collections/XElements.h"
+#include "KVDbase/core/XArchive.h"
 #include "KVDbase/core/XFrameworkException.h"
 #include "KVDbase/core/XMemBlock.h"
 #include "KVDbase/core/XObject.h"
@@ -293,30 +294,38 @@ POSITION XList<TYPE, ARG_TYPE>::FindIndex(int nIndex) const
 }
 
 // The typed lists. All but XPtrList can be created by name and store
-// themselves in an archive, element by element.
+// themselves in an archive: the count, then the elements from head to tail,
+// each in the archive's byte order. Loading appends to what the list holds.
 
-#define XKVD_TYPED_LIST(className, TYPE, ARG_TYPE, DECLARE)               \
+#define XKVD_TYPED_LIST(className, TYPE, ARG_TYPE)                        \
     class KVD_API className : public XList<TYPE, ARG_TYPE> {              \
-        DECLARE(className)                                                \
+        XDECLARE_DYNCREATE(className)                                     \
     public:                                                               \
         explicit className(int nBlockSize = 10) : XList(nBlockSize) {}    \
-    };
+        void Serialize(XArchive& ar) override;                            \
+    };                                                                    \
+    XDECLARE_ARCHIVE_OPERATORS(className)
 
-XKVD_TYPED_LIST(XCharList, char, char, XDECLARE_DYNCREATE)
-XKVD_TYPED_LIST(XUCharList, unsigned char, unsigned char, XDECLARE_DYNCREATE)
-XKVD_TYPED_LIST(XShortList, short, short, XDECLARE_DYNCREATE)
-XKVD_TYPED_LIST(XUShortList, unsigned short, unsigned short, XDECLARE_DYNCREATE)
-XKVD_TYPED_LIST(XIntList, int, int, XDECLARE_DYNCREATE)
-XKVD_TYPED_LIST(XUIntList, unsigned int, unsigned int, XDECLARE_DYNCREATE)
-XKVD_TYPED_LIST(XInt64List, int64_t, int64_t, XDECLARE_DYNCREATE)
-XKVD_TYPED_LIST(XFloatList, float, float, XDECLARE_DYNCREATE)
-XKVD_TYPED_LIST(XDoubleList, double, double, XDECLARE_DYNCREATE)
-XKVD_TYPED_LIST(XPtrList, void*, void*, XDECLARE_DYNAMIC)
+XKVD_TYPED_LIST(XCharList, char, char)
+XKVD_TYPED_LIST(XUCharList, unsigned char, unsigned char)
+XKVD_TYPED_LIST(XShortList, short, short)
+XKVD_TYPED_LIST(XUShortList, unsigned short, unsigned short)
+XKVD_TYPED_LIST(XIntList, int, int)
+XKVD_TYPED_LIST(XUIntList, unsigned int, unsigned int)
+XKVD_TYPED_LIST(XInt64List, int64_t, int64_t)
+XKVD_TYPED_LIST(XFloatList, float, float)
+XKVD_TYPED_LIST(XDoubleList, double, double)
 // Holds pointers it does not own: no operation deletes an element.
-XKVD_TYPED_LIST(XObList, XObject*, XObject*, XDECLARE_DYNCREATE)
-XKVD_TYPED_LIST(XStringList, XString, const XString&, XDECLARE_DYNCREATE)
+XKVD_TYPED_LIST(XObList, XObject*, XObject*)
+XKVD_TYPED_LIST(XStringList, XString, const XString&)
 
 #undef XKVD_TYPED_LIST
+
+class KVD_API XPtrList : public XList<void*, void*> {
+    XDECLARE_DYNAMIC(XPtrList)
+public:
+    explicit XPtrList(int nBlockSize = 10) : XList(nBlockSize) {}
+};
 
 // A last-in, first-out stack of values over a pool of heap cells, each
 // element of the underlying pointer list pointing at one cell. Cells at the

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "KVDbase/collections/XElements.h"
+#include "KVDbase/core/XArchive.h"
 #include "KVDbase/core/XFrameworkException.h"
 #include "KVDbase/core/XMemBlock.h"
 #include "KVDbase/core/XObject.h"
@@ -248,7 +249,10 @@ void XMap<KEY, ARG_KEY, VALUE, ARG_VALUE>::GetNextAssoc(POSITION& rNextPosition,
 }
 
 // The typed maps. Those keyed by text take their keys as char const* and
-// compare them case-sensitively; LookupKey gives the stored key's text.
+// compare them case-sensitively; LookupKey gives the stored key's text. The
+// three that can be created by name store themselves in an archive: the
+// count, then key and value of each entry in walk order. Loading adds to
+// what the map holds, replacing the values of keys already present.
 
 class KVD_API XMapIntToPtr : public XMap<int, int, void*, void*> {
     XDECLARE_DYNAMIC(XMapIntToPtr)
@@ -291,7 +295,9 @@ class KVD_API XMapWordToOb : public XMap<WORD, WORD, XObject*, XObject*> {
     XDECLARE_DYNCREATE(XMapWordToOb)
 public:
     explicit XMapWordToOb(int nBlockSize = 10) : XMap(nBlockSize) {}
+    void Serialize(XArchive& ar) override;
 };
+XDECLARE_ARCHIVE_OPERATORS(XMapWordToOb)
 
 class KVD_API XMapStringToPtr : public XMap<XString, const char*, void*, void*> {
     XDECLARE_DYNAMIC(XMapStringToPtr)
@@ -312,6 +318,7 @@ class KVD_API XMapStringToOb : public XMap<XString, const char*, XObject*, XObje
     XDECLARE_DYNCREATE(XMapStringToOb)
 public:
     explicit XMapStringToOb(int nBlockSize = 10) : XMap(nBlockSize) {}
+    void Serialize(XArchive& ar) override;
     BOOL LookupKey(const char* key, const char*& rKey) const
     {
         UINT nBucket;
@@ -322,11 +329,13 @@ public:
         return 1;
     }
 };
+XDECLARE_ARCHIVE_OPERATORS(XMapStringToOb)
 
 class KVD_API XMapStringToString : public XMap<XString, const char*, XString, const char*> {
     XDECLARE_DYNCREATE(XMapStringToString)
 public:
     explicit XMapStringToString(int nBlockSize = 10) : XMap(nBlockSize) {}
+    void Serialize(XArchive& ar) override;
     BOOL LookupKey(const char* key, const char*& rKey) const
     {
         UINT nBucket;
@@ -337,3 +346,4 @@ public:
         return 1;
     }
 };
+XDECLARE_ARCHIVE_OPERATORS(XMapStringToString)
