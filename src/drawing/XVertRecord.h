@@ -1,0 +1,97 @@
+// XVertRecord.h: byte access to the records of XVertBuffer. A record is a
+// file format (little-endian, no gaps, fixed offsets), so every field is read
+// and written here byte by byte, never through a host struct. Shared by the
+// recorder, the stream form and the replays.
+#pragma once
+
+#include "KVDbase/platform/Win32Types.h"
+
+#include <cstdint>
+#include <cstring>
+
+namespace XVertRecord {
+
+// Offsets shared by several kinds.
+enum : int {
+    OFS_KIND = 0,
+    OFS_VALUE = 4,          // kinds 2, 3, 4, 6, 9, 16: the one value after the kind
+    OFS_COUNT = 4,          // kinds 11, 12, 13: n; kind 17: ring count
+    OFS_EXTENT = 8,         // kinds 11, 12, 13, 17: four doubles
+    OFS_POINTS = 40,        // kinds 11, 12, 13: the points; kind 17: the ring sizes
+    OFS_TEXT_COUNT = 28,    // kind 14: n
+    OFS_TEXT_CHARS = 32,    // kind 14: the characters
+    OFS_DIB_WIDTH = 4,      // kind 15
+    OFS_DIB_HEIGHT = 8,
+    OFS_DIB_DOUBLES = 12,
+    OFS_DIB_CLASS = 52,
+    OFS_DIB_TEXTURE = 56,
+    OFS_DIB_PIXELS = 60,
+    OFS_TEXTBOX_HANDLE = 44, // kind 18
+    OFS_EMF_INTS = 28,      // kind 19: three ints
+    OFS_EMF_SIZE = 40,      // kind 19: n
+    OFS_EMF_DATA = 44,      // kind 19: n bytes, then m and m characters and a zero
+};
+
+// Size of one point (x, y, z doubles) and of one extent.
+enum : int { POINT_BYTES = 24, EXTENT_BYTES = 32 };
+
+inline void PutU16(void* p, uint16_t v)
+{
+    BYTE* b = static_cast<BYTE*>(p);
+    b[0] = static_cast<BYTE>(v);
+    b[1] = static_cast<BYTE>(v >> 8);
+}
+
+inline void PutU32(void* p, uint32_t v)
+{
+    BYTE* b = static_cast<BYTE*>(p);
+    b[0] = static_cast<BYTE>(v);
+    b[1] = static_cast<BYTE>(v >> 8);
+    b[2] = static_cast<BYTE>(v >> 16);
+    b[3] = static_cast<BYTE>(v >> 24);
+}
+
+inline void PutI32(void* p, int32_t v) { PutU32(p, static_cast<uint32_t>(v)); }
+
+inline void PutF64(void* p, double d)
+{
+    uint64_t v;
+    std::memcpy(&v, &d, 8);
+    BYTE* b = static_cast<BYTE*>(p);
+    for (int i = 0; i < 8; ++i)
+        b[i] = static_cast<BYTE>(v >> (8 * i));
+}
+
+inline uint16_t GetU16(const void* p)
+{
+    const BYTE* b = static_cast<const BYTE*>(p);
+    return static_cast<uint16_t>(b[0] | (b[1] << 8));
+}
+
+inline uint32_t GetU32(const void* p)
+{
+    const BYTE* b = static_cast<const BYTE*>(p);
+    return static_cast<uint32_t>(b[0]) | (static_cast<uint32_t>(b[1]) << 8) | (static_cast<uint32_t>(b[2]) << 16) |
+           (static_cast<uint32_t>(b[3]) << 24);
+}
+
+inline int32_t GetI32(const void* p) { return static_cast<int32_t>(GetU32(p)); }
+
+inline double GetF64(const void* p)
+{
+    const BYTE* b = static_cast<const BYTE*>(p);
+    uint64_t v = 0;
+    for (int i = 0; i < 8; ++i)
+        v |= static_cast<uint64_t>(b[i]) << (8 * i);
+    double d;
+    std::memcpy(&d, &v, 8);
+    return d;
+}
+
+// Field access at a byte offset of a record.
+inline BYTE* At(void* pRecord, int nOffset) { return static_cast<BYTE*>(pRecord) + nOffset; }
+inline const BYTE* At(const void* pRecord, int nOffset) { return static_cast<const BYTE*>(pRecord) + nOffset; }
+
+inline int Kind(const void* pRecord) { return GetI32(pRecord); }
+
+} // namespace XVertRecord
