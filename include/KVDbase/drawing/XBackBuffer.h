@@ -1,0 +1,123 @@
+// XBackBuffer: a drawing surface tied to a world coordinate system. This part
+// holds the viewport (world centre, world units per pixel, rotation) and the
+// two affine transforms between world and pixel that follow from it, with the
+// lat/long fitting of geographic views and a grow-only scratch block. The
+// object owns its scratch block; one thread at a time; nothing is reported but
+// the 0 of a failed AllocTemp.
+#pragma once
+
+#include "KVDbase/core/XObject.h"
+#include "KVDbase/geometry/XWarp2D.h"
+#include "KVDbase/platform/Export.h"
+#include "KVDbase/platform/Win32Types.h"
+
+class KVD_API XBackBuffer : public XObject {
+    XDECLARE_DYNAMIC(XBackBuffer)
+public:
+    // Surface types.
+    enum { TYPE_DDB = 1, TYPE_DIB = 2, TYPE_OPENGL = 3, TYPE_DC = 4 };
+
+    // Every default, surface type 1; counts the instance.
+    XBackBuffer();
+    // The defaults with the surface type given. This form does not count the
+    // instance, while the destructor still takes one off, as the type-less
+    // form's temporary always did.
+    explicit XBackBuffer(int nType);
+    ~XBackBuffer() override;
+
+    int GetType() const { return nType; }
+    int GetWidth() const { return nWidth; }
+    int GetHeight() const { return nHeight; }
+    // Live instances, as the constructors and the destructor count them.
+    static int GetRefCount() { return nRefCount; }
+
+    // The surface size in pixels, without touching a surface: it stores the
+    // size and refits a lat/long view, but, like a resize, leaves the
+    // transforms to the next viewport setter.
+    void SetViewSize(int nWidthArg, int nHeightArg);
+
+    double GetRotationAngle() const { return dRotationAngle; }
+    BOOL IsLatLongRounding() const { return bLatLongRounding; }
+    void SetLatLongRounding(bool bOn) { bLatLongRounding = bOn; }
+    void SetWorldPerPixelBase(double x, double y);
+    void GetWorldPerPixelBase(double& x, double& y) const;
+    void GetWorldPerPixel(double& x, double& y) const;
+    double GetWorldPerPixel() const { return dWorldPerPixel[0]; }
+    void GetWorldToCenter(double& x, double& y) const;
+    // dWorldPerPixel over dWorldPerPixelBase, per axis.
+    void GetZoomFactor(double& x, double& y) const;
+    XWarp2D* GetWarpCoeffPixelToWorld() { return &warpPixelToWorld; }
+    XWarp2D* GetWarpCoeffWorldToPixel() { return &warpWorldToPixel; }
+
+    // A mark between the application's invalidation and its paint code;
+    // nothing here reads or sets it.
+    BOOL IsUpdateNeeded() const { return bUpdateNeeded; }
+    void UpdateNeeded() { bUpdateNeeded = 1; }
+    void UpdateCompleted() { bUpdateNeeded = 0; }
+
+    // Viewport setters. Each ends by refitting a lat/long view and deriving
+    // the transforms anew.
+    void SetWorldToCenter(double x, double y);
+    void SetWorldPerPixel(double x, double y);
+    void SetRotationAngle(double dDegrees);
+    // dWorldPerPixel becomes z times dWorldPerPixelBase, per axis.
+    void SetZoomFactor(double zx, double zy);
+    void PanWorld(double dx, double dy);
+    // Moves the picture with the mouse: by the world offset between pixel
+    // (0, 0) and pixel (dx, dy).
+    void PanPixel(double dx, double dy);
+    // Scales by 1 / (f + 1) (in) or f + 1 (out); an f of 0 or less does
+    // nothing at all.
+    void ZoomIn(double f);
+    void ZoomOut(double f);
+    // Shows all of the rectangle: the larger of the two ratios. The sizes are
+    // not checked: a zero size divides by zero.
+    void ZoomFit(double x1, double y1, double x2, double y2);
+    // Fills the surface with the rectangle: the smaller of the two ratios.
+    void ZoomRectWorld(double cx, double cy, double w, double h);
+    // Centres on pixel (x, y) at the scale of one pixel's smaller world
+    // length; a and b are taken and not read.
+    void ZoomRectPixel(double x, double y, double a, double b);
+
+    // Derives both transforms from the viewport; both become order 2.
+    void CalcWarpCoeff();
+    // Keeps a view of longitude x and latitude y on the globe: centre x within
+    // one turn, at most 180 degrees high or 360 wide, and no higher than the
+    // poles.
+    void AutoFitForLLRounding();
+
+    void ConvPixelToWorldCoord(double& x, double& y);
+    void ConvWorldToPixelCoord(double& x, double& y);
+    // The absolute per-axis differences of the images of (0, 0) and (x, y).
+    void ConvPixelToWorldLength(double& x, double& y);
+    void ConvWorldToPixelLength(double& x, double& y);
+
+    // A grow-only scratch block: 1 when it holds nSize bytes, 0 (and no block)
+    // when a larger one cannot be had.
+    int AllocTemp(int nSize);
+    void FreeTemp();
+    void* GetTemp() const { return pTemp; }
+    int GetTempSize() const { return nTempSize; }
+
+protected:
+    int nType;
+    int nWidth;
+    int nHeight;
+    double dWorldToCenter[2];
+    double dWorldPerPixel[2];
+    double dWorldPerPixelBase[2];
+    double dRotationAngle;
+    XWarp2D warpPixelToWorld;
+    XWarp2D warpWorldToPixel;
+    BOOL bUpdateNeeded;
+    bool bLatLongRounding;
+    void* pTemp;
+    int nTempSize;
+
+    static int nRefCount;
+
+private:
+    void SetDefaults();
+    // The common end of the viewport setters.
+    void ApplyViewport();
+};
