@@ -148,6 +148,8 @@ int XfnComparePath(const char* pszA, const char* pszB)
 
 int XfnFullPath(char* pszOut, const char* pszPath)
 {
+    if (pszPath == nullptr)
+        pszPath = "";
     std::string strFull;
     if (!BuildFullPath(pszPath, strFull) || strFull.size() >= static_cast<size_t>(kMaxPath)) {
         CopyCut(pszOut, pszPath, kMaxPath);

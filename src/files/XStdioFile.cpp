@@ -4,6 +4,7 @@
 #include "platform/XSysError.h"
 #include "platform/XSysFile.h"
 
+#include <cerrno>
 #include <cstring>
 
 XIMPLEMENT_DYNAMIC(XStdioFile, XFile)
@@ -16,6 +17,16 @@ const int kLineStep = 128;
 [[noreturn]] void ThrowCause(int nCause, const XString& strName)
 {
     XFileErrorException::Throw(nCause, static_cast<LONG>(XfnSysLastError()), strName);
+}
+
+// A closed object has no stream to pass the call to: the call fails as the
+// runtime fails on a bad handle.
+void RequireStream(FILE* pStream, int nCause, const XString& strName)
+{
+    if (pStream == nullptr) {
+        XfnSysSetLastError(EBADF);
+        ThrowCause(nCause, strName);
+    }
 }
 
 } // namespace
@@ -82,6 +93,7 @@ unsigned int XStdioFile::Read(void* pBuffer, unsigned int nCount)
 {
     if (nCount == 0)
         return 0;
+    RequireStream(pStream, XFileErrorException::genericException, strPath);
     size_t nRead = std::fread(pBuffer, 1, nCount, pStream);
     if (nRead == 0 && !std::feof(pStream))
         ThrowCause(XFileErrorException::genericException, strPath);
@@ -94,18 +106,21 @@ unsigned int XStdioFile::Read(void* pBuffer, unsigned int nCount)
 
 void XStdioFile::Write(const void* pBuffer, unsigned int nCount)
 {
+    RequireStream(pStream, XFileErrorException::genericException, strPath);
     if (std::fwrite(pBuffer, 1, nCount, pStream) != nCount)
         ThrowCause(XFileErrorException::genericException, strPath);
 }
 
 void XStdioFile::WriteString(const char* pszText)
 {
+    RequireStream(pStream, XFileErrorException::diskFull, strPath);
     if (std::fputs(pszText, pStream) == EOF)
         ThrowCause(XFileErrorException::diskFull, strPath);
 }
 
 char* XStdioFile::ReadString(char* pszBuffer, unsigned int nSize)
 {
+    RequireStream(pStream, XFileErrorException::genericException, strPath);
     char* pszResult = std::fgets(pszBuffer, static_cast<int>(nSize), pStream);
     if (pszResult == nullptr && !std::feof(pStream)) {
         std::clearerr(pStream);
@@ -116,6 +131,7 @@ char* XStdioFile::ReadString(char* pszBuffer, unsigned int nSize)
 
 int XStdioFile::ReadString(XString& strText)
 {
+    RequireStream(pStream, XFileErrorException::genericException, strPath);
     strText.Empty();
     int nLength = 0;
     char* pszResult;
@@ -143,6 +159,7 @@ int XStdioFile::ReadString(XString& strText)
 
 int64_t XStdioFile::Seek(int64_t nOffset, unsigned int nFrom)
 {
+    RequireStream(pStream, XFileErrorException::badSeek, strPath);
     if (XfnSysStreamSeek(pStream, nOffset, static_cast<int>(nFrom)) != 0)
         ThrowCause(XFileErrorException::badSeek, strPath);
     return XfnSysStreamTell(pStream);
@@ -150,6 +167,7 @@ int64_t XStdioFile::Seek(int64_t nOffset, unsigned int nFrom)
 
 int64_t XStdioFile::GetPosition() const
 {
+    RequireStream(pStream, XFileErrorException::invalidFile, strPath);
     int64_t nPos = XfnSysStreamTell(pStream);
     if (nPos == -1)
         ThrowCause(XFileErrorException::invalidFile, strPath);

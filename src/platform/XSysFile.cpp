@@ -161,24 +161,35 @@ _FILETIME FileTimeOf(const struct timespec& ts)
     return XfnUnixTimeToFileTime(static_cast<int64_t>(ts.tv_sec), static_cast<int64_t>(ts.tv_nsec));
 }
 
-// The birth time of an open file, or zero where the file system has none.
-_FILETIME BirthTimeOf(int fd, const char* pszPath)
+// The birth time from statx, or zero where the file system keeps none.
+_FILETIME BirthTimeOf(int nResult, const struct statx& stx)
 {
-    struct statx stx;
     _FILETIME ft = {0, 0};
-    int nResult = fd >= 0 ? statx(fd, "", AT_EMPTY_PATH, STATX_BTIME, &stx)
-                          : statx(AT_FDCWD, pszPath, 0, STATX_BTIME, &stx);
     if (nResult == 0 && (stx.stx_mask & STATX_BTIME))
         ft = XfnUnixTimeToFileTime(static_cast<int64_t>(stx.stx_btime.tv_sec),
                                    static_cast<int64_t>(stx.stx_btime.tv_nsec));
     return ft;
 }
 
+_FILETIME BirthTimeOfHandle(int fd)
+{
+    struct statx stx;
+    int nResult = statx(fd, "", AT_EMPTY_PATH, STATX_BTIME, &stx);
+    return BirthTimeOf(nResult, stx);
+}
+
+_FILETIME BirthTimeOfPath(const char* pszPath)
+{
+    struct statx stx;
+    int nResult = statx(AT_FDCWD, pszPath, 0, STATX_BTIME, &stx);
+    return BirthTimeOf(nResult, stx);
+}
+
 void FillFindData(const struct stat& st, const char* pszPath, const char* pszName, WIN32_FIND_DATAA& data)
 {
     std::memset(&data, 0, sizeof(data));
     data.dwFileAttributes = AttributesOf(st, pszName);
-    data.ftCreationTime = BirthTimeOf(-1, pszPath);
+    data.ftCreationTime = BirthTimeOfPath(pszPath);
     data.ftLastAccessTime = FileTimeOf(st.st_atim);
     data.ftLastWriteTime = FileTimeOf(st.st_mtim);
     uint64_t nSize = S_ISDIR(st.st_mode) ? 0 : static_cast<uint64_t>(st.st_size);
@@ -407,7 +418,7 @@ bool XfnSysGetFileInfo(int fd, XSysFileInfo& info)
         return false;
     info.nAttributes = AttributesOf(st, nullptr);
     info.nSize = static_cast<int64_t>(st.st_size);
-    info.ftCreation = BirthTimeOf(fd, nullptr);
+    info.ftCreation = BirthTimeOfHandle(fd);
     info.ftLastAccess = FileTimeOf(st.st_atim);
     info.ftLastWrite = FileTimeOf(st.st_mtim);
     return true;

@@ -164,6 +164,16 @@ TEST(XStdioFile, CloseAndAbort)
     EXPECT_EQ(file.pStream, nullptr);
     EXPECT_EQ(file.hFile, -1);
     EXPECT_EQ(XFilesTestDir::Slurp(path), "buffered");
+    // A closed object fails as on a bad handle instead of touching no stream.
+    XString strLine;
+    try {
+        file.ReadString(strLine);
+        ADD_FAILURE() << "read from a closed stream";
+    } catch (const XFileErrorException& e) {
+        EXPECT_EQ(e.nCause, XFileErrorException::genericException);
+        EXPECT_EQ(e.nOsError, EBADF);
+    }
+    EXPECT_THROW(file.Seek(0, XFile::begin), XFileErrorException);
     // The file is free again: its share mode went with the stream.
     XStdioFile again(path.c_str(), XFile::flagRead);
     again.Abort();
