@@ -3,6 +3,8 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cstring>
+#include <string>
 
 namespace {
 
@@ -37,9 +39,11 @@ XObject* CreateByName(const char* pszClassName)
 {
     XMemFile file;
     {
+        // The class record of a stream: schema, name length, name.
         XArchive ar(&file, XArchive::store);
-        XRuntimeClass record(pszClassName, 0, 1, nullptr, nullptr);
-        record.Store(ar);
+        WORD nLength = static_cast<WORD>(std::strlen(pszClassName));
+        ar << static_cast<DWORD>(1) << nLength;
+        ar.Write(pszClassName, nLength);
         ar.Close();
     }
     file.SeekToBegin();

@@ -11,6 +11,7 @@
 #include "KVDbase/core/XException.h"
 #include "KVDbase/core/XFrameworkException.h"
 #include "KVDbase/core/XMemBlock.h"
+#include "KVDbase/core/XMemory.h"
 #include "KVDbase/core/XObject.h"
 #include "KVDbase/core/XString.h"
 #include "KVDbase/core/XTime.h"
@@ -32,16 +33,24 @@
 #include "KVDbase/workers/XParallelProcess.h"
 #include "KVDbase/workers/XThread.h"
 
+#include "KVDbase/raster/XBand.h"
 #include "KVDbase/raster/XBitHelpers.h"
 #include "KVDbase/raster/XDataType.h"
 #include "KVDbase/raster/XNumberHelpers.h"
 #include "KVDbase/raster/XPalette.h"
+#include "KVDbase/raster/XTB.h"
 
 #include "KVDbase/geometry/XComplex.h"
 #include "KVDbase/geometry/XDenseMatrix.h"
 #include "KVDbase/geometry/XMatrix.h"
 #include "KVDbase/geometry/XScaleFactor.h"
 #include "KVDbase/geometry/XVector.h"
+#include "KVDbase/geometry/XWarp2D.h"
 #include "KVDbase/geometry/XWarpCoeff.h"
+
+#include "KVDbase/drawing/XBackBuffer.h"
+#include "KVDbase/drawing/XDIB.h"
+#include "KVDbase/drawing/XDrawStyle.h"
+#include "KVDbase/drawing/XVertBuffer.h"
 
 #include "KVDbase/crypto/XRSA.h"
