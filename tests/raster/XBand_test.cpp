@@ -1,0 +1,203 @@
+#include "KVDbase/raster/XBand.h"
+
+#include "KVDbase/collections/XDimArray.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+namespace {
+
+// A band that records the arguments of each ReadSubset and WriteSubset and
+// answers reads with an array of the rectangle's size.
+class XRecordingBand : public XBand {
+public:
+    using XBand::ReadSubset;
+    std::string strLast;
+    int nCalls = 0;
+    int nReadResult = 1;
+    tagXArr2 arr;
+
+    int ReadSubset(tagXArr2*& pixels, int selector, int x0, int x1, int y0, int y1, int* extra) override
+    {
+        Record("R", selector, x0, x1, y0, y1, extra != nullptr, false, 0.0);
+        arr.Alloc(x1 - x0 + 1, y1 - y0 + 1, GetDataSize());
+        pixels = &arr;
+        return nReadResult;
+    }
+    int WriteSubset(void*, int x0, int x1, int y0, int y1, bool flag, double value) override
+    {
+        Record("Wv", 0, x0, x1, y0, y1, false, flag, value);
+        return 7;
+    }
+    int WriteSubset(tagXArr2*, int x0, int x1, int y0, int y1, bool flag, double value) override
+    {
+        Record("Wa", 0, x0, x1, y0, y1, false, flag, value);
+        return 8;
+    }
+
+private:
+    void Record(const char* pszKind, int selector, int x0, int x1, int y0, int y1, bool bExtra, bool flag,
+                double value)
+    {
+        ++nCalls;
+        strLast = std::string(pszKind) + " " + std::to_string(selector) + " " + std::to_string(x0) + ".." +
+                  std::to_string(x1) + " " + std::to_string(y0) + ".." + std::to_string(y1) +
+                  (bExtra ? " extra" : "") + (flag ? " flag " : " ") + std::to_string(int(value));
+    }
+};
+
+TEST(XBand, NewBandHoldsTheDefaults)
+{
+    XRecordingBand band;
+    EXPECT_EQ(band.GetDataType(), 1);
+    EXPECT_EQ(band.GetDataSize(), 1);
+    EXPECT_EQ(band.GetXTileSize(), 256);
+    EXPECT_EQ(band.GetYTileSize(), 256);
+    EXPECT_EQ(band.GetID(), -1);
+    EXPECT_EQ(band.GetBandMin(), 1.7e308);
+    EXPECT_EQ(band.GetBandStdDev(), 1.7e308);
+    EXPECT_EQ(band.GetNullValue(), 1.7e308);
+    EXPECT_EQ(band.GetXSize(), 0);
+    EXPECT_EQ(band.GetCompressionInfo(), 0);
+    EXPECT_TRUE(band.GetBandName().IsEmpty());
+    for (int i = 0; i < 256; ++i)
+        ASSERT_EQ(band.GetHistogram()[i], 0);
+}
+
+TEST(XBand, RegisteredByNameButNotCreatable)
+{
+    const XRuntimeClass* pClass = XBand::GetRuntimeClassStatic();
+    EXPECT_STREQ(pClass->lpszClassName, "XBand");
+    EXPECT_EQ(pClass->nSchema, 1u);
+    EXPECT_EQ(pClass->pfnCreateObject, nullptr);
+    EXPECT_EQ(pClass->CreateObject(), nullptr);
+    EXPECT_EQ(pClass->pBaseClass, &XObject::rtcXObject);
+    XRecordingBand band;
+    EXPECT_TRUE(band.IsKindOf(pClass));
+    EXPECT_EQ(band.GetRuntimeClass(), pClass);
+}
+
+TEST(XBand, AccessorsStoreWhatTheyAreGiven)
+{
+    XRecordingBand band;
+    band.SetID(4);
+    band.SetBandName("red");
+    band.SetOffsetInFile(int64_t(1) << 40);
+    band.SetDataType(8);
+    band.SetSize(30, 20);
+    band.SetTileSize(64, 32);
+    band.SetCompressionInfo(9);
+    band.SetBandMin(-1.5);
+    band.SetBandMax(2.5);
+    band.SetBandMean(0.5);
+    band.SetBandStdDev(0.25);
+    band.SetNullValue(-9999.0);
+    int x, y;
+    band.GetSize(x, y);
+    EXPECT_EQ(x * 100 + y, 3020);
+    band.GetTileSize(x, y);
+    EXPECT_EQ(x * 100 + y, 6432);
+    EXPECT_EQ(band.GetID(), 4);
+    EXPECT_STREQ(band.GetBandName(), "red");
+    EXPECT_EQ(band.GetOffsetInFile(), int64_t(1) << 40);
+    EXPECT_EQ(band.GetDataSize(), 8);
+    EXPECT_EQ(band.GetCompressionInfo(), 9);
+    EXPECT_EQ(band.GetBandMin() + band.GetBandMax() + band.GetBandMean() + band.GetBandStdDev(), 1.75);
+    EXPECT_EQ(band.GetNullValue(), -9999.0);
+    band.SetXSize(1);
+    band.SetYTileSize(2);
+    EXPECT_EQ(band.GetXSize(), 1);
+    EXPECT_EQ(band.GetYTileSize(), 2);
+
+    int64_t counts[256];
+    for (int i = 0; i < 256; ++i)
+        counts[i] = int64_t(i) * 1000000007;
+    band.SetHistogram(counts);
+    EXPECT_NE(band.GetHistogram(), counts);
+    EXPECT_EQ(0, std::memcmp(band.GetHistogram(), counts, sizeof counts));
+    band.GetHistogram()[3] = 5; // written through the pointer
+    EXPECT_EQ(band.Histogram[3], 5);
+}
+
+TEST(XBand, ReadsComeDownToOneReadSubset)
+{
+    XRecordingBand band;
+    band.SetSize(10, 6);
+    tagXArr2* pArr = nullptr;
+    band.ReadLineH(pArr, 3, 1, 4, 2);
+    EXPECT_EQ(band.strLast, "R 3 1..4 2..2 0");
+    band.ReadLineH(pArr, 3, 5);
+    EXPECT_EQ(band.strLast, "R 3 0..9 5..5 0");
+    band.ReadLineV(pArr, 2, 7, 1, 3);
+    EXPECT_EQ(band.strLast, "R 2 7..7 1..3 0");
+    band.ReadLineV(pArr, 2, 7);
+    EXPECT_EQ(band.strLast, "R 2 7..7 0..5 0");
+    EXPECT_EQ(pArr, &band.arr);
+    band.SetXSize(12); // the whole line is measured at the time of the call
+    band.ReadLineH(pArr, 0, 1);
+    EXPECT_EQ(band.strLast, "R 0 0..11 1..1 0");
+
+    EXPECT_EQ(band.ReadPixel(pArr, 11, 5), 1);
+    EXPECT_EQ(band.strLast, "R 0 11..11 5..5 0");
+    const int nCalls = band.nCalls;
+    EXPECT_EQ(band.ReadPixel(pArr, 12, 0), 0);
+    EXPECT_EQ(band.ReadPixel(pArr, 0, -1), 0);
+    EXPECT_EQ(band.ReadPixel(pArr, -1, 0), 0);
+    EXPECT_EQ(band.ReadPixel(pArr, 0, 6), 0);
+    EXPECT_EQ(band.nCalls, nCalls);
+}
+
+TEST(XBand, ReadSubsetToAPointerGivesTheArrayFields)
+{
+    XRecordingBand band;
+    band.SetSize(10, 6);
+    band.SetDataType(3);
+    void* pData = nullptr;
+    int nFirst = -1, nSecond = -1;
+    int nExtra = 0;
+    EXPECT_EQ(band.ReadSubset(pData, nFirst, nSecond, 4, 2, 6, 1, 3, &nExtra), 1);
+    EXPECT_EQ(band.strLast, "R 4 2..6 1..3 extra 0");
+    EXPECT_EQ(pData, band.arr.pData);
+    EXPECT_EQ(nFirst, 5);
+    EXPECT_EQ(nSecond, 3);
+
+    band.nReadResult = 0;
+    void* pUntouched = &nExtra;
+    nFirst = nSecond = -2;
+    EXPECT_EQ(band.ReadSubset(pUntouched, nFirst, nSecond, 0, 0, 1, 0, 1, nullptr), 0);
+    EXPECT_EQ(pUntouched, &nExtra);
+    EXPECT_EQ(nFirst + nSecond, -4);
+}
+
+TEST(XBand, WritesComeDownToTheWriteSubsetOfTheirKind)
+{
+    XRecordingBand band;
+    band.SetSize(10, 6);
+    unsigned char raw[64] = {};
+    tagXArr2 arr;
+    EXPECT_EQ(band.WriteLineH(raw, 1, 3, 2, true, 5.0), 7);
+    EXPECT_EQ(band.strLast, "Wv 0 1..3 2..2 flag 5");
+    EXPECT_EQ(band.WriteLineH(raw, 4, false, 1.0), 7);
+    EXPECT_EQ(band.strLast, "Wv 0 0..9 4..4 1");
+    EXPECT_EQ(band.WriteLineH(&arr, 1, 3, 2, false, 2.0), 8);
+    EXPECT_EQ(band.strLast, "Wa 0 1..3 2..2 2");
+    EXPECT_EQ(band.WriteLineH(&arr, 4, true, 3.0), 8);
+    EXPECT_EQ(band.strLast, "Wa 0 0..9 4..4 flag 3");
+    EXPECT_EQ(band.WriteLineV(raw, 2, 1, 5, false, 0.0), 7);
+    EXPECT_EQ(band.strLast, "Wv 0 2..2 1..5 0");
+    EXPECT_EQ(band.WriteLineV(raw, 2, false, 0.0), 7);
+    EXPECT_EQ(band.strLast, "Wv 0 2..2 0..5 0");
+    EXPECT_EQ(band.WriteLineV(&arr, 3, 0, 1, true, 4.0), 8);
+    EXPECT_EQ(band.strLast, "Wa 0 3..3 0..1 flag 4");
+    EXPECT_EQ(band.WriteLineV(&arr, 3, false, 4.0), 8);
+    EXPECT_EQ(band.strLast, "Wa 0 3..3 0..5 4");
+    // WritePixel does no bounds test.
+    EXPECT_EQ(band.WritePixel(raw, 10, -1, false, 6.0), 7);
+    EXPECT_EQ(band.strLast, "Wv 0 10..10 -1..-1 6");
+    EXPECT_EQ(band.WritePixel(&arr, -3, 6, true, 7.0), 8);
+    EXPECT_EQ(band.strLast, "Wa 0 -3..-3 6..6 flag 7");
+}
+
+} // namespace

@@ -1,0 +1,260 @@
+#include "KVDbase/raster/XTB.h"
+
+#include "KVDbase/files/XFile.h"
+#include "KVDbase/workers/XThread.h"
+#include "raster/XTBTestBlocks.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace {
+
+// Edge tiles on both sides, one side, none; odd pixel sizes; one row.
+const XRasterShape aShapes[] = {
+    {5, 3, 1, 2, 2}, {37, 23, 3, 8, 5}, {64, 32, 2, 16, 16}, {13, 1, 1, 4, 4}, {7, 9, 4, 7, 9}, {1, 17, 1, 4, 3},
+};
+
+bool FileExists(const char* pszPath)
+{
+    XFileStatus status;
+    return XFile::GetStatus(pszPath, status) != 0;
+}
+
+// Budgets: the whole raster, a few rows that do not divide the tile height,
+// and one row.
+std::vector<int> Budgets(const XRasterShape& s)
+{
+    const int nRow = s.nXSize * s.nDataSize;
+    return {nRow * s.nYSize, nRow * 3, nRow};
+}
+
+TEST(XTBConvert, RoundTripInMemoryRestoresEveryByte)
+{
+    for (const XRasterShape& s : aShapes) {
+        const XBytes lines = MakeLines(s, 7);
+        XBytes block(3, 0x42);
+        block.insert(block.end(), lines.begin(), lines.end());
+        block.push_back(0x43);
+        XTB tb;
+        tb.Set(block.data(), 3, s.nXSize, s.nYSize, s.nDataSize, s.nXTile, s.nYTile, 0);
+        ASSERT_EQ(tb.Tile(0, nullptr), 1);
+        ASSERT_EQ(XBytes(block.begin() + 3, block.end() - 1), TileOrder(lines, s)) << s.nXSize << "x" << s.nYSize;
+        tb.Set(block.data(), 3, s.nXSize, s.nYSize, s.nDataSize, s.nXTile, s.nYTile, 0);
+        ASSERT_EQ(tb.Untile(0, nullptr), 1);
+        EXPECT_EQ(XBytes(block.begin() + 3, block.end() - 1), lines);
+        EXPECT_EQ(block.front(), 0x42);
+        EXPECT_EQ(block.back(), 0x43);
+    }
+}
+
+TEST(XTBConvert, RoundTripOnFileRestoresEveryByteForEveryBudget)
+{
+    const XString strPath = TestFileName("kvd_xtb_file_");
+    const XString strTemp = strPath + ".$XTBTEMP$";
+    for (const XRasterShape& s : aShapes) {
+        for (int nBudget : Budgets(s)) {
+            const XBytes lines = MakeLines(s, unsigned(nBudget));
+            XFile file;
+            ASSERT_TRUE(file.Open(strPath, XFile::flagCreate | XFile::flagReadWrite));
+            file.Write("head", 4);
+            file.Write(lines.data(), unsigned(lines.size()));
+            file.Write("tail", 4);
+            XTB tb;
+            tb.Set(&file, 4, s.nXSize, s.nYSize, s.nDataSize, s.nXTile, s.nYTile);
+            ASSERT_EQ(tb.Tile(nBudget, nullptr), 1);
+            EXPECT_FALSE(FileExists(strTemp));
+
+            XBytes all(lines.size() + 8);
+            file.SeekToBegin();
+            ASSERT_EQ(file.Read(all.data(), unsigned(all.size())), all.size());
+            EXPECT_EQ(XBytes(all.begin() + 4, all.end() - 4), TileOrder(lines, s))
+                << s.nXSize << "x" << s.nYSize << " budget " << nBudget;
+
+            tb.Set(&file, 4, s.nXSize, s.nYSize, s.nDataSize, s.nXTile, s.nYTile);
+            ASSERT_EQ(tb.Untile(nBudget, nullptr), 1);
+            file.SeekToBegin();
+            ASSERT_EQ(file.Read(all.data(), unsigned(all.size())), all.size());
+            EXPECT_EQ(XBytes(all.begin() + 4, all.end() - 4), lines);
+            EXPECT_EQ(std::string(all.begin(), all.begin() + 4), "head");
+            EXPECT_EQ(std::string(all.end() - 4, all.end()), "tail");
+            EXPECT_EQ(file.GetLength(), int64_t(all.size()));
+            file.Close();
+        }
+    }
+    XFile::Remove(strPath);
+}
+
+TEST(XTBConvert, MemoryBlockThroughATemporaryFile)
+{
+    XfnSetTempPath("/tmp/"); // where the memory block converts
+    for (const XRasterShape& s : aShapes) {
+        // Tile in chunks of every size, then Untile with the whole raster
+        // in one chunk.
+        for (int nBudget : Budgets(s)) {
+            const XBytes lines = MakeLines(s, 9);
+            XBytes block = lines;
+            XTB tb;
+            tb.Set(block.data(), 0, s.nXSize, s.nYSize, s.nDataSize, s.nXTile, s.nYTile, 1);
+            ASSERT_EQ(tb.Tile(nBudget, nullptr), 1);
+            ASSERT_EQ(block, TileOrder(lines, s)) << s.nXSize << "x" << s.nYSize << " budget " << nBudget;
+            tb.Set(block.data(), 0, s.nXSize, s.nYSize, s.nDataSize, s.nXTile, s.nYTile, 1);
+            ASSERT_EQ(tb.Untile(s.nXSize * s.nYSize * s.nDataSize, nullptr), 1);
+            EXPECT_EQ(block, lines);
+        }
+    }
+}
+
+TEST(XTBConvert, MemoryUntileInChunksReadsOnFromTheEndOfTheTemporaryFile)
+{
+    // The second pass of a memory block does not rewind: its reads find the
+    // end of the file and copy the last chunk, still in the buffer, over
+    // every chunk.
+    XfnSetTempPath("/tmp/"); // where the memory block converts
+    const XRasterShape s = {4, 4, 1, 2, 2};
+    const XBytes lines = MakeLines(s, 4);
+    XBytes block = TileOrder(lines, s);
+    XTB tb;
+    tb.Set(block.data(), 0, 4, 4, 1, 2, 2, 1);
+    ASSERT_EQ(tb.Untile(8, nullptr), 1); // two chunks of two rows
+    const XBytes lastRows(lines.begin() + 8, lines.end());
+    EXPECT_EQ(XBytes(block.begin(), block.begin() + 8), lastRows);
+    EXPECT_EQ(XBytes(block.begin() + 8, block.end()), lastRows);
+}
+
+TEST(XTBConvert, EmptyRasterCreatesAndRemovesTheTemporaryFileAndFails)
+{
+    const XString strPath = TestFileName("kvd_xtb_empty_");
+    XFile file;
+    ASSERT_TRUE(file.Open(strPath, XFile::flagCreate | XFile::flagReadWrite));
+    XTB tb;
+    tb.Set(&file, 0, 10, 0, 1, 4, 4);
+    EXPECT_EQ(tb.Tile(1000, nullptr), 0);
+    EXPECT_EQ(tb.Untile(1000, nullptr), 0);
+    EXPECT_FALSE(FileExists(strPath + ".$XTBTEMP$"));
+    EXPECT_EQ(file.GetLength(), 0);
+    file.Close();
+    XFile::Remove(strPath);
+}
+
+// What a worker runs: one conversion, reported to the owner.
+struct XConvertJob {
+    XTB* pTB;
+    int nBudget;
+    bool bUntile;
+    int nResult;
+};
+
+DWORD ConvertOnWorker(void* pParam)
+{
+    XThread* pThread = static_cast<XThread*>(pParam);
+    XConvertJob* pJob = static_cast<XConvertJob*>(pThread->pUserData);
+    pJob->nResult = pJob->bUntile ? pJob->pTB->Untile(pJob->nBudget, pThread)
+                                  : pJob->pTB->Tile(pJob->nBudget, pThread);
+    // The final message carries -1, which no percent of these jobs takes.
+    pThread->Callback(pJob->nResult ? XTHREAD_SUCCESS : XTHREAD_CANCEL, -1);
+    return 0;
+}
+
+// Runs a job on an XThread, collecting percents until the final message.
+std::vector<LONG> RunJob(XConvertJob& job, bool bCancelFirst)
+{
+    XMessageQueue queue;
+    XThread thread;
+    std::vector<LONG> percents;
+    EXPECT_NE(thread.Create(&job, &queue, ConvertOnWorker, nullptr, 1), nullptr);
+    if (bCancelFirst)
+        thread.bStop = 1; // seen after the first chunk
+    thread.Resume();
+    tagXMessage msg;
+    while (queue.Get(msg, 10000) && msg.lParam != -1)
+        percents.push_back(static_cast<LONG>(msg.lParam));
+    EXPECT_EQ(msg.lParam, -1);
+    EXPECT_EQ(thread.Terminate(), 1);
+    return percents;
+}
+
+TEST(XTBConvert, ProgressAndCancelThroughAThread)
+{
+    const XRasterShape s = {40, 101, 1, 16, 16};
+    const XBytes lines = MakeLines(s, 2);
+    const XString strPath = TestFileName("kvd_xtb_thread_");
+    XFile file;
+    ASSERT_TRUE(file.Open(strPath, XFile::flagCreate | XFile::flagReadWrite));
+    file.Write(lines.data(), unsigned(lines.size()));
+    XTB tb;
+    tb.Set(&file, 0, s.nXSize, s.nYSize, 1, s.nXTile, s.nYTile);
+    XBytes all(lines.size());
+
+    // Cancelled: the file stays in line order and the temporary file goes.
+    for (bool bUntile : {false, true}) {
+        XConvertJob job{&tb, 40 * 10, bUntile, -1};
+        std::vector<LONG> percents = RunJob(job, true);
+        EXPECT_EQ(job.nResult, 0);
+        EXPECT_TRUE(percents.empty());
+        file.SeekToBegin();
+        file.Read(all.data(), unsigned(all.size()));
+        EXPECT_EQ(all, lines);
+        EXPECT_FALSE(FileExists(strPath + ".$XTBTEMP$"));
+    }
+
+    // Run to the end: one percent per chunk start, y * 100 / (ySize - 1).
+    XConvertJob job{&tb, 40 * 10, false, -1};
+    std::vector<LONG> percents = RunJob(job, false);
+    EXPECT_EQ(job.nResult, 1);
+    const std::vector<LONG> expected = {0, 10, 20, 30, 40, 50, 60, 70, 80, 90, 100};
+    EXPECT_EQ(percents, expected);
+    file.SeekToBegin();
+    file.Read(all.data(), unsigned(all.size()));
+    EXPECT_EQ(all, TileOrder(lines, s));
+
+    XConvertJob back{&tb, 40 * 10, true, -1};
+    tb.Set(&file, 0, s.nXSize, s.nYSize, 1, s.nXTile, s.nYTile);
+    RunJob(back, false);
+    EXPECT_EQ(back.nResult, 1);
+    file.SeekToBegin();
+    file.Read(all.data(), unsigned(all.size()));
+    EXPECT_EQ(all, lines);
+    file.Close();
+    XFile::Remove(strPath);
+}
+
+TEST(XTBConvert, BudgetBelowOneRowLoopsUntilCancelled)
+{
+    XfnSetTempPath("/tmp/"); // where the memory block converts
+    const XRasterShape s = {16, 8, 1, 4, 4};
+    const XBytes lines = MakeLines(s, 6);
+    XBytes block = lines;
+    XTB tb;
+    tb.Set(block.data(), 0, s.nXSize, s.nYSize, 1, 4, 4, 1);
+    XConvertJob job{&tb, 15, false, -1};
+    XMessageQueue queue;
+    XThread thread;
+    ASSERT_NE(thread.Create(&job, &queue, ConvertOnWorker, nullptr, 0), nullptr);
+    tagXMessage msg;
+    ASSERT_TRUE(queue.Get(msg, 10000)); // the first chunk, of no rows, reports 0 %
+    EXPECT_EQ(msg.lParam, 0);
+    EXPECT_EQ(thread.Terminate(), 1); // the only way out of the loop
+    EXPECT_EQ(job.nResult, 0);
+    EXPECT_EQ(block, lines);
+}
+
+TEST(XTBConvert, OneRowRasterReportsTheNonFinitePercentOnce)
+{
+    // y * 100.0 / (ySize - 1) is 0 / 0 for a raster of one row.
+    EXPECT_TRUE(std::isnan(0 * 100.0 / (1 - 1 + 0.0)));
+    const XRasterShape s = {9, 1, 1, 4, 4};
+    const XBytes lines = MakeLines(s, 8);
+    XBytes block = lines;
+    XfnSetTempPath("/tmp/"); // where the memory block converts
+    XTB tb;
+    tb.Set(block.data(), 0, 9, 1, 1, 4, 4, 1);
+    XConvertJob job{&tb, 9, false, -1};
+    std::vector<LONG> percents = RunJob(job, false);
+    EXPECT_EQ(job.nResult, 1);
+    ASSERT_EQ(percents.size(), 1u);
+    EXPECT_EQ(percents[0], INT32_MIN);
+    EXPECT_EQ(block, TileOrder(lines, s));
+}
+
+} // namespace
