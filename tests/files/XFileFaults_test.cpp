@@ -193,16 +193,3 @@ TEST(XFileFaults, SystemErrorsBecomeFileExceptions)
     EXPECT_EQ(file.hFile, -1);
 }
 
-TEST(XFileFaults, OpenFailureFromThePlatform)
-{
-    XFilesTestDir dir;
-    FaultScope faults;
-    XfnSysInjectFault(XSysCall::Open, EMFILE, 1);
-    XFile first(dir("one.bin").c_str(), XFile::flagWrite | XFile::flagCreate | XFile::flagShareDenyNone);
-    XFile second;
-    XFileException error;
-    EXPECT_EQ(second.Open(dir("two.bin").c_str(), XFile::flagWrite | XFile::flagCreate, &error), 0);
-    EXPECT_EQ(error.GetErrCode(), static_cast<DWORD>(EMFILE));
-    EXPECT_FALSE(second.strPath.IsEmpty());
-    EXPECT_EQ(second.hFile, -1);
-}

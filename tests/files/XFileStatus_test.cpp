@@ -168,17 +168,16 @@ TEST(XFileStatus, RenameReportsTheNewNameAndNeverReplaces)
     XFile::Rename(a.c_str(), dir("c").c_str());
     EXPECT_FALSE(fs::exists(a));
     EXPECT_EQ(XFilesTestDir::Slurp(dir("c")), "A");
+    XFile::Remove(dir("c").c_str());
+    EXPECT_FALSE(fs::exists(dir("c")));
 }
 
 TEST(XFileStatus, RemoveFilesNotDirectories)
 {
     XFilesTestDir dir;
-    std::string a = dir.Make("a", "A");
-    XFile::Remove(a.c_str());
-    EXPECT_FALSE(fs::exists(a));
     XString strName;
-    EXPECT_EQ(ThrownCode(&DoRemove, a, "", &strName), static_cast<DWORD>(ENOENT));
-    EXPECT_EQ(std::string(strName), a);
+    EXPECT_EQ(ThrownCode(&DoRemove, dir("missing"), "", &strName), static_cast<DWORD>(ENOENT));
+    EXPECT_EQ(std::string(strName), dir("missing"));
     EXPECT_EQ(ThrownCode(&DoRemove, dir.path.string(), "", &strName), static_cast<DWORD>(EISDIR));
     EXPECT_TRUE(fs::exists(dir.path));
 }

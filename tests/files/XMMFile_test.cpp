@@ -105,20 +105,6 @@ TEST(XMMFile, ReadEndingAtAWindowEdgeMovesTheWindow)
     EXPECT_TRUE(IsPattern(next, kGranule));
 }
 
-TEST(XMMFile, SeekBoundaries)
-{
-    XFilesTestDir dir;
-    std::string path = MakePattern(dir, "s.bin", 1000);
-    XMMFile file;
-    ASSERT_TRUE(file.Open(path.c_str(), XFile::flagRead));
-    EXPECT_FALSE(file.Seek(0, 2));
-    EXPECT_EQ(LastError(file), "Seek request lies outside file boundary.");
-    EXPECT_FALSE(file.Seek(-1, 0));
-    EXPECT_TRUE(file.Seek(999, 0));
-    EXPECT_TRUE(file.Seek(-999, 1));
-    EXPECT_EQ(file.GetPosition(), 0u);
-}
-
 TEST(XMMFile, WritePastTheEndGrowsByAGranule)
 {
     XFilesTestDir dir;

@@ -64,21 +64,6 @@ TEST(XStdioFile, LineOfExactlyOneStepAtTheEndReportsEnd)
     EXPECT_EQ(std::string(strLine), line128);
 }
 
-TEST(XStdioFile, BufferFormKeepsTheLineFeed)
-{
-    XFilesTestDir dir;
-    std::string path = dir.Make("b.txt", "one\ntwo");
-    XStdioFile file(path.c_str(), XFile::flagRead);
-    char buf[16];
-    ASSERT_NE(file.ReadString(buf, sizeof(buf)), nullptr);
-    EXPECT_STREQ(buf, "one\n");
-    ASSERT_NE(file.ReadString(buf, 3), nullptr);
-    EXPECT_STREQ(buf, "tw");
-    ASSERT_NE(file.ReadString(buf, sizeof(buf)), nullptr);
-    EXPECT_STREQ(buf, "o");
-    EXPECT_EQ(file.ReadString(buf, sizeof(buf)), nullptr);
-}
-
 TEST(XStdioFile, WriteSeekAndAppend)
 {
     XFilesTestDir dir;
