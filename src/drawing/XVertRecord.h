@@ -11,6 +11,10 @@
 
 namespace XVertRecord {
 
+// On a little-endian machine a field's bytes are its memory image, so a copy
+// is the encoding; elsewhere the bytes are placed one by one.
+constexpr bool bHostLittleEndian = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
+
 // Offsets shared by several kinds.
 enum : int {
     OFS_KIND = 0,
@@ -44,6 +48,10 @@ inline void PutU16(void* p, uint16_t v)
 
 inline void PutU32(void* p, uint32_t v)
 {
+    if (bHostLittleEndian) {
+        std::memcpy(p, &v, 4);
+        return;
+    }
     BYTE* b = static_cast<BYTE*>(p);
     b[0] = static_cast<BYTE>(v);
     b[1] = static_cast<BYTE>(v >> 8);
@@ -55,6 +63,10 @@ inline void PutI32(void* p, int32_t v) { PutU32(p, static_cast<uint32_t>(v)); }
 
 inline void PutF64(void* p, double d)
 {
+    if (bHostLittleEndian) {
+        std::memcpy(p, &d, 8);
+        return;
+    }
     uint64_t v;
     std::memcpy(&v, &d, 8);
     BYTE* b = static_cast<BYTE*>(p);
@@ -70,6 +82,11 @@ inline uint16_t GetU16(const void* p)
 
 inline uint32_t GetU32(const void* p)
 {
+    if (bHostLittleEndian) {
+        uint32_t v;
+        std::memcpy(&v, p, 4);
+        return v;
+    }
     const BYTE* b = static_cast<const BYTE*>(p);
     return static_cast<uint32_t>(b[0]) | (static_cast<uint32_t>(b[1]) << 8) | (static_cast<uint32_t>(b[2]) << 16) |
            (static_cast<uint32_t>(b[3]) << 24);
@@ -79,6 +96,11 @@ inline int32_t GetI32(const void* p) { return static_cast<int32_t>(GetU32(p)); }
 
 inline double GetF64(const void* p)
 {
+    if (bHostLittleEndian) {
+        double d;
+        std::memcpy(&d, p, 8);
+        return d;
+    }
     const BYTE* b = static_cast<const BYTE*>(p);
     uint64_t v = 0;
     for (int i = 0; i < 8; ++i)
@@ -95,3 +117,5 @@ inline const BYTE* At(const void* pRecord, int nOffset) { return static_cast<con
 inline int Kind(const void* pRecord) { return GetI32(pRecord); }
 
 } // namespace XVertRecord
+
+static_assert(sizeof(double) == 8 && sizeof(uint64_t) == 8, "records hold IEEE 754 doubles of 8 bytes");
