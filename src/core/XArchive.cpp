@@ -433,7 +433,15 @@ XArchive& XArchive::operator>>(XString& str)
     if (nByteLen > static_cast<uint64_t>(INT_MAX) - 16)
         XMemoryException::Throw();
 
-    // Read in steps, growing the text as the bytes arrive.
+    if (!bWide && nByteLen <= kStringReadStep) {
+        // Straight into the string's own buffer, reused when it fits.
+        char* pBuffer = str.GetBufferSetLength(static_cast<int>(nByteLen));
+        if (Read(pBuffer, nNewLen) != nNewLen)
+            XArchiveException::Throw(XArchiveException::endOfFile, XString());
+        return *this;
+    }
+
+    // Long texts are read in steps, growing as the bytes arrive.
     XString strRead;
     unsigned int nDone = 0;
     while (nDone < nByteLen) {
