@@ -1,5 +1,5 @@
-// Helpers of the stream tests: store into and load from memory, build the
-// expected bytes of class records and hierarchy blocks.
+// Helpers of the stream tests: store into and load from memory, and the
+// expected bytes of counts, class records and hierarchy blocks.
 #pragma once
 
 #include "KVDbase/core/XArchive.h"
@@ -7,6 +7,7 @@
 #include "KVDbase/files/XMemFile.h"
 
 #include <initializer_list>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -16,7 +17,6 @@ typedef std::vector<unsigned char> Bytes;
 
 const unsigned int nSwapModes[] = {0u, static_cast<unsigned int>(XArchive::bNoByteSwap)};
 
-// Stores with fn into a memory file and returns the stream's bytes.
 template <typename Fn>
 Bytes Store(Fn fn, unsigned int nMode = XArchive::store)
 {
@@ -33,7 +33,6 @@ Bytes Store(Fn fn, unsigned int nMode = XArchive::store)
     return bytes;
 }
 
-// Loads from bytes with fn, through a memory file that borrows them.
 template <typename Fn>
 void Load(Bytes bytes, Fn fn, unsigned int nMode = XArchive::load)
 {
@@ -41,6 +40,16 @@ void Load(Bytes bytes, Fn fn, unsigned int nMode = XArchive::load)
     XMemFile file(bytes.data(), static_cast<unsigned int>(bytes.size() - 1), 0);
     XArchive ar(&file, nMode);
     fn(ar);
+}
+
+// Stores x through its pointer operator and reads it back through its own.
+template <class X>
+std::unique_ptr<X> RoundTrip(const X& x, unsigned int nSwap)
+{
+    Bytes b = Store([&](XArchive& ar) { ar << &x; }, XArchive::store | nSwap);
+    X* p = nullptr;
+    Load(b, [&](XArchive& ar) { ar >> p; }, XArchive::load | nSwap);
+    return std::unique_ptr<X>(p);
 }
 
 inline Bytes Concat(std::initializer_list<Bytes> parts)
@@ -51,29 +60,28 @@ inline Bytes Concat(std::initializer_list<Bytes> parts)
     return all;
 }
 
-// A 32-bit value in the archive's order: big-endian unless bNoSwap.
-inline Bytes U32(unsigned int n, bool bNoSwap = false)
+// n in the archive's order: big-endian, or little-endian when bNoSwap.
+inline Bytes Ordered(unsigned int n, int cb, bool bNoSwap)
 {
-    Bytes b = {static_cast<unsigned char>(n >> 24), static_cast<unsigned char>(n >> 16),
-               static_cast<unsigned char>(n >> 8), static_cast<unsigned char>(n)};
-    if (bNoSwap)
-        return Bytes(b.rbegin(), b.rend());
-    return b;
+    Bytes b;
+    for (int i = cb - 1; i >= 0; --i)
+        b.push_back(static_cast<unsigned char>(n >> (8 * i)));
+    return bNoSwap ? Bytes(b.rbegin(), b.rend()) : b;
 }
 
-inline Bytes ClassRecord(const std::string& strName, bool bNoSwap = false)
+inline Bytes U32(unsigned int n, bool bNoSwap = false)
 {
-    Bytes length = {static_cast<unsigned char>(strName.size() >> 8), static_cast<unsigned char>(strName.size())};
-    if (bNoSwap)
-        length = Bytes(length.rbegin(), length.rend());
-    return Concat({U32(1, bNoSwap), length, Bytes(strName.begin(), strName.end())});
+    return Ordered(n, 4, bNoSwap);
 }
 
 // The block naming a class derived directly from XObject, both still new.
 inline Bytes NewHierarchy(const std::string& strName, bool bNoSwap = false)
 {
-    return Concat({U32(0xFA2D481Cu, bNoSwap), U32(2, bNoSwap), ClassRecord(strName, bNoSwap),
-                   ClassRecord("XObject", bNoSwap)});
+    Bytes all = Concat({U32(0xFA2D481Cu, bNoSwap), U32(2, bNoSwap)});
+    for (const std::string& s : {strName, std::string("XObject")})
+        all = Concat({all, U32(1, bNoSwap), Ordered(static_cast<unsigned int>(s.size()), 2, bNoSwap),
+                      Bytes(s.begin(), s.end())});
+    return all;
 }
 
 // The block of a class already stored.

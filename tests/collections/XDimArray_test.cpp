@@ -8,39 +8,30 @@
 #include <thread>
 #include <vector>
 
-TEST(XDimArray, OffsetTablesAddressEveryAxis)
+TEST(XDimArray, OffsetTablesAddressEveryElementOnce)
 {
     tagXArr1 a1(5, 4);
-    ASSERT_NE(a1.pData, nullptr);
     EXPECT_EQ(a1.pOffset1[4], 16);
-
     tagXArr2 a2(3, 4, 2);
-    ASSERT_NE(a2.pData, nullptr);
     EXPECT_EQ(a2.nAlloc, 24);
     EXPECT_EQ(a2.pOffset2[3], 18);
     EXPECT_EQ(a2.pOffset1[2], 4);
 
     tagXArr3 a3(2, 3, 4, 8);
-    ASSERT_NE(a3.pData, nullptr);
-    EXPECT_EQ(a3.nAlloc, 2 * 3 * 4 * 8);
-    EXPECT_EQ(a3.pOffset3[3], 3 * 48);
-    EXPECT_EQ(a3.pOffset2[2], 2 * 16);
-    EXPECT_EQ(a3.pOffset1[1], 8);
-    // Every element has its own place, the last one at the end of the buffer.
+    ASSERT_EQ(a3.nAlloc, 192);
     std::vector<bool> seen(a3.nAlloc / 8, false);
     for (int k = 0; k < 4; ++k)
         for (int j = 0; j < 3; ++j)
             for (int i = 0; i < 2; ++i) {
                 int nOffset = a3.pOffset3[k] + a3.pOffset2[j] + a3.pOffset1[i];
+                EXPECT_EQ(nOffset, ((k * 3 + j) * 2 + i) * 8);
                 EXPECT_FALSE(seen[nOffset / 8]);
                 seen[nOffset / 8] = true;
             }
-    EXPECT_EQ(a3.pOffset3[3] + a3.pOffset2[2] + a3.pOffset1[1], a3.nAlloc - 8);
 
     tagXArr2 empty;
     EXPECT_EQ(empty.pData, nullptr);
     EXPECT_EQ(empty.pOffset1, nullptr);
-    EXPECT_EQ(empty.nAlloc, 0);
 }
 
 TEST(XDimArray, AllocKeepsCapacityAllocExactDoesNot)
@@ -51,18 +42,14 @@ TEST(XDimArray, AllocKeepsCapacityAllocExactDoesNot)
     ASSERT_EQ(a.Alloc(5, 5, 1), 1);
     EXPECT_EQ(a.pData, pFirst);
     EXPECT_EQ(a.nAlloc, 100);
-    EXPECT_EQ(a.nDim1, 5);
     EXPECT_EQ(a.pOffset2[4], 20);
     ASSERT_EQ(a.AllocExact(5, 5, 1), 1);
     EXPECT_EQ(a.nAlloc, 25);
-    ASSERT_EQ(a.Alloc(6, 5, 1), 1);
-    EXPECT_EQ(a.nAlloc, 30);
-
     // Shapes no block can take change nothing.
     EXPECT_EQ(a.Alloc(-1, 5, 1), 0);
     EXPECT_EQ(a.Alloc(INT_MAX, 2, 1), 0);
-    EXPECT_EQ(a.nDim1, 6);
-    EXPECT_EQ(a.nAlloc, 30);
+    EXPECT_EQ(a.nDim1, 5);
+    EXPECT_EQ(a.nAlloc, 25);
     tagXArr3 b;
     EXPECT_EQ(b.Alloc(65536, 65536, 1, 1), 0);
     EXPECT_EQ(b.pData, nullptr);
@@ -75,27 +62,17 @@ TEST(XDimArray, WrappedMemoryIsNeverFreed)
         tagXArr2 a(buffer, 10, 3, 2);
         EXPECT_EQ(a.pData, buffer);
         EXPECT_EQ(a.nAlloc, 0);
-        EXPECT_EQ(a.pOffset2[2], 40);
-        // Fewer elements fit; more don't.
         EXPECT_EQ(a.Reform(5, 6), 1);
-        EXPECT_EQ(a.Reform(31, 1), 0);
-        EXPECT_EQ(a.nDim1, 5);
         EXPECT_EQ(a.pOffset2[5], 50);
+        EXPECT_EQ(a.Reform(31, 1), 0);
         EXPECT_EQ(a.Reform(2, 2), 1);
-        // The element count to compare with is the current one.
-        EXPECT_EQ(a.Reform(5, 6), 0);
+        EXPECT_EQ(a.Reform(5, 6), 0);  // measured against the current count
+        EXPECT_EQ(a.nDim1, 2);
     }
-    {
-        tagXArr1 a(buffer, 60, 1);
-        // Growing a wrapped block takes a buffer of its own.
-        ASSERT_EQ(a.Alloc(100, 1), 1);
-        EXPECT_NE(a.pData, buffer);
-        EXPECT_EQ(a.nAlloc, 100);
-    }
-    tagXArr3 c;
-    c.Set(buffer, 3, 4, 5, 1);
-    c.Free();
-    EXPECT_EQ(c.pData, nullptr);
+    tagXArr1 b(buffer, 60, 1);
+    ASSERT_EQ(b.Alloc(100, 1), 1);  // a bigger shape takes a buffer of its own
+    EXPECT_NE(b.pData, buffer);
+    EXPECT_EQ(b.nAlloc, 100);
 }
 
 TEST(XDimArray, ReformOnOwnedBlocks)
@@ -106,12 +83,9 @@ TEST(XDimArray, ReformOnOwnedBlocks)
     EXPECT_EQ(a.Reform(11, 10), 0);
     EXPECT_EQ(a.nDim1, 4);
     EXPECT_EQ(a.nDim2, 25);
-    EXPECT_EQ(a.Reform(4, 25), 1);
-
     tagXArr2 empty;
     EXPECT_EQ(empty.Reform(1, 1), 0);
     tagXArr1 one(8, 2);
-    EXPECT_EQ(one.Reform(4), 1);
     EXPECT_EQ(one.Reform(9), 0);
     tagXArr3 three(2, 2, 2, 4);
     EXPECT_EQ(three.Reform(8, 1, 1), 1);
@@ -123,10 +97,8 @@ TEST(XThreadSafeArr, EachThreadHasItsOwnBlock)
 {
     XThreadSafeArr2 safe;
     EXPECT_EQ(safe.GetBuffer(), nullptr);
-    EXPECT_EQ(safe.GetBuffer(), nullptr);
     tagXArr2* pMine = safe.GetBuffer(8, 8, 4);
     ASSERT_NE(pMine, nullptr);
-    EXPECT_EQ(safe.GetBuffer(), pMine);
     EXPECT_EQ(safe.GetBuffer(4, 4, 4), pMine);
     EXPECT_EQ(pMine->nAlloc, 256);
     EXPECT_EQ(safe.GetBuffer(-1, 4, 4), nullptr);
@@ -134,22 +106,21 @@ TEST(XThreadSafeArr, EachThreadHasItsOwnBlock)
 
     pMine = safe.GetBuffer(2, 2, 1);
     tagXArr2* pOther = nullptr;
-    tagXArr2* pOtherAfterFree = reinterpret_cast<tagXArr2*>(1);
+    tagXArr2* pOtherAfterFree = pMine;
     std::thread worker([&] {
         EXPECT_EQ(safe.GetBuffer(), nullptr);
         pOther = safe.GetBuffer(3, 3, 1);
         safe.FreeCurrentThreadsBuffer();
         pOtherAfterFree = safe.GetBuffer();
-        safe.GetBuffer(1, 1, 1);
+        safe.GetBuffer(1, 1, 1);  // left for FreeAll
     });
     worker.join();
     EXPECT_NE(pOther, nullptr);
     EXPECT_NE(pOther, pMine);
     EXPECT_EQ(pOtherAfterFree, nullptr);
     EXPECT_EQ(safe.GetBuffer(), pMine);
-    safe.FreeCurrentThreadsBuffer();
-    EXPECT_EQ(safe.GetBuffer(), nullptr);
     safe.FreeAll();
+    EXPECT_EQ(safe.GetBuffer(), nullptr);
 
     XThreadSafeArr1 safe1;
     ASSERT_NE(safe1.GetBuffer(10, 2), nullptr);
@@ -175,8 +146,7 @@ TEST(XThreadSafeArr, ManyThreadsWriteTheirBlocksUndisturbed)
                 }
                 std::memset(p->pData, t, static_cast<size_t>(nDim) * nDim * 2);
                 for (int i = 0; i < nDim * nDim * 2; ++i)
-                    if (p->pData[i] != t)
-                        ++nBad;
+                    nBad += p->pData[i] != t;
             }
         });
     }

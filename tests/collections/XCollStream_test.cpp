@@ -1,0 +1,295 @@
+#include "KVDbase/collections/XArray.h"
+#include "KVDbase/collections/XList.h"
+#include "KVDbase/collections/XMap.h"
+
+#include "XCollStreamTestUtil.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <type_traits>
+#include <vector>
+
+using namespace collstream;
+
+namespace {
+
+template <class ARRAY>
+auto Elements(const ARRAY& a) -> std::vector<typename std::decay<decltype(a[0])>::type>
+{
+    return {a.GetData(), a.GetData() + a.GetSize()};
+}
+
+template <class LIST>
+auto ListElements(const LIST& list) -> std::vector<typename std::decay<decltype(list.GetHead())>::type>
+{
+    std::vector<typename std::decay<decltype(list.GetHead())>::type> values;
+    for (POSITION pos = list.GetHeadPosition(); pos != nullptr;)
+        values.push_back(list.GetNext(pos));
+    return values;
+}
+
+template <class ARRAY, class Fn>
+void FillArray(ARRAY& a, Fn fn)
+{
+    for (int i = 0; i < 300; ++i)
+        a.Add(fn(i));
+}
+
+template <class LIST, class Fn>
+void FillList(LIST& list, Fn fn)
+{
+    for (int i = 0; i < 5; ++i)
+        list.AddTail(fn(i));
+}
+
+#define EXPECT_ROUND_TRIP(x, nSwap, ELEMENTS)                         \
+    {                                                                 \
+        auto pBack = RoundTrip(x, nSwap);                             \
+        ASSERT_NE(pBack, nullptr);                                    \
+        EXPECT_TRUE(ELEMENTS(*pBack) == ELEMENTS(x)) << #x << nSwap;  \
+    }
+
+} // namespace
+
+TEST(XCollStream, ArraysAndListsRoundTripInBothOrders)
+{
+    XByteArray bytes;
+    XWordArray words;
+    XDWordArray dwords;
+    XUIntArray uints;
+    XStringArray strings;
+    FillArray(bytes, [](int i) { return static_cast<BYTE>(i * 7); });
+    FillArray(words, [](int i) { return static_cast<WORD>(i * 257); });
+    FillArray(dwords, [](int i) { return 0x01000001u * i; });
+    FillArray(uints, [](int i) { return 0xFFFFFFFFu - i; });
+    FillArray(strings, [](int i) { return XString('s', i); });
+    XCharList chars;
+    XUCharList uchars;
+    XShortList shorts;
+    XUShortList ushorts;
+    XIntList ints;
+    XUIntList uintList;
+    XInt64List int64s;
+    XFloatList floats;
+    XDoubleList doubles;
+    XStringList stringList;
+    FillList(chars, [](int i) { return static_cast<char>(-i); });
+    FillList(uchars, [](int i) { return static_cast<unsigned char>(250 + i); });
+    FillList(shorts, [](int i) { return static_cast<short>(-1000 * i); });
+    FillList(ushorts, [](int i) { return static_cast<unsigned short>(60000 + i); });
+    FillList(ints, [](int i) { return -100000 * i; });
+    FillList(uintList, [](int i) { return 0xF0000000u + i; });
+    FillList(int64s, [](int i) { return static_cast<int64_t>(-0x123456789ALL * i); });
+    FillList(floats, [](int i) { return 1.5f / (i + 1); });
+    FillList(doubles, [](int i) { return -2.25 / (i + 1); });
+    FillList(stringList, [](int i) { return XString('t', i * 100); });
+    for (unsigned int nSwap : nSwapModes) {
+        EXPECT_ROUND_TRIP(bytes, nSwap, Elements)
+        EXPECT_ROUND_TRIP(words, nSwap, Elements)
+        EXPECT_ROUND_TRIP(dwords, nSwap, Elements)
+        EXPECT_ROUND_TRIP(uints, nSwap, Elements)
+        EXPECT_ROUND_TRIP(strings, nSwap, Elements)
+        EXPECT_ROUND_TRIP(chars, nSwap, ListElements)
+        EXPECT_ROUND_TRIP(uchars, nSwap, ListElements)
+        EXPECT_ROUND_TRIP(shorts, nSwap, ListElements)
+        EXPECT_ROUND_TRIP(ushorts, nSwap, ListElements)
+        EXPECT_ROUND_TRIP(ints, nSwap, ListElements)
+        EXPECT_ROUND_TRIP(uintList, nSwap, ListElements)
+        EXPECT_ROUND_TRIP(int64s, nSwap, ListElements)
+        EXPECT_ROUND_TRIP(floats, nSwap, ListElements)
+        EXPECT_ROUND_TRIP(doubles, nSwap, ListElements)
+        EXPECT_ROUND_TRIP(stringList, nSwap, ListElements)
+    }
+}
+
+TEST(XCollStream, MapsAndObjectCollectionsRoundTripInBothOrders)
+{
+    XStringArray shared;
+    shared.Add("value");
+    XMapStringToString texts;
+    XMapStringToOb obs;
+    XMapWordToOb words;
+    for (int i = 0; i < 40; ++i) {
+        XString strKey;
+        strKey.Format("key%d", i);
+        texts[strKey] = XString('v', i);
+        obs[strKey] = i % 3 == 0 ? nullptr : &shared;
+        words[static_cast<WORD>(i * 1000)] = i % 2 == 0 ? &shared : nullptr;
+    }
+    XObArray array;
+    array.Add(&shared);
+    array.Add(nullptr);
+    array.Add(&shared);
+    XObList list;
+    list.AddTail(&shared);
+    list.AddTail(&shared);
+    for (unsigned int nSwap : nSwapModes) {
+        Bytes b = Store([&](XArchive& ar) { ar << &texts << &obs << &words << &array << &list; },
+                        XArchive::store | nSwap);
+        // Every reference to the shared object after the first is tag 3 with
+        // its index: XMapStringToString 1, XObject 2, texts 3,
+        // XMapStringToOb 4, obs 5, XStringArray 6, the shared object 7.
+        Bytes backRef = Concat({{3}, U32(7, nSwap != 0)});
+        EXPECT_EQ(Bytes(b.end() - 5, b.end()), backRef);
+        Load(
+            b,
+            [&](XArchive& ar) {
+                XMapStringToString* pTexts = nullptr;
+                XMapStringToOb* pObs = nullptr;
+                XMapWordToOb* pWords = nullptr;
+                XObArray* pArray = nullptr;
+                XObList* pList = nullptr;
+                ar >> pTexts >> pObs >> pWords >> pArray >> pList;
+                ASSERT_NE(pList, nullptr);
+                ASSERT_EQ(pArray->GetSize(), 3);
+                XObject* pShared = pArray->GetAt(0);
+                ASSERT_NE(pShared, nullptr);
+                EXPECT_EQ(static_cast<XStringArray*>(pShared)->GetAt(0), "value");
+                EXPECT_EQ(pArray->GetAt(1), nullptr);
+                EXPECT_EQ(pArray->GetAt(2), pShared);
+                EXPECT_EQ(ListElements(*pList), (std::vector<XObject*>{pShared, pShared}));
+                ASSERT_EQ(pTexts->GetCount(), 40);
+                ASSERT_EQ(pObs->GetCount(), 40);
+                ASSERT_EQ(pWords->GetCount(), 40);
+                for (int i = 0; i < 40; ++i) {
+                    XString strKey, strValue;
+                    strKey.Format("key%d", i);
+                    ASSERT_TRUE(pTexts->Lookup(strKey, strValue));
+                    EXPECT_EQ(strValue, XString('v', i));
+                    XObject* pOb = nullptr;
+                    ASSERT_TRUE(pObs->Lookup(strKey, pOb));
+                    EXPECT_EQ(pOb, i % 3 == 0 ? nullptr : pShared);
+                    ASSERT_TRUE(pWords->Lookup(static_cast<WORD>(i * 1000), pOb));
+                    EXPECT_EQ(pOb, i % 2 == 0 ? pShared : nullptr);
+                }
+                // The application owns what was read.
+                delete pShared;
+                delete pTexts;
+                delete pObs;
+                delete pWords;
+                delete pArray;
+                delete pList;
+            },
+            XArchive::load | nSwap);
+    }
+}
+
+TEST(XCollStream, ByteExactForms)
+{
+    const Bytes raw = {0x78, 0x56, 0x34, 0x12, 0xEF, 0xCD, 0xAB, 0x89};
+    XDWordArray dwords;
+    dwords.Add(0x12345678u);
+    dwords.Add(0x89ABCDEFu);
+    XShortList shorts;
+    shorts.AddTail(0x0102);
+    shorts.AddTail(-2);
+    XMapStringToString empty;
+    for (unsigned int nSwap : nSwapModes) {
+        const bool bNoSwap = nSwap != 0;
+        // The count follows the archive's order, the raw elements the machine's.
+        Bytes b = Store([&](XArchive& ar) { ar << &dwords; }, XArchive::store | nSwap);
+        EXPECT_EQ(b, Concat({{4}, NewHierarchy("XDWordArray", bNoSwap), KnownHierarchy(bNoSwap), U32(2, bNoSwap), raw}));
+        // List elements go through the archive's order.
+        b = Store([&](XArchive& ar) { shorts.Serialize(ar); }, XArchive::store | nSwap);
+        Bytes elements = bNoSwap ? Bytes{0x02, 0x01, 0xFE, 0xFF} : Bytes{0x01, 0x02, 0xFF, 0xFE};
+        EXPECT_EQ(b, Concat({NewHierarchy("XShortList", bNoSwap), U32(2, bNoSwap), elements}));
+        b = Store([&](XArchive& ar) { empty.Serialize(ar); }, XArchive::store | nSwap);
+        EXPECT_EQ(b, Concat({NewHierarchy("XMapStringToString", bNoSwap), U32(0, bNoSwap)}));
+    }
+
+    // 272 and 0 share bucket 0; the newer, 272, is stored first, and loading
+    // reverses the chain.
+    XMapWordToOb map;
+    map[0] = nullptr;
+    map[272] = nullptr;
+    Bytes first = Store([&](XArchive& ar) { map.Serialize(ar); });
+    EXPECT_EQ(first, Concat({NewHierarchy("XMapWordToOb"), U32(2), {0x01, 0x10, 0}, {0x00, 0x00, 0}}));
+    XMapWordToOb loaded;
+    Load(first, [&](XArchive& ar) { loaded.Serialize(ar); });
+    Bytes second = Store([&](XArchive& ar) { loaded.Serialize(ar); });
+    EXPECT_EQ(second, Concat({NewHierarchy("XMapWordToOb"), U32(2), {0x00, 0x00, 0}, {0x01, 0x10, 0}}));
+}
+
+TEST(XCollStream, ArraysAreReplacedListsAndMapsAddedTo)
+{
+    XWordArray small;
+    small.Add(5);
+    XWordArray words;
+    words.SetSize(10);
+    Load(Store([&](XArchive& ar) { small.Serialize(ar); }), [&](XArchive& ar) { words.Serialize(ar); });
+    EXPECT_EQ(Elements(words), (std::vector<WORD>{5}));
+
+    XDoubleList stored;
+    stored.AddTail(3.0);
+    XDoubleList doubles;
+    doubles.AddTail(1.0);
+    doubles.AddTail(2.0);
+    Load(Store([&](XArchive& ar) { stored.Serialize(ar); }), [&](XArchive& ar) { doubles.Serialize(ar); });
+    EXPECT_EQ(ListElements(doubles), (std::vector<double>{1.0, 2.0, 3.0}));
+
+    XMapStringToString texts;
+    texts["same"] = "new";
+    XMapStringToString target;
+    target["same"] = "old";
+    target["kept"] = "kept";
+    Load(Store([&](XArchive& ar) { texts.Serialize(ar); }), [&](XArchive& ar) { target.Serialize(ar); });
+    XString strValue;
+    EXPECT_EQ(target.GetCount(), 2);
+    EXPECT_TRUE(target.Lookup("same", strValue) && strValue == "new");
+}
+
+TEST(XCollStream, DamagedStreams)
+{
+    // A count beyond the signed range cannot be allocated.
+    XDWordArray dwords;
+    Load(Concat({NewHierarchy("XDWordArray"), U32(0xFFFFFFFFu), U32(1)}),
+         [&](XArchive& ar) { EXPECT_THROW(dwords.Serialize(ar), XMemoryException); });
+    XStringArray strings;
+    Load(Concat({NewHierarchy("XStringArray"), U32(0x80000000u)}),
+         [&](XArchive& ar) { EXPECT_THROW(strings.Serialize(ar), XMemoryException); });
+
+    // Any other count is allocated as asked; what the stream lacks stays zero.
+    XByteArray bytes;
+    Load(Concat({NewHierarchy("XByteArray"), U32(0x7FFFFFFFu), {9, 8, 7}}),
+         [&](XArchive& ar) { bytes.Serialize(ar); });
+    ASSERT_EQ(bytes.GetSize(), 0x7FFFFFFF);
+    EXPECT_EQ(bytes[2], 7);
+    EXPECT_EQ(bytes[3], 0);
+    EXPECT_EQ(bytes[0x7FFFFFFE], 0);
+
+    // Elements read one by one end at the end of the stream.
+    XIntList ints;
+    Load(Concat({NewHierarchy("XIntList"), U32(0xFFFFFFFFu), U32(11), U32(12)}), [&](XArchive& ar) {
+        try {
+            ints.Serialize(ar);
+            ADD_FAILURE() << "no exception";
+        } catch (const XArchiveException& e) {
+            EXPECT_EQ(e.nCause, XArchiveException::endOfFile);
+        }
+    });
+    EXPECT_EQ(ListElements(ints), (std::vector<int>{11, 12}));
+}
+
+TEST(XCollStream, OperatorsAskForTheirOwnClass)
+{
+    XWordArray words;
+    Bytes b = Store([&](XArchive& ar) { ar << &words; });
+    Load(b, [&](XArchive& ar) {
+        XDWordArray* p = nullptr;
+        try {
+            ar >> p;
+            ADD_FAILURE() << "no exception";
+        } catch (const XArchiveException& e) {
+            EXPECT_EQ(e.nCause, XArchiveException::badIndex);
+        }
+    });
+    const XByteArray* pNull = nullptr;
+    b = Store([&](XArchive& ar) { ar << pNull; });
+    EXPECT_EQ(b, Bytes{0});
+    Load(b, [&](XArchive& ar) {
+        const XByteArray* p = reinterpret_cast<XByteArray*>(&words);
+        ar >> p;
+        EXPECT_EQ(p, nullptr);
+    });
+}
