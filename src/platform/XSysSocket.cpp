@@ -103,6 +103,46 @@ long XfnSysSocketRecv(XSysSocket s, void* pData, size_t nSize, uint32_t& nError)
     }
 }
 
+XSysSocket XfnSysSocketListen(const char* pszHost, uint16_t& nPort, uint32_t& nError)
+{
+    sockaddr_in addr{};
+    addr.sin_family = AF_INET;
+    addr.sin_port = htons(nPort);
+    if (inet_pton(AF_INET, pszHost, &addr.sin_addr) != 1) {
+        nError = 10049;
+        return XSYS_INVALID_SOCKET;
+    }
+    XSysSocket s = XfnSysSocketOpen(nError);
+    if (s == XSYS_INVALID_SOCKET)
+        return s;
+    int nOn = 1;
+    socklen_t nLength = sizeof addr;
+    if (setsockopt(Fd(s), SOL_SOCKET, SO_REUSEADDR, &nOn, sizeof nOn) != 0 ||
+        bind(Fd(s), reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0 || listen(Fd(s), 16) != 0 ||
+        getsockname(Fd(s), reinterpret_cast<sockaddr*>(&addr), &nLength) != 0) {
+        nError = XfnWinsockErrorFromErrno(errno);
+        close(Fd(s));
+        return XSYS_INVALID_SOCKET;
+    }
+    nPort = ntohs(addr.sin_port);
+    return s;
+}
+
+XSysSocket XfnSysSocketAccept(XSysSocket s, uint32_t& nError)
+{
+    for (;;) {
+        int fd = accept4(Fd(s), nullptr, nullptr, SOCK_CLOEXEC);
+        if (fd >= 0) {
+            nError = 0;
+            return fd;
+        }
+        if (errno != EINTR) {
+            nError = XfnWinsockErrorFromErrno(errno);
+            return XSYS_INVALID_SOCKET;
+        }
+    }
+}
+
 uint32_t XfnSysSocketClose(XSysSocket s)
 {
     if (close(Fd(s)) != 0)

@@ -25,3 +25,9 @@ uint32_t XfnSysSocketSetNoDelay(XSysSocket s, bool bNoDelay);
 long XfnSysSocketSend(XSysSocket s, const void* pData, size_t nSize, uint32_t& nError);
 long XfnSysSocketRecv(XSysSocket s, void* pData, size_t nSize, uint32_t& nError);
 uint32_t XfnSysSocketClose(XSysSocket s);
+
+// The listening side, for programs that play a server to the client in tests
+// and benchmarks: listens on a dotted-quad address (port 0 picks a free one,
+// reported in nPort) and accepts one connection at a time.
+XSysSocket XfnSysSocketListen(const char* pszHost, uint16_t& nPort, uint32_t& nError);
+XSysSocket XfnSysSocketAccept(XSysSocket s, uint32_t& nError);

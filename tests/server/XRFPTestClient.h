@@ -43,18 +43,27 @@ inline std::string ReadText(const fs::path& path)
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-// One key for every test server: key generation is the slow part of a start.
+// One key for every test server of the process, removed at exit: key
+// generation is the slow part of a start.
 inline const std::string& TestKeyFile()
 {
-    static const std::string strFile = [] {
+    struct tagKeyDir {
         fs::path dir = ScratchDir("key");
-        std::string strPath = (dir / "xrfpd.key").string();
-        XString strPrivate, strPublic;
-        XfnGenerateRSAKey(1024, strPrivate, strPublic, "test server key");
-        WriteText(strPath, std::string(strPrivate) + "\n");
-        return strPath;
-    }();
-    return strFile;
+        std::string strFile = (dir / "xrfpd.key").string();
+        tagKeyDir()
+        {
+            XString strPrivate, strPublic;
+            XfnGenerateRSAKey(1024, strPrivate, strPublic, "test server key");
+            WriteText(strFile, std::string(strPrivate) + "\n");
+        }
+        ~tagKeyDir()
+        {
+            std::error_code ec;
+            fs::remove_all(dir, ec);
+        }
+    };
+    static const tagKeyDir keyDir;
+    return keyDir.strFile;
 }
 
 // A server with users alice and bob, each with a root of their own below

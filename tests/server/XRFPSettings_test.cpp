@@ -1,0 +1,136 @@
+#include "XRFPKeys.h"
+#include "XRFPSettings.h"
+#include "XRFPUsers.h"
+
+#include "KVDbase/crypto/XRSA.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class Scratch : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        dir = fs::temp_directory_path() /
+              ("kvd_xrfp_" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) + "_" +
+               std::to_string(std::random_device{}()));
+        fs::create_directories(dir);
+    }
+    void TearDown() override { fs::remove_all(dir); }
+    std::string Path(const std::string& strName) const { return (dir / strName).string(); }
+    std::string Text(const std::string& strName) const
+    {
+        std::ifstream in(dir / strName);
+        std::ostringstream text;
+        text << in.rdbuf();
+        return text.str();
+    }
+    fs::path dir;
+};
+
+} // namespace
+
+TEST_F(Scratch, FlagsOverrideTheConfigFile)
+{
+    std::ofstream(dir / "xrfpd.conf") << "# settings\nport = 6000\nmax-connections=3\nverbose\nlisten = 0.0.0.0\n";
+    tagXRFPSettings settings;
+    std::string strError;
+    ASSERT_TRUE(XfnRFPParseArguments({"--port", "7000", "--config", Path("xrfpd.conf"), "--idle-timeout=9",
+                                      "--user", "a:b:/tmp"},
+                                     settings, strError))
+        << strError;
+    EXPECT_EQ(settings.nPort, 7000);
+    EXPECT_EQ(settings.nMaxConnections, 3);
+    EXPECT_EQ(settings.nIdleSeconds, 9);
+    EXPECT_TRUE(settings.bVerbose);
+    EXPECT_EQ(settings.strListen, "0.0.0.0");
+    EXPECT_EQ(settings.vecUsers, std::vector<std::string>{"a:b:/tmp"});
+    EXPECT_EQ(settings.nMaxBlock, 1048576u);
+
+    EXPECT_FALSE(XfnRFPParseArguments({"--port", "70000"}, settings, strError));
+    EXPECT_FALSE(XfnRFPParseArguments({"--key-bits", "4096"}, settings, strError)) << "too long for the greeting";
+    EXPECT_FALSE(XfnRFPParseArguments({"--no-such-flag", "1"}, settings, strError));
+    EXPECT_FALSE(XfnRFPParseArguments({"--port"}, settings, strError));
+    EXPECT_FALSE(XfnRFPParseArguments({"stray"}, settings, strError));
+    std::ofstream(dir / "bad.conf") << "port = 1\nmax-read = lots\n";
+    EXPECT_FALSE(XfnRFPParseArguments({"--config", Path("bad.conf")}, settings, strError));
+    EXPECT_NE(strError.find("bad.conf:2"), std::string::npos) << strError;
+}
+
+TEST_F(Scratch, UsersFileHoldsSaltedHashesOnly)
+{
+    fs::create_directories(dir / "root");
+    std::string strError;
+    ASSERT_TRUE(XfnRFPAddUserToFile(Path("users"), "alice", "pass word", Path("root"), strError)) << strError;
+    ASSERT_TRUE(XfnRFPAddUserToFile(Path("users"), "bob", "other", Path("missing"), strError)) << strError;
+    std::string strFirst = Text("users");
+    EXPECT_EQ(strFirst.find("pass word"), std::string::npos);
+    EXPECT_NE(strFirst.find("alice\tpbkdf2-sha256$"), std::string::npos);
+    EXPECT_EQ(fs::status(dir / "users").permissions() & (fs::perms::group_all | fs::perms::others_all),
+              fs::perms::none);
+
+    // Adding a user again replaces its line, with a fresh salt.
+    ASSERT_TRUE(XfnRFPAddUserToFile(Path("users"), "alice", "new", Path("root"), strError));
+    std::string strSecond = Text("users");
+    EXPECT_EQ(std::count(strSecond.begin(), strSecond.end(), '\n'), 2);
+
+    XRFPUserTable users;
+    ASSERT_TRUE(users.Load(Path("users"), strError)) << strError;
+    const tagXRFPUser* pAlice = users.Find("alice");
+    ASSERT_NE(pAlice, nullptr);
+    EXPECT_TRUE(XfnRFPVerifyPassword("new", pAlice->strHash));
+    EXPECT_FALSE(XfnRFPVerifyPassword("pass word", pAlice->strHash));
+    EXPECT_EQ(pAlice->strRoot, fs::canonical(dir / "root").string());
+    ASSERT_NE(users.Find("bob"), nullptr);
+    EXPECT_TRUE(users.Find("bob")->strRoot.empty()) << "a missing root keeps the user out";
+    EXPECT_EQ(users.Find("carol"), nullptr);
+
+    EXPECT_FALSE(XfnRFPAddUserToFile(Path("users"), "bad name", "x", Path("root"), strError));
+    EXPECT_FALSE(XfnRFPAddUserToFile(Path("users"), "sixteencharacter", "x", Path("root"), strError));
+    EXPECT_FALSE(XfnRFPAddUserToFile(Path("users"), "carol", "", Path("root"), strError));
+    std::ofstream(dir / "broken") << "alice only two\tfields\n";
+    EXPECT_FALSE(users.Load(Path("broken"), strError));
+    EXPECT_FALSE(users.Load(Path("absent"), strError));
+}
+
+TEST(XRFPUsers, HashesAreSaltedAndChecked)
+{
+    std::string strHash = XfnRFPHashPassword("secret");
+    EXPECT_NE(strHash, XfnRFPHashPassword("secret"));
+    EXPECT_TRUE(XfnRFPVerifyPassword("secret", strHash));
+    EXPECT_FALSE(XfnRFPVerifyPassword("Secret", strHash));
+    EXPECT_FALSE(XfnRFPVerifyPassword("secret", "plain text"));
+    EXPECT_FALSE(XfnRFPVerifyPassword("secret", "pbkdf2-sha256$0$00$00"));
+    std::string strTampered = strHash;
+    strTampered.back() = strTampered.back() == '0' ? '1' : '0';
+    EXPECT_FALSE(XfnRFPVerifyPassword("secret", strTampered));
+}
+
+TEST_F(Scratch, KeyFileIsMadeOnceAndReused)
+{
+    std::string strPrivate, strPublic, strError;
+    bool bCreated = false;
+    ASSERT_TRUE(XfnRFPLoadOrCreateKey(Path("k"), 1024, strPrivate, strPublic, bCreated, strError)) << strError;
+    EXPECT_TRUE(bCreated);
+    EXPECT_EQ(fs::status(dir / "k").permissions() & (fs::perms::group_all | fs::perms::others_all), fs::perms::none);
+    std::string strPrivate2, strPublic2;
+    ASSERT_TRUE(XfnRFPLoadOrCreateKey(Path("k"), 1024, strPrivate2, strPublic2, bCreated, strError));
+    EXPECT_FALSE(bCreated);
+    EXPECT_EQ(strPrivate2, strPrivate);
+    EXPECT_EQ(strPublic2, strPublic);
+    EXPECT_EQ(XfnRSADecryptStringByKey(strPrivate.c_str(), XfnRSAEncryptStringByKey(strPublic.c_str(), "k")),
+              XString("k"));
+
+    std::ofstream(dir / "junk") << "not a key";
+    EXPECT_FALSE(XfnRFPLoadOrCreateKey(Path("junk"), 1024, strPrivate, strPublic, bCreated, strError));
+    EXPECT_FALSE(XfnRFPLoadOrCreateKey(Path("nodir/k"), 1024, strPrivate, strPublic, bCreated, strError));
+}
