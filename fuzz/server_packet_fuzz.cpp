@@ -25,6 +25,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -60,11 +61,15 @@ tagFuzzServer& Server()
 {
     static tagFuzzServer* pServer = [] {
         auto* p = new tagFuzzServer;
-        p->dir = fs::temp_directory_path() / ("xrfpd_fuzz_" + std::to_string(std::rand()));
-        p->root = p->dir / "root";
-        p->sentinel = p->dir / "outside";
-        fs::create_directories(p->root);
-        fs::create_directories(p->sentinel);
+        // Memory-backed when the machine allows it, since sessions flush files.
+        std::error_code ec;
+        for (const fs::path& base : {fs::path("/dev/shm"), fs::temp_directory_path()}) {
+            p->dir = base / ("xrfpd_fuzz_" + std::to_string(std::random_device{}()));
+            p->root = p->dir / "root";
+            p->sentinel = p->dir / "outside";
+            if (fs::create_directories(p->root, ec) && fs::create_directories(p->sentinel, ec))
+                break;
+        }
         std::ofstream(p->dir / "users") << "fuzz\t" << CheapHash("pw") << "\t" << p->root.string() << "\n";
         std::string strError;
         if (!p->context.users.Load((p->dir / "users").string(), strError)) {
@@ -72,7 +77,7 @@ tagFuzzServer& Server()
             std::abort();
         }
         XString strPrivate, strPublic;
-        XfnGenerateRSAKey(1024, strPrivate, strPublic, "fuzz key");
+        XfnGenerateRSAKey(512, strPrivate, strPublic, "fuzz key");  // small: decrypted twice a run
         p->context.strPrivateKey = static_cast<const char*>(strPrivate);
         p->context.strPublicKey = static_cast<const char*>(strPublic);
         p->context.settings.nMaxHandles = 16;

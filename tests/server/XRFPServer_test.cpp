@@ -1,6 +1,10 @@
 #include "XRFPTestClient.h"
 
 #include "XRFPErrors.h"
+#include "XRFPLog.h"
+
+#include <algorithm>
+#include <mutex>
 
 #include <atomic>
 #include <cerrno>
@@ -14,6 +18,24 @@ namespace {
 const DWORD kRead = 0x80000000u;
 const DWORD kWrite = 0x40000000u;
 enum : DWORD { kCreateNew = 1, kCreateAlways = 2, kOpenExisting = 3, kOpenAlways = 4, kTruncateExisting = 5 };
+
+// Log lines captured while a test runs.
+std::mutex g_logLock;
+std::vector<std::string> g_vecLog;
+
+void CaptureLog(const std::string& strLine)
+{
+    std::lock_guard<std::mutex> guard(g_logLock);
+    g_vecLog.push_back(strLine);
+}
+
+size_t CountLogLines(const std::string& strText)
+{
+    std::lock_guard<std::mutex> guard(g_logLock);
+    return static_cast<size_t>(std::count_if(g_vecLog.begin(), g_vecLog.end(), [&](const std::string& strLine) {
+        return strLine.find(strText) != std::string::npos;
+    }));
+}
 
 std::vector<BYTE> Bytes(std::initializer_list<DWORD> words)
 {
@@ -484,6 +506,7 @@ TEST_F(ServerTest, MalformedPacketsCloseOnlyTheirConnection)
         {"second login", vecSecondLogin},
     };
     long nBefore = server.Server().MalformedConnections();
+    XfnRFPSetLogSink(&CaptureLog);
     for (const auto& c : cases) {
         auto pClient = LoggedIn(server, "alice", "secret1");
         ASSERT_TRUE(pClient->Send(c.second)) << c.first;
@@ -492,6 +515,9 @@ TEST_F(ServerTest, MalformedPacketsCloseOnlyTheirConnection)
         EXPECT_EQ(pBystander->Write(h, 0, c.first).nError, 0u) << c.first;
     }
     EXPECT_EQ(server.Server().MalformedConnections() - nBefore, static_cast<long>(std::size(cases)));
+    XfnRFPSetLogSink(nullptr);
+    EXPECT_EQ(CountLogLines("malformed packet"), std::size(cases));
+    EXPECT_EQ(CountLogLines("wrong length word (command 3)"), 1u);
 
     // Before login, anything but a login is malformed too.
     RawClient early;

@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-class Scratch : public ::testing::Test {
+class XRFPSettingsFiles : public ::testing::Test {
 protected:
     void SetUp() override
     {
@@ -39,7 +39,7 @@ protected:
 
 } // namespace
 
-TEST_F(Scratch, FlagsOverrideTheConfigFile)
+TEST_F(XRFPSettingsFiles, FlagsOverrideTheConfigFile)
 {
     std::ofstream(dir / "xrfpd.conf") << "# settings\nport = 6000\nmax-connections=3\nverbose\nlisten = 0.0.0.0\n";
     tagXRFPSettings settings;
@@ -66,7 +66,7 @@ TEST_F(Scratch, FlagsOverrideTheConfigFile)
     EXPECT_NE(strError.find("bad.conf:2"), std::string::npos) << strError;
 }
 
-TEST_F(Scratch, UsersFileHoldsSaltedHashesOnly)
+TEST_F(XRFPSettingsFiles, UsersFileHoldsSaltedHashesOnly)
 {
     fs::create_directories(dir / "root");
     std::string strError;
@@ -115,7 +115,7 @@ TEST(XRFPUsers, HashesAreSaltedAndChecked)
     EXPECT_FALSE(XfnRFPVerifyPassword("secret", strTampered));
 }
 
-TEST_F(Scratch, KeyFileIsMadeOnceAndReused)
+TEST_F(XRFPSettingsFiles, KeyFileIsMadeOnceAndReused)
 {
     std::string strPrivate, strPublic, strError;
     bool bCreated = false;
