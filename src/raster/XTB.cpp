@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 namespace {
 
@@ -137,7 +138,9 @@ void* XTB::ReadTile(int tx, int ty, int& width, int& height)
     if (cache.GetCount() >= nCacheLimit) {
         pTile = static_cast<XTBCacheTile*>(cache.RemoveTail());
     } else {
-        pTile = new XTBCacheTile;
+        pTile = new (std::nothrow) XTBCacheTile;
+        if (pTile == nullptr)
+            return nullptr;
         pTile->buffer = nullptr;
         pTile->capacity = 0;
     }

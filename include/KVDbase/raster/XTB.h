@@ -91,7 +91,8 @@ public:
     // temporary file: beside the raster's file in mode 3, from
     // XfnGetTempFileName in mode 2. The thread, when given, receives
     // progress and may cancel, which leaves the block as it was. The cache
-    // is not emptied. Mode 0 returns 0.
+    // is not emptied. Mode 0 returns 0. When an XFile exception escapes, the
+    // temporary file is left in place: it may hold the only whole copy.
     int Tile(int memorySize, XThread* thread);
     int Untile(int memorySize, XThread* thread);
 
