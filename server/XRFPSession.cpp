@@ -23,6 +23,13 @@ std::string Decrypt(const std::string& strPrivateKey, const std::string& strCiph
     return static_cast<const char*>(XfnRSADecryptStringByKey(strPrivateKey.c_str(), strCipher.c_str()));
 }
 
+// A user name as the log may show it: a name that no user could have is
+// not copied into the log, which keeps log lines whole.
+std::string LogName(const std::string& strUser)
+{
+    return XfnRFPValidUserName(strUser) ? strUser : "(" + std::to_string(strUser.size()) + "-byte name)";
+}
+
 tagXRFReply SmallReply(DWORD nCommand, DWORD nError, DWORD nValue = 0, DWORD nValueHigh = 0)
 {
     return tagXRFReply{XfnRFReplyCode(nCommand), nValue, nValueHigh, nError};
@@ -101,11 +108,11 @@ XRFPLoginPtr XRFPSession::Login(const tagXRFPRequest& req)
     const tagXRFPUser* pUser = nError ? nullptr : context.users.Find(strUser);
     if (!nError && bOverLimit) {
         nError = XRFP_ERROR_TOO_MANY_CONNECTIONS;
-        XfnRFPLog(strWho, "login of %s refused: too many connections", strUser.c_str());
+        XfnRFPLog(strWho, "login of %s refused: too many connections", LogName(strUser).c_str());
     } else if (!nError && !pUser) {
         XfnRFPVerifyPassword(strPassword, DummyHash());
         nError = XRFP_ERROR_NO_SUCH_USER;
-        XfnRFPLog(strWho, "login refused: no user %s", strUser.c_str());
+        XfnRFPLog(strWho, "login refused: no user %s", LogName(strUser).c_str());
     } else if (!nError && !XfnRFPVerifyPassword(strPassword, pUser->strHash)) {
         nError = XRFP_ERROR_BAD_PASSWORD;
         XfnRFPLog(strWho, "login of %s refused: incorrect password", strUser.c_str());

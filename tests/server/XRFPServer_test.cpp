@@ -75,13 +75,20 @@ TEST_F(ServerTest, RefusedLoginsGetTheirCodeAndClose)
         {"alice", "", XRFP_ERROR_BAD_PASSWORD},
         {"carol", "secret1", XRFP_ERROR_NO_SUCH_USER},
         {"Alice", "secret1", XRFP_ERROR_NO_SUCH_USER},
+        {"forged\nlog line", "x", XRFP_ERROR_NO_SUCH_USER},
     };
+    XfnRFPSetLogSink(&CaptureLog);
     for (const auto& c : cases) {
         RawClient client;
         ASSERT_TRUE(client.Connect(server.Port()));
         EXPECT_EQ(client.Login(c.pszUser, c.pszPassword), c.nError) << c.pszUser << "/" << c.pszPassword;
         EXPECT_TRUE(client.ClosedByServer());
     }
+    XfnRFPSetLogSink(nullptr);
+    EXPECT_EQ(CountLogLines("incorrect password"), 2u);
+    EXPECT_EQ(CountLogLines("no user carol"), 1u);
+    EXPECT_EQ(CountLogLines("no user (15-byte name)"), 1u) << "no name that no user can have reaches the log";
+    EXPECT_EQ(CountLogLines("\n"), 0u);
 
     // Fields encrypted under some other key do not decrypt here.
     RawClient client;
