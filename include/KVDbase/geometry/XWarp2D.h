@@ -1,8 +1,7 @@
-// XWarp2D.h: a piecewise warp: the polynomial of XWarpCoeff fitted to all
-// control points, plus a regular grid of local fits, with an optional warp to
-// run before (prev) and one to run after (next). The links are not owned.
-// One thread at a time while fitting; a finished object is only read by
-// WarpPoint. Failure is a 0 result; exhausted memory during a fit throws.
+// XWarp2D.h: a piecewise warp: a global XWarpCoeff fit plus a grid of local
+// fits, with optional warps to run before (prev) and after (next), not owned.
+// No locks: a finished object is only read by WarpPoint. Failure is a 0
+// result; exhausted memory during a fit throws and leaves the object reset.
 #pragma once
 
 #include "KVDbase/collections/XArray.h"
