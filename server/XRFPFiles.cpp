@@ -204,8 +204,9 @@ DWORD XRFPFiles::CreateFile(const tagXRFCreateFileRequest& req, DWORD& hFile, in
     case 1:  // create new
         nFlags |= O_CREAT | O_EXCL;
         break;
-    case 2:  // create always
-        nFlags |= O_CREAT | O_TRUNC;
+    case 2:  // create always; truncated once the share modes allow it, unless
+             // the handle could not truncate then
+        nFlags |= O_CREAT | (bWrite ? 0 : O_TRUNC);
         break;
     case 3:  // open existing
         break;
@@ -215,7 +216,6 @@ DWORD XRFPFiles::CreateFile(const tagXRFCreateFileRequest& req, DWORD& hFile, in
     case 5:  // truncate existing
         if (!bWrite)
             return XRFP_ERROR_INVALID_PARAMETER;
-        nFlags |= O_TRUNC;
         break;
     default:
         return XRFP_ERROR_INVALID_PARAMETER;
@@ -240,6 +240,16 @@ DWORD XRFPFiles::CreateFile(const tagXRFCreateFileRequest& req, DWORD& hFile, in
     if (!S_ISREG(st.st_mode))
         return XRFP_ERROR_ACCESS_DENIED;
     fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+    pHandle->nShare = req.nShareMode;
+    pHandle->nDevice = st.st_dev;
+    pHandle->nInode = st.st_ino;
+    if (!XfnRFPEnterShare(*pHandle))
+        return EBUSY;
+    if ((req.nDisposition == 2 || req.nDisposition == 5) && bWrite && st.st_size != 0) {
+        if (ftruncate(fd, 0) != 0)
+            return LastError();
+        st.st_size = 0;
+    }
     if (!login.Add(pHandle, nMaxHandles, hFile))
         return EMFILE;
     nSize = st.st_size;

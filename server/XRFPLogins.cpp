@@ -1,11 +1,22 @@
 #include "XRFPLogins.h"
 
+#include <algorithm>
 #include <atomic>
 #include <unistd.h>
 
 namespace {
 
 std::atomic<DWORD> g_nNextHandle{0x1000};
+
+std::mutex g_shareLock;
+std::map<std::pair<uint64_t, uint64_t>, std::vector<const tagXRFPHandle*>> g_mapShares;
+
+bool SharesWith(const tagXRFPHandle& old, const tagXRFPHandle& handle)
+{
+    const DWORD kShareRead = 1, kShareWrite = 2;
+    return !(handle.bRead && !(old.nShare & kShareRead)) && !(handle.bWrite && !(old.nShare & kShareWrite)) &&
+           !(old.bRead && !(handle.nShare & kShareRead)) && !(old.bWrite && !(handle.nShare & kShareWrite));
+}
 
 DWORD NewHandleNumber()
 {
@@ -18,8 +29,34 @@ DWORD NewHandleNumber()
 
 } // namespace
 
+bool XfnRFPEnterShare(tagXRFPHandle& handle)
+{
+    std::lock_guard<std::mutex> guard(g_shareLock);
+    std::vector<const tagXRFPHandle*>& vecOpen = g_mapShares[{handle.nDevice, handle.nInode}];
+    for (const tagXRFPHandle* pOld : vecOpen) {
+        if (!SharesWith(*pOld, handle)) {
+            if (vecOpen.empty())
+                g_mapShares.erase({handle.nDevice, handle.nInode});
+            return false;
+        }
+    }
+    vecOpen.push_back(&handle);
+    handle.bShared = true;
+    return true;
+}
+
 tagXRFPHandle::~tagXRFPHandle()
 {
+    if (bShared) {
+        std::lock_guard<std::mutex> guard(g_shareLock);
+        auto it = g_mapShares.find({nDevice, nInode});
+        if (it != g_mapShares.end()) {
+            auto& vecOpen = it->second;
+            vecOpen.erase(std::remove(vecOpen.begin(), vecOpen.end(), this), vecOpen.end());
+            if (vecOpen.empty())
+                g_mapShares.erase(it);
+        }
+    }
     if (fd >= 0)
         close(fd);
 }

@@ -23,6 +23,10 @@ struct tagXRFPHandle {
     int fd = -1;
     bool bRead = false;
     bool bWrite = false;
+    DWORD nShare = 0;       // FILE_SHARE_READ 1, FILE_SHARE_WRITE 2
+    bool bShared = false;   // entered in the server's share table
+    uint64_t nDevice = 0;   // the file's identity there
+    uint64_t nInode = 0;
     std::mutex lock;
     int64_t nPosition = 0;  // moved by reads, writes and set file pointer
     std::vector<WIN32_FIND_DATAA> vecFound;
@@ -31,6 +35,13 @@ struct tagXRFPHandle {
 };
 
 typedef std::shared_ptr<tagXRFPHandle> XRFPHandlePtr;
+
+// Share modes between the open files of the whole server, as the clients'
+// own systems keep them: an open whose access the live opens of the same file
+// do not share, or whose share mode denies what they do, is refused. Enters
+// the handle (identity fields set) and answers true, or answers false. The
+// handle leaves the table when it is destroyed.
+bool XfnRFPEnterShare(tagXRFPHandle& handle);
 
 class XRFPLogin {
 public:

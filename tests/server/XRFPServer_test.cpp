@@ -210,6 +210,30 @@ TEST_F(ServerTest, CreateDispositionsAndAccess)
     EXPECT_EQ(ReadText(server.Root("alice") / "old.txt"), "");
 }
 
+TEST_F(ServerTest, ShareModesHoldAcrossConnections)
+{
+    auto pFirst = LoggedIn(server, "alice", "secret1");
+    auto pSecond = LoggedIn(server, "alice", "secret1");
+    WriteText(server.Root("alice") / "s.txt", "shared text");
+    const DWORD kShareRead = 1, kShareWrite = 2;
+    // A writer that lets others read only.
+    tagXRFCreateFileReply writer = pFirst->Create("s.txt", kRead | kWrite, kOpenExisting, kShareRead);
+    ASSERT_EQ(writer.nError, 0u);
+    EXPECT_EQ(pSecond->Create("s.txt", kRead, kOpenExisting, kShareRead).nError, static_cast<DWORD>(EBUSY))
+        << "the new reader must share the writing";
+    tagXRFCreateFileReply reader = pSecond->Create("s.txt", kRead, kOpenExisting, kShareRead | kShareWrite);
+    EXPECT_EQ(reader.nError, 0u);
+    EXPECT_EQ(pSecond->Create("s.txt", kWrite, kOpenExisting, kShareRead | kShareWrite).nError,
+              static_cast<DWORD>(EBUSY));
+    // A refused truncating open leaves the file as it was.
+    EXPECT_EQ(pSecond->Create("s.txt", kWrite, kCreateAlways, kShareRead | kShareWrite).nError,
+              static_cast<DWORD>(EBUSY));
+    EXPECT_EQ(ReadText(server.Root("alice") / "s.txt"), "shared text");
+    EXPECT_EQ(pFirst->Handle(XRF_CMD_CLOSE_HANDLE, writer.hFile).nError, 0u);
+    EXPECT_EQ(pSecond->Create("s.txt", kWrite, kOpenExisting, kShareRead | kShareWrite).nError, 0u);
+    EXPECT_EQ(pSecond->Create("s.txt", kRead, kCreateAlways, kShareRead | kShareWrite).nFileSize, 0);
+}
+
 TEST_F(ServerTest, HandlesBelongToTheLogin)
 {
     auto pFirst = LoggedIn(server, "alice", "secret1");

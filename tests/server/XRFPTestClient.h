@@ -199,10 +199,10 @@ public:
         return reply;
     }
 
-    tagXRFCreateFileReply Create(const std::string& strPath, DWORD nAccess, DWORD nDisposition)
+    tagXRFCreateFileReply Create(const std::string& strPath, DWORD nAccess, DWORD nDisposition, DWORD nShare = 3)
     {
         std::vector<BYTE> vecPacket;
-        XfnRFBuildCreateFileRequest(vecPacket, tagXRFCreateFileRequest{strPath, nAccess, 3, nDisposition, 0});
+        XfnRFBuildCreateFileRequest(vecPacket, tagXRFCreateFileRequest{strPath, nAccess, nShare, nDisposition, 0});
         std::vector<BYTE> vecReply = Exchange(vecPacket, XRF_CMD_CREATE_FILE);
         tagXRFCreateFileReply reply{~0u, ~0u, ~0u, -1};
         EXPECT_EQ(XfnRFParseCreateFileReply(vecReply.data(), vecReply.size(), reply), XRF_WIRE_OK);
