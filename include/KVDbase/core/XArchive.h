@@ -87,8 +87,6 @@ public:
     XArchive& operator<<(long double d) { return *this << static_cast<double>(d); }
     XArchive& operator<<(int64_t n);
     XArchive& operator<<(long long n) { return *this << static_cast<int64_t>(n); }
-    XArchive& operator<<(unsigned long long n) { return *this << static_cast<int64_t>(n); }
-    XArchive& operator<<(unsigned long n) { return *this << static_cast<int64_t>(n); }
     XArchive& operator<<(tagPOINT pt);
     XArchive& operator<<(tagSIZE size);
     XArchive& operator<<(const tagRECT& rect);
@@ -105,16 +103,20 @@ public:
     XArchive& operator>>(long double& d);
     XArchive& operator>>(int64_t& n);
     XArchive& operator>>(long long& n) { return *this >> reinterpret_cast<int64_t&>(n); }
-    XArchive& operator>>(unsigned long long& n) { return *this >> reinterpret_cast<int64_t&>(n); }
-    XArchive& operator>>(unsigned long& n) { return *this >> reinterpret_cast<int64_t&>(n); }
     XArchive& operator>>(tagPOINT& pt);
     XArchive& operator>>(tagSIZE& size);
     XArchive& operator>>(tagRECT& rect);
     XArchive& operator>>(XString& str);
 
     // bool has no stream form: a class stores it as an integer of its choice.
+    // Nor has an unsigned 64-bit value: the stream's "unsigned long" is 32
+    // bits (DWORD), its 64-bit integer is signed (int64_t); say which.
     XArchive& operator<<(bool) = delete;
     XArchive& operator>>(bool&) = delete;
+    XArchive& operator<<(unsigned long) = delete;
+    XArchive& operator>>(unsigned long&) = delete;
+    XArchive& operator<<(unsigned long long) = delete;
+    XArchive& operator>>(unsigned long long&) = delete;
 
 protected:
     XArchive(const XArchive&);
