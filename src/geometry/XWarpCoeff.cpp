@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <typeinfo>
 #include <vector>
 
 namespace {
@@ -108,8 +109,85 @@ void XWarpCoeff::Reset()
     }
 }
 
+namespace {
+
+// One point through the model of the given order: 1 and the new point, or
+// 0 for an order that warps nothing. Inlined into the loops below, where
+// the order does not change from point to point.
+inline __attribute__((always_inline)) int XfnWarpEvaluate(int nOrder, const double* A, const double* B, double& dX,
+                                                           double& dY)
+{
+    const double x = dX, y = dY;
+    double dNewX, dNewY;
+    switch (nOrder) {
+    case XWarpCoeff::ORDER_IDENTITY:
+        return 1;
+    case XWarpCoeff::ORDER_SCALE:
+        dNewX = A[0] * x + A[1];
+        dNewY = B[0] * y + B[1];
+        break;
+    case XWarpCoeff::ORDER_AFFINE:
+        dNewX = A[0] * x + A[1] * y + A[2];
+        dNewY = B[0] * x + B[1] * y + B[2];
+        break;
+    case XWarpCoeff::ORDER_BILINEAR: {
+        const double xy = x * y;
+        dNewX = A[0] * x + A[1] * y + A[2] * xy + A[3];
+        dNewY = B[0] * x + B[1] * y + B[2] * xy + B[3];
+        break;
+    }
+    case XWarpCoeff::ORDER_QUADRATIC: {
+        const double x2 = x * x, y2 = y * y, xy = x * y;
+        dNewX = A[0] * x2 + A[1] * y2 + A[2] * xy + A[3] * x + A[4] * y + A[5];
+        dNewY = B[0] * x2 + B[1] * y2 + B[2] * xy + B[3] * x + B[4] * y + B[5];
+        break;
+    }
+    case XWarpCoeff::ORDER_CUBIC: {
+        const double x3 = x * x * x, y3 = y * y * y, x2y = x * x * y, xy2 = x * y * y;
+        const double x2 = x * x, y2 = y * y, xy = x * y;
+        dNewX = A[0] * x3 + A[1] * y3 + A[2] * x2y + A[3] * xy2 + A[4] * x2 + A[5] * y2 + A[6] * xy + A[7] * x +
+                A[8] * y + A[9];
+        dNewY = B[0] * x3 + B[1] * y3 + B[2] * x2y + B[3] * xy2 + B[4] * x2 + B[5] * y2 + B[6] * xy + B[7] * x +
+                B[8] * y + B[9];
+        break;
+    }
+    default:
+        return 0;
+    }
+    dX = dNewX;
+    dY = dNewY;
+    return 1;
+}
+
+int XfnWarpArray(int nOrder, const double* A, const double* B, double* pX, double* pY, int nCount)
+{
+    int nResult = 1;
+    for (int i = 0; i < nCount; i++) {
+        if (!XfnWarpEvaluate(nOrder, A, B, pX[i], pY[i]))
+            nResult = 0;
+    }
+    return nResult;
+}
+
+int XfnWarpArray(int nOrder, const double* A, const double* B, tagXVector2* pPoints, int nCount)
+{
+    int nResult = 1;
+    for (int i = 0; i < nCount; i++) {
+        if (!XfnWarpEvaluate(nOrder, A, B, pPoints[i].x, pPoints[i].y))
+            nResult = 0;
+    }
+    return nResult;
+}
+
+} // namespace
+
+// The array forms take each point through the virtual single-point form, so
+// a derived class's model applies. A plain XWarpCoeff warps the array in one
+// loop instead: the same arithmetic, without a call per point.
 int XWarpCoeff::WarpPoint(tagXVector2* pPoints, int nCount)
 {
+    if (typeid(*this) == typeid(XWarpCoeff))
+        return XfnWarpArray(order, coeffX, coeffY, pPoints, nCount);
     int nResult = 1;
     for (int i = 0; i < nCount; i++) {
         if (!WarpPoint(pPoints[i].x, pPoints[i].y))
@@ -131,6 +209,8 @@ int XWarpCoeff::WarpPoint(tagXVector2& point)
 
 int XWarpCoeff::WarpPoint(double* pX, double* pY, int nCount)
 {
+    if (typeid(*this) == typeid(XWarpCoeff))
+        return XfnWarpArray(order, coeffX, coeffY, pX, pY, nCount);
     int nResult = 1;
     for (int i = 0; i < nCount; i++) {
         if (!WarpPoint(pX[i], pY[i]))
@@ -148,48 +228,7 @@ int XWarpCoeff::WarpPoint(double dX, double dY, double& dOutX, double& dOutY)
 
 int XWarpCoeff::WarpPoint(double& dX, double& dY)
 {
-    const double x = dX, y = dY;
-    const double* A = coeffX;
-    const double* B = coeffY;
-    double dNewX, dNewY;
-    switch (order) {
-    case ORDER_IDENTITY:
-        return 1;
-    case ORDER_SCALE:
-        dNewX = A[0] * x + A[1];
-        dNewY = B[0] * y + B[1];
-        break;
-    case ORDER_AFFINE:
-        dNewX = A[0] * x + A[1] * y + A[2];
-        dNewY = B[0] * x + B[1] * y + B[2];
-        break;
-    case ORDER_BILINEAR: {
-        const double xy = x * y;
-        dNewX = A[0] * x + A[1] * y + A[2] * xy + A[3];
-        dNewY = B[0] * x + B[1] * y + B[2] * xy + B[3];
-        break;
-    }
-    case ORDER_QUADRATIC: {
-        const double x2 = x * x, y2 = y * y, xy = x * y;
-        dNewX = A[0] * x2 + A[1] * y2 + A[2] * xy + A[3] * x + A[4] * y + A[5];
-        dNewY = B[0] * x2 + B[1] * y2 + B[2] * xy + B[3] * x + B[4] * y + B[5];
-        break;
-    }
-    case ORDER_CUBIC: {
-        const double x3 = x * x * x, y3 = y * y * y, x2y = x * x * y, xy2 = x * y * y;
-        const double x2 = x * x, y2 = y * y, xy = x * y;
-        dNewX = A[0] * x3 + A[1] * y3 + A[2] * x2y + A[3] * xy2 + A[4] * x2 + A[5] * y2 + A[6] * xy + A[7] * x +
-                A[8] * y + A[9];
-        dNewY = B[0] * x3 + B[1] * y3 + B[2] * x2y + B[3] * xy2 + B[4] * x2 + B[5] * y2 + B[6] * xy + B[7] * x +
-                B[8] * y + B[9];
-        break;
-    }
-    default:
-        return 0;
-    }
-    dX = dNewX;
-    dY = dNewY;
-    return 1;
+    return XfnWarpEvaluate(order, coeffX, coeffY, dX, dY);
 }
 
 int XWarpCoeff::IsUnchanged()
