@@ -2,6 +2,7 @@
 
 #include "KVDbase/core/XFrameworkException.h"
 #include "KVDbase/core/XMemory.h"
+#include "KVDbase/drawing/XBackBuffer.h"
 #include "KVDbase/drawing/XDIB.h"
 #include "drawing/XVertRecord.h"
 
@@ -70,6 +71,16 @@ void XVertReplay::GetClipBox(const XVertBuffer* p, double& dMinX, double& dMaxX,
     dMaxX = p->dClipMaxX;
     dMinY = p->dClipMinY;
     dMaxY = p->dClipMaxY;
+}
+
+void XVertReplay::CalcClipRegion(XVertBuffer* p, XBackBuffer* pBack)
+{
+    p->CalcClipRegion(pBack);
+}
+
+int XVertReplay::IsInClipRegion(const XVertBuffer* p, double x1, double y1, double x2, double y2)
+{
+    return p->IsInClipRegion(x1, y1, x2, y2);
 }
 
 // ---------------------------------------------------------------------------
@@ -782,6 +793,56 @@ void XVertBuffer::AddDIB(const char* pBits, const BITMAPINFO* pInfo, double d1, 
 
 // ---------------------------------------------------------------------------
 // Replay
+
+namespace {
+const double kNoClip = 1.7e308;
+} // namespace
+
+void XVertBuffer::CalcClipRegion(XBackBuffer* pBack)
+{
+    if (pBack == nullptr) {
+        dClipMinX = dClipMinY = -kNoClip;
+        dClipMaxX = dClipMaxY = kNoClip;
+        return;
+    }
+    const double w = pBack->GetWidth() - 1;
+    const double h = pBack->GetHeight() - 1;
+    const double corners[4][2] = {{0, 0}, {w, 0}, {w, h}, {0, h}};
+    for (int i = 0; i < 4; ++i) {
+        double x = corners[i][0], y = corners[i][1];
+        pBack->ConvPixelToWorldCoord(x, y);
+        if (i == 0 || x < dClipMinX)
+            dClipMinX = x;
+        if (i == 0 || x > dClipMaxX)
+            dClipMaxX = x;
+        if (i == 0 || y < dClipMinY)
+            dClipMinY = y;
+        if (i == 0 || y > dClipMaxY)
+            dClipMaxY = y;
+    }
+}
+
+namespace {
+
+// One axis of the clip test: a point must lie in the box, ends included; an
+// interval must overlap or touch it.
+bool AxisInClip(double lo, double hi, double boxMin, double boxMax)
+{
+    if (lo == hi)
+        return lo >= boxMin && lo <= boxMax;
+    const double top = hi > boxMax ? hi : boxMax;
+    const double bottom = lo < boxMin ? lo : boxMin;
+    return top - bottom <= (boxMax - boxMin) + (hi - lo);
+}
+
+} // namespace
+
+int XVertBuffer::IsInClipRegion(double x1, double y1, double x2, double y2) const
+{
+    if (dClipMinX == -kNoClip && dClipMaxX == kNoClip && dClipMinY == -kNoClip && dClipMaxY == kNoClip)
+        return 1;
+    return AxisInClip(x1, x2, dClipMinX, dClipMaxX) && AxisInClip(y1, y2, dClipMinY, dClipMaxY) ? 1 : 0;
+}
 
 void XVertBuffer::Draw(XBackBuffer* pBack)
 {

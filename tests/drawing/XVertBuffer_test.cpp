@@ -1,10 +1,12 @@
 #include "KVDbase/drawing/XVertBuffer.h"
 
+#include "KVDbase/drawing/XBackBuffer.h"
 #include "KVDbase/drawing/XDIB.h"
 #include "drawing/XDrawingTestBytes.h"
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
@@ -373,6 +375,46 @@ TEST(XVertBuffer, ReplaysPlugInPerPath)
     EXPECT_EQ(replay.released, (std::vector<int>{1, 10, 65535}));
     XVertReplay::Install(7, &replay); // not a path: ignored
     EXPECT_EQ(XVertReplay::Find(7), nullptr);
+}
+
+// A replay that exposes the clip box to the test.
+class XClipReplay : public XVertReplay {
+public:
+    void Draw(XVertBuffer*, XBackBuffer*) override {}
+    using XVertReplay::CalcClipRegion;
+    using XVertReplay::GetClipBox;
+    using XVertReplay::IsInClipRegion;
+};
+
+TEST(XVertBuffer, ClipBoxOfTheView)
+{
+    XVertBuffer vb;
+    XClipReplay::CalcClipRegion(&vb, nullptr); // no clip at all
+    EXPECT_EQ(XClipReplay::IsInClipRegion(&vb, 1e300, -1e300, 1e300, 1e300), 1);
+
+    XBackBuffer bb;
+    bb.SetViewSize(100, 50);
+    bb.CalcWarpCoeff();
+    XClipReplay::CalcClipRegion(&vb, &bb);
+    double dMinX, dMaxX, dMinY, dMaxY;
+    XClipReplay::GetClipBox(&vb, dMinX, dMaxX, dMinY, dMaxY);
+    EXPECT_EQ(dMinX, -50.0); // pixels 0 to 99 and 0 to 49
+    EXPECT_EQ(dMaxX, 49.0);
+    EXPECT_EQ(dMinY, -24.0);
+    EXPECT_EQ(dMaxY, 25.0);
+    const struct {
+        double x1, x2;
+        int nIn;
+    } cases[] = {{49, 49, 1}, {49.5, 49.5, 0}, {40, 60, 1}, {49, 60, 1}, {49.5, 60, 0}, {-80, -50, 1}, {-80, 80, 1}};
+    for (const auto& c : cases)
+        EXPECT_EQ(XClipReplay::IsInClipRegion(&vb, c.x1, 0, c.x2, 0), c.nIn) << c.x1 << ".." << c.x2;
+    EXPECT_EQ(XClipReplay::IsInClipRegion(&vb, 0, 26, 0, 30), 0); // both axes must pass
+
+    bb.SetRotationAngle(45); // the box holds the turned view
+    XClipReplay::CalcClipRegion(&vb, &bb);
+    XClipReplay::GetClipBox(&vb, dMinX, dMaxX, dMinY, dMaxY);
+    EXPECT_NEAR(dMaxX - dMinX, (99 + 49) / std::sqrt(2.0), 1e-9);
+    EXPECT_NEAR(dMaxY - dMinY, (99 + 49) / std::sqrt(2.0), 1e-9);
 }
 
 TEST(XDIB, WidthBytesAndPaletteSizes)

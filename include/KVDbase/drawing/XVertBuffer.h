@@ -44,6 +44,9 @@ protected:
     // The view in world coordinates, set at each replay.
     static void SetClipBox(XVertBuffer* p, double dMinX, double dMaxX, double dMinY, double dMaxY);
     static void GetClipBox(const XVertBuffer* p, double& dMinX, double& dMaxX, double& dMinY, double& dMaxY);
+    // The clip box of a replay and its test, shared by every path.
+    static void CalcClipRegion(XVertBuffer* p, XBackBuffer* pBack);
+    static int IsInClipRegion(const XVertBuffer* p, double x1, double y1, double x2, double y2);
 };
 
 class KVD_API XVertBuffer : public XObject {
@@ -237,6 +240,19 @@ protected:
     double dClipMaxX;
     double dClipMinY;
     double dClipMaxY;
+
+    // The view's box in world coordinates: the bounding box of the surface's
+    // four corner pixels, so that a rotated view is inside it. A null back
+    // buffer gives the no-clip box, -1.7e308 to 1.7e308.
+    void CalcClipRegion(XBackBuffer* pBack);
+    // 1 when the box of the arguments (lo, hi per axis, as given) overlaps or
+    // touches the clip box on both axes; always 1 for the no-clip box.
+    int IsInClipRegion(double x1, double y1, double x2, double y2) const;
+    // The same; the last two values are not read.
+    int IsInClipRegion(double x1, double y1, double x2, double y2, double, double) const
+    {
+        return IsInClipRegion(x1, y1, x2, y2);
+    }
 
 private:
     void ResetRecordedState();
