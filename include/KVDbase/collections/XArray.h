@@ -19,6 +19,8 @@
 #include <cstring>
 #include <type_traits>
 
+KVD_API uint64_t XfnGetAvailablePhysicalMemory();
+
 template <class TYPE, class ARG_TYPE>
 class XArray : public XObject {
 public:
@@ -142,6 +144,15 @@ void XArray<TYPE, ARG_TYPE>::SetSize(int nNewSize, int nGrowByArg)
     // stored count above the signed range) cannot be allocated.
     if (nNewSize < 0)
         XMemoryException::Throw();
+    // Elements that must be constructed touch all their memory at once.
+    // More than the machine has free fails here, as an allocation, rather
+    // than bringing the system to its knees (a damaged stored count does
+    // exactly that).
+    if constexpr (!std::is_trivially_default_constructible<TYPE>::value) {
+        const uint64_t cbConstruct = static_cast<uint64_t>(nNewSize > nSize ? nNewSize - nSize : 0) * sizeof(TYPE);
+        if (cbConstruct > (64u << 20) && cbConstruct > XfnGetAvailablePhysicalMemory())
+            XMemoryException::Throw();
+    }
 
     if (nNewSize == 0) {
         ReleaseAll();
