@@ -6,6 +6,7 @@
 #include "KVDbase/platform/XAtomic.h"
 #include "KVDbase/platform/XCriticalSection.h"
 #include "KVDbase/platform/XMessageQueue.h"
+#include "KVDbase/platform/XThreadId.h"
 
 #include "KVDbase/core/XArchive.h"
 #include "KVDbase/core/XException.h"

@@ -1,6 +1,7 @@
 #include "KVDbase/collections/XDimArray.h"
 
-#include <atomic>
+#include "KVDbase/platform/XThreadId.h"
+
 #include <climits>
 #include <initializer_list>
 #include <new>
@@ -50,15 +51,10 @@ bool TakeBuffer(ARR& arr, long long nBytes)
     return true;
 }
 
-// A key for the calling thread, never 0: threads are numbered as they first
-// ask, so a key is never shared by two threads of the process's lifetime.
+// The calling thread's block is kept under its thread id, which is never 0.
 DWORD CurrentThreadKey()
 {
-    static std::atomic<DWORD> nLastKey{0};
-    thread_local DWORD nKey = 0;
-    while (nKey == 0)
-        nKey = nLastKey.fetch_add(1) + 1;
-    return nKey;
+    return XfnGetCurrentThreadId();
 }
 
 template <class ARR, class FN>

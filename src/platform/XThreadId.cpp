@@ -1,0 +1,8 @@
+#include "KVDbase/platform/XThreadId.h"
+
+#include "platform/XSysThread.h"
+
+DWORD XfnGetCurrentThreadId()
+{
+    return XfnSysGetCurrentThreadId();
+}
