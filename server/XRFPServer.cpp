@@ -3,6 +3,7 @@
 #include "XRFPKeys.h"
 #include "XRFPLog.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstdlib>
@@ -25,21 +26,36 @@ namespace {
 const size_t kRefusedExtra = 16;
 
 // A connected socket as a session's stream; the socket's timeouts end a
-// connection that falls silent.
+// connection that falls silent. Reads are buffered, so that the head and the
+// body of a small request (and requests sent back to back) come in one call.
 class XRFPSocketStream : public XRFPStream {
 public:
-    explicit XRFPSocketStream(int fd) : fd(fd) {}
+    explicit XRFPSocketStream(int fd) : fd(fd), vecBuffer(16384) {}
     bool ReadExact(void* pData, size_t nSize) override
     {
         BYTE* p = static_cast<BYTE*>(pData);
+        size_t nTaken = std::min(nSize, nEnd - nStart);
+        std::memcpy(p, vecBuffer.data() + nStart, nTaken);
+        nStart += nTaken;
+        p += nTaken;
+        nSize -= nTaken;
         while (nSize) {
-            ssize_t n = recv(fd, p, nSize, 0);
+            // Large reads go straight to their destination.
+            bool bDirect = nSize >= vecBuffer.size();
+            ssize_t n = recv(fd, bDirect ? p : vecBuffer.data(), bDirect ? nSize : vecBuffer.size(), 0);
             if (n < 0 && errno == EINTR)
                 continue;
             if (n <= 0)
                 return false;
-            p += n;
-            nSize -= static_cast<size_t>(n);
+            size_t nGot = static_cast<size_t>(n);
+            if (!bDirect) {
+                nStart = std::min(nSize, nGot);
+                nEnd = nGot;
+                std::memcpy(p, vecBuffer.data(), nStart);
+                nGot = nStart;
+            }
+            p += nGot;
+            nSize -= nGot;
         }
         return true;
     }
@@ -60,6 +76,9 @@ public:
 
 private:
     int fd;
+    std::vector<BYTE> vecBuffer;
+    size_t nStart = 0;  // unread bytes of the buffer: nStart to nEnd
+    size_t nEnd = 0;
 };
 
 int RemoveEntry(const char* pszPath, const struct stat*, int nType, FTW*)
