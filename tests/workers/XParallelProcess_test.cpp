@@ -146,12 +146,14 @@ TEST(XParallelProcess, NegativeCountRunsNothingAndSucceeds)
 class XReporter : public XParallelProcess {
 public:
     bool bWaitForCancel = false;
+    std::atomic<int> nEntered{0};
     std::atomic<int> nSawCancel{0};
     void OnRun(int nThread) override
     {
         OnMessagePercent(nThread, 50 * (nThread + 1));
         if (!bWaitForCancel)
             return;
+        nEntered++;
         for (int i = 0; i < 10000 && !IsCanceled(); ++i)
             XfnSysSleep(1);
         if (IsCanceled())
@@ -178,10 +180,13 @@ TEST(XParallelProcess, CancelReachesRunningWorkersAndRunClearsAnEarlierOne)
     work.bWaitForCancel = true;
     work.Create(2, false);
     struct XCanceller {
+        // Cancels once both workers are inside OnRun.
         static DWORD Proc(void* p)
         {
-            XfnSysSleep(30);
-            static_cast<XParallelProcess*>(p)->Cancel();
+            XReporter* pWork = static_cast<XReporter*>(p);
+            for (int i = 0; i < 10000 && pWork->nEntered.load() < 2; ++i)
+                XfnSysSleep(1);
+            pWork->Cancel();
             return 0;
         }
     };

@@ -167,6 +167,19 @@ bool StepsAdvance(XLoopState& state, int nFrom)
     return false;
 }
 
+// Waits until the step count stays the same for 20 ms, and gives it.
+bool StepsSettle(XLoopState& state, int& nSettled)
+{
+    for (int i = 0; i < 250; ++i) {
+        const int nBefore = state.nSteps.load();
+        XfnSysSleep(20);
+        nSettled = state.nSteps.load();
+        if (nSettled == nBefore)
+            return true;
+    }
+    return false;
+}
+
 TEST(XThread, SuspendedCreateHoldsTheFunctionAtItsStartGate)
 {
     XLoopState state;
@@ -190,8 +203,8 @@ TEST(XThread, SuspendPausesTheWorkerAtItsNextPollPoint)
     ASSERT_TRUE(StepsAdvance(state, 0));
     EXPECT_EQ(thread.Suspend(), 0u);
     EXPECT_EQ(thread.Suspend(), 1u);
-    XfnSysSleep(20); // the step under way ends at its poll point
-    int nPaused = state.nSteps.load();
+    int nPaused = 0;
+    ASSERT_TRUE(StepsSettle(state, nPaused)); // the step under way ends at its poll point
     XfnSysSleep(50);
     EXPECT_EQ(state.nSteps.load(), nPaused);
     EXPECT_EQ(thread.Resume(), 2u);
