@@ -35,7 +35,8 @@ public:
     {
         BYTE* p = static_cast<BYTE*>(pData);
         size_t nTaken = std::min(nSize, nEnd - nStart);
-        std::memcpy(p, vecBuffer.data() + nStart, nTaken);
+        if (nTaken)
+            std::memcpy(p, vecBuffer.data() + nStart, nTaken);
         nStart += nTaken;
         p += nTaken;
         nSize -= nTaken;
