@@ -29,6 +29,7 @@
 #include "KVDbase/files/XPath.h"
 #include "KVDbase/files/XStdioFile.h"
 
+#include "KVDbase/remote/XRFConnection.h"
 #include "KVDbase/remote/XRFWire.h"
 
 #include "KVDbase/workers/XParallelProcess.h"

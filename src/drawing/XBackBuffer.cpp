@@ -7,27 +7,6 @@ XIMPLEMENT_DYNAMIC(XBackBuffer, XObject)
 
 int XBackBuffer::nRefCount = 0;
 
-namespace {
-
-// XWarpCoeff keeps its model protected, as a fitted model should be; a view's
-// transform is derived, not fitted, so it is written here through the one
-// door the language leaves to a derived class: x' = a0 x + a1 y + a2 and
-// y' = b0 x + b1 y + b2.
-struct XViewWarpAccess : XWarp2D {
-    static void Set(XWarp2D& warp, const double* a, const double* b)
-    {
-        double(XWarpCoeff::*pCoeffX)[MAX_COEFFS] = &XViewWarpAccess::coeffX;
-        double(XWarpCoeff::*pCoeffY)[MAX_COEFFS] = &XViewWarpAccess::coeffY;
-        int XWarpCoeff::*pOrder = &XViewWarpAccess::order;
-        for (int i = 0; i < MAX_COEFFS; ++i) {
-            (warp.*pCoeffX)[i] = i < 3 ? a[i] : 0.0;
-            (warp.*pCoeffY)[i] = i < 3 ? b[i] : 0.0;
-        }
-        warp.*pOrder = ORDER_AFFINE;
-    }
-};
-
-} // namespace
 
 XBackBuffer::XBackBuffer()
 {
@@ -236,8 +215,18 @@ void XBackBuffer::CalcWarpCoeff()
     const double c[3] = {d * b[1], -d * a[1], -d * (a[2] * b[1] - a[1] * b[2])};
     const double e[3] = {-d * b[0], d * a[0], d * (a[2] * b[0] - a[0] * b[2])};
 
-    XViewWarpAccess::Set(warpPixelToWorld, a, b);
-    XViewWarpAccess::Set(warpWorldToPixel, c, e);
+    SetAffineWarp(warpPixelToWorld, a, b);
+    SetAffineWarp(warpWorldToPixel, c, e);
+}
+
+void XBackBuffer::SetAffineWarp(XWarp2D& warp, const double* a, const double* b)
+{
+    // x' = a0 x + a1 y + a2 and y' = b0 x + b1 y + b2.
+    for (int i = 0; i < XWarpCoeff::MAX_COEFFS; ++i) {
+        warp.coeffX[i] = i < 3 ? a[i] : 0.0;
+        warp.coeffY[i] = i < 3 ? b[i] : 0.0;
+    }
+    warp.order = XWarpCoeff::ORDER_AFFINE;
 }
 
 void XBackBuffer::AutoFitForLLRounding()

@@ -504,12 +504,73 @@ bool XfnSysFindFirst(const char* pszPath, WIN32_FIND_DATAA& data)
     return bFound;
 }
 
+namespace {
+
+// A move of a regular file to another file system: copy the bytes, the mode
+// and the times, then remove the original. A failure removes the copy and
+// leaves the original as it was.
+bool MoveAcrossFileSystems(const char* pszOld, const char* pszNew)
+{
+    struct stat st;
+    if (stat(pszOld, &st) != 0)
+        return false;
+    if (!S_ISREG(st.st_mode)) {
+        errno = EXDEV;
+        return false;
+    }
+    int fdIn = open(pszOld, O_RDONLY | O_CLOEXEC);
+    if (fdIn < 0)
+        return false;
+    int fdOut = open(pszNew, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, st.st_mode & 07777);
+    if (fdOut < 0) {
+        int nError = errno;
+        close(fdIn);
+        errno = nError;
+        return false;
+    }
+    bool bOk = true;
+    std::vector<char> buffer(1 << 20);
+    for (;;) {
+        ssize_t nRead = read(fdIn, buffer.data(), buffer.size());
+        if (nRead < 0 && errno == EINTR)
+            continue;
+        if (nRead <= 0) {
+            bOk = nRead == 0;
+            break;
+        }
+        for (ssize_t nDone = 0; bOk && nDone < nRead;) {
+            ssize_t n = write(fdOut, buffer.data() + nDone, static_cast<size_t>(nRead - nDone));
+            if (n < 0 && errno == EINTR)
+                continue;
+            bOk = n > 0;
+            nDone += n > 0 ? n : 0;
+        }
+        if (!bOk)
+            break;
+    }
+    struct timespec times[2] = {st.st_atim, st.st_mtim};
+    bOk = bOk && futimens(fdOut, times) == 0;
+    int nError = errno;
+    close(fdIn);
+    bOk = close(fdOut) == 0 && bOk;
+    if (bOk && unlink(pszOld) == 0)
+        return true;
+    nError = bOk ? errno : nError;
+    unlink(pszNew);
+    errno = nError;
+    return false;
+}
+
+} // namespace
+
 bool XfnSysRename(const char* pszOld, const char* pszNew)
 {
     if (XfnSysFaultDue(XSysCall::Rename))
         return false;
     if (renameat2(AT_FDCWD, pszOld, AT_FDCWD, pszNew, RENAME_NOREPLACE) == 0)
         return true;
+    if (errno == EXDEV)
+        return MoveAcrossFileSystems(pszOld, pszNew);
     if (errno != EINVAL && errno != ENOSYS)
         return false;
     // The file system cannot refuse replacement itself.
@@ -518,7 +579,9 @@ bool XfnSysRename(const char* pszOld, const char* pszNew)
         errno = EEXIST;
         return false;
     }
-    return rename(pszOld, pszNew) == 0;
+    if (rename(pszOld, pszNew) == 0)
+        return true;
+    return errno == EXDEV && MoveAcrossFileSystems(pszOld, pszNew);
 }
 
 bool XfnSysRemove(const char* pszPath)

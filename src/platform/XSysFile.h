@@ -71,7 +71,8 @@ bool XfnSysSetAttributes(const char* pszPath, DWORD nAttributes);
 bool XfnSysSetFileTimes(int fd, const _FILETIME* pCreation, const _FILETIME* pAccess, const _FILETIME* pWrite);
 // The first entry matching a path whose last part may hold * and ?.
 bool XfnSysFindFirst(const char* pszPath, WIN32_FIND_DATAA& data);
-// Renames without replacing an existing target (EEXIST).
+// Renames without replacing an existing target (EEXIST). A regular file
+// moves to another file system by copy and removal.
 bool XfnSysRename(const char* pszOld, const char* pszNew);
 // Removes a file; a directory is refused.
 bool XfnSysRemove(const char* pszPath);

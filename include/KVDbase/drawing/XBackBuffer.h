@@ -117,6 +117,9 @@ protected:
     static int nRefCount;
 
 private:
+    // Writes a view transform: affine, with a the x row and b the y row.
+    static void SetAffineWarp(XWarp2D& warp, const double* a, const double* b);
+
     void SetDefaults();
     // The common end of the viewport setters.
     void ApplyViewport();

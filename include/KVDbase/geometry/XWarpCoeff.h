@@ -77,6 +77,10 @@ public:
     tagXVector3 GetError() const { return error; }
 
 protected:
+    // A back buffer derives its view transforms rather than fitting them and
+    // writes their coefficients itself.
+    friend class XBackBuffer;
+
     int order;
     double coeffX[MAX_COEFFS];
     double coeffY[MAX_COEFFS];
