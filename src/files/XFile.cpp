@@ -2,6 +2,7 @@
 
 #include "KVDbase/core/XFrameworkException.h"
 #include "KVDbase/files/XPath.h"
+#include "KVDbase/remote/XRFConnection.h"
 #include "platform/XSysError.h"
 #include "platform/XSysFile.h"
 
@@ -60,9 +61,10 @@ void CopyPath(char* pszOut, const char* pszIn)
     pszOut[kMaxPath - 1] = '\0';
 }
 
-// A zero creation or access time takes the time of the last write.
-void FillTimes(XFileStatus& status, const _FILETIME& ftCreation, const _FILETIME& ftAccess,
-               const _FILETIME& ftWrite)
+} // namespace
+
+void XFile::FillTimes(XFileStatus& status, const _FILETIME& ftCreation, const _FILETIME& ftAccess,
+                      const _FILETIME& ftWrite)
 {
     status.timeCreated = XTime(ftCreation, -1);
     status.timeAccessed = XTime(ftAccess, -1);
@@ -72,8 +74,6 @@ void FillTimes(XFileStatus& status, const _FILETIME& ftCreation, const _FILETIME
     if (status.timeAccessed.GetTime() == 0)
         status.timeAccessed = status.timeModified;
 }
-
-} // namespace
 
 void XFile::InitRemoteMembers()
 {
@@ -107,6 +107,7 @@ XFile::~XFile()
 {
     if (hFile != -1 && bOwnsHandle)
         XFile::Close();
+    delete pRFParam;
     pRFParam = nullptr;
 }
 
@@ -121,6 +122,12 @@ int XFile::Open(const char* pszPath, unsigned int nFlags, XFileException* pError
     const DWORD nShare = ShareOf(nFlags);
     const DWORD nDisposition = DispositionOf(nFlags);
     SECURITY_ATTRIBUTES sa = {12, nullptr, (nFlags & flagNoInherit) ? 0 : 1};
+
+    XRFConnectionOpenParam parsed;
+    XString strServerPath;
+    if (ParseRFPath(pszPath, parsed, strServerPath))
+        return RemoteOpen(pszPath, parsed, strServerPath, nAccess, nShare, &sa, nDisposition, pError);
+    bRemote = 0;
 
     // The stored path is the full one; the file is opened by the caller's text.
     char szFull[kMaxPath];
@@ -168,8 +175,10 @@ int64_t XFile::Seek(int64_t nOffset, unsigned int nFrom)
 
 int64_t XFile::GetPosition() const
 {
-    if (bRemote)
+    if (bRemote) {
+        CheckRemote();
         return nRFPosition;
+    }
     int64_t nPos = XfnSysSeek(hFile, 0, current);
     if (nPos == -1)
         ThrowLastError(strPath);
@@ -261,6 +270,7 @@ void XFile::Close()
         else
             XfnSysClose(hFile);
     }
+    delete pRFParam;
     pRFParam = nullptr;
     hFile = -1;
     bOwnsHandle = 0;
@@ -348,6 +358,10 @@ int XFile::GetStatus(const char* pszPath, XFileStatus& status)
         status.szFullPath[0] = '\0';
         return 0;
     }
+    XRFConnectionOpenParam param;
+    XString strServerPath;
+    if (ParseRFPath(pszPath, param, strServerPath))
+        return RemoteGetStatus(param, strServerPath, status);
     WIN32_FIND_DATAA data;
     if (!XfnSysFindFirst(pszPath, data))
         return 0;
@@ -359,18 +373,36 @@ int XFile::GetStatus(const char* pszPath, XFileStatus& status)
 
 void XFile::Remove(const char* pszName)
 {
+    XRFConnectionOpenParam param;
+    XString strServerPath;
+    if (ParseRFPath(pszName, param, strServerPath)) {
+        RemoteRemove(param, strServerPath);
+        return;
+    }
     if (!XfnSysRemove(pszName))
         ThrowLastError(XString(pszName));
 }
 
 void XFile::Rename(const char* pszOldName, const char* pszNewName)
 {
+    XRFConnectionOpenParam param;
+    XString strServerPath;
+    if (ParseRFPath(pszOldName, param, strServerPath) || ParseRFPath(pszNewName, param, strServerPath)) {
+        RemoteRename(pszOldName, pszNewName);
+        return;
+    }
     if (!XfnSysRename(pszOldName, pszNewName))
         ThrowLastError(XString(pszNewName));
 }
 
 void XFile::SetStatus(const char* pszName, const XFileStatus& status)
 {
+    XRFConnectionOpenParam param;
+    XString strServerPath;
+    if (ParseRFPath(pszName, param, strServerPath)) {
+        RemoteSetStatus(param, strServerPath, status);
+        return;
+    }
     const XString strName(pszName);
     DWORD nPresent;
     if (!XfnSysGetAttributes(pszName, nPresent))

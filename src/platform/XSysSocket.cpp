@@ -4,6 +4,7 @@
 
 #include <arpa/inet.h>
 #include <cerrno>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
@@ -148,4 +149,22 @@ uint32_t XfnSysSocketClose(XSysSocket s)
     if (close(Fd(s)) != 0)
         return XfnWinsockErrorFromErrno(errno);
     return 0;
+}
+
+uint32_t XfnSysSocketShutdown(XSysSocket s)
+{
+    if (shutdown(Fd(s), SHUT_RDWR) != 0 && errno != ENOTCONN)
+        return XfnWinsockErrorFromErrno(errno);
+    return 0;
+}
+
+XSysSocket XfnSysSocketDuplicate(XSysSocket s, uint32_t& nError)
+{
+    int fd = fcntl(Fd(s), F_DUPFD_CLOEXEC, 0);
+    if (fd < 0) {
+        nError = XfnWinsockErrorFromErrno(errno);
+        return XSYS_INVALID_SOCKET;
+    }
+    nError = 0;
+    return fd;
 }

@@ -25,6 +25,13 @@ uint32_t XfnSysSocketSetNoDelay(XSysSocket s, bool bNoDelay);
 long XfnSysSocketSend(XSysSocket s, const void* pData, size_t nSize, uint32_t& nError);
 long XfnSysSocketRecv(XSysSocket s, void* pData, size_t nSize, uint32_t& nError);
 uint32_t XfnSysSocketClose(XSysSocket s);
+// Ends the connection in both directions for every descriptor that shares
+// it, without closing this one; a socket that was never connected is no
+// error.
+uint32_t XfnSysSocketShutdown(XSysSocket s);
+// A second descriptor on the same connection, closed on its own; or
+// XSYS_INVALID_SOCKET with the error in nError.
+XSysSocket XfnSysSocketDuplicate(XSysSocket s, uint32_t& nError);
 
 // The listening side, for programs that play a server to the client in tests
 // and benchmarks: listens on a dotted-quad address (port 0 picks a free one,

@@ -13,7 +13,8 @@
 #include "KVDbase/platform/Export.h"
 #include "KVDbase/platform/Win32Types.h"
 
-struct XRFConnectionOpenParam;
+class XRFConnectionOpenParam;
+class XRFConnectionPool;
 
 // What GetStatus reports and SetStatus applies. Zeroing it clears it.
 struct XFileStatus {
@@ -94,10 +95,20 @@ public:
     static void Remove(const char* pszName);
     static void SetStatus(const char* pszName, const XFileStatus& status);
 
+    // Remote access: XRFInit opens the process's connection pool and
+    // XRFClean closes it when the calls pair up (counted atomically, so that
+    // several modules may each call both). Nothing in the library calls
+    // them. Without a pool every remote operation fails with "The remote file
+    // connection doesn't exist".
+    static void XRFInit();
+    static void XRFClean();
+    static XRFConnectionPool* GetRFConnectionPool();
+
     // The name used in exceptions of a remote file: scheme, host, one
     // backslash and the server path; never the credentials.
     XString GetRFName() const;
-    // Copies nothing and answers 0.
+    // Copies nothing and answers 0, on a local file and a remote one alike;
+    // pParam is left as it was.
     int GetXRFConnectionInfo(XRFConnectionOpenParam* pParam);
 
     int hFile;         // a file descriptor or a remote handle; -1 when closed
@@ -114,13 +125,25 @@ protected:
     XString strRFPassword;
     int bRemote;
     XRFConnectionOpenParam* pRFParam; // owned; null for a local file
-    XString strRFKey;
+    mutable XString strRFKey; // filled by the first remote call that fetches a connection
     int64_t nRFPosition;
     int64_t nRFLength;
 
 private:
     void InitRemoteMembers();
+    // A zero creation or access time takes the time of the last write.
+    static void FillTimes(XFileStatus& status, const _FILETIME& ftCreation, const _FILETIME& ftAccess,
+                          const _FILETIME& ftWrite);
+    // Takes a path of the remote form apart (the scheme, then
+    // user:password@host[:port], a backslash and the server path): false
+    // when it is a local path. param gets host, port, user and password over
+    // its defaults.
+    static bool ParseRFPath(const char* pszPath, XRFConnectionOpenParam& param, XString& strServerPath);
     // The remote branches of the operations (XFileRemote.cpp).
+    int RemoteOpen(const char* pszPath, const XRFConnectionOpenParam& parsed, const XString& strServerPath,
+                   DWORD nAccess, DWORD nShare, SECURITY_ATTRIBUTES* pSecurity, DWORD nDisposition,
+                   XFileException* pError);
+    void CheckRemote() const;
     int64_t RemoteSeek(int64_t nOffset, unsigned int nFrom);
     unsigned int RemoteRead(void* pBuffer, unsigned int nCount);
     DWORD RemoteWrite(const void* pBuffer, unsigned int nCount);
@@ -130,4 +153,9 @@ private:
     void RemoteCloseHandle();
     XFile* RemoteDuplicate() const;
     int RemoteGetStatus(XFileStatus& status) const;
+    static int RemoteGetStatus(XRFConnectionOpenParam& param, const XString& strServerPath, XFileStatus& status);
+    static void RemoteRemove(XRFConnectionOpenParam& param, const XString& strServerPath);
+    static void RemoteRename(const char* pszOldName, const char* pszNewName);
+    static void RemoteSetStatus(XRFConnectionOpenParam& param, const XString& strServerPath,
+                                const XFileStatus& status);
 };
