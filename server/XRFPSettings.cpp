@@ -46,6 +46,18 @@ bool IsSwitch(const std::string& strName)
     return strName == "verbose" || strName == "throwaway";
 }
 
+bool IsKnown(const std::string& strName)
+{
+    static const char* const kNames[] = {"listen", "port", "port-file", "key-file", "key-bits", "users", "user",
+                                         "throwaway", "max-connections", "max-handles", "idle-timeout",
+                                         "handle-linger", "max-read", "max-block", "max-list-items", "verbose",
+                                         "config"};
+    for (const char* pszName : kNames)
+        if (strName == pszName)
+            return true;
+    return false;
+}
+
 } // namespace
 
 bool XfnRFPApplySetting(tagXRFPSettings& settings, const std::string& strName, const std::string& strValue,
@@ -155,13 +167,20 @@ bool XfnRFPParseArguments(const std::vector<std::string>& vecArgs, tagXRFPSettin
         if (nEquals != std::string::npos) {
             strValue = strName.substr(nEquals + 1);
             strName.erase(nEquals);
-        } else if (IsSwitch(strName)) {
-            strValue = "on";
-        } else if (i + 1 < vecArgs.size()) {
-            strValue = vecArgs[++i];
-        } else {
-            strError = "--" + strName + " needs a value";
+        }
+        if (!IsKnown(strName)) {
+            strError = "unknown setting " + strName;
             return false;
+        }
+        if (nEquals == std::string::npos) {
+            if (IsSwitch(strName)) {
+                strValue = "on";
+            } else if (i + 1 < vecArgs.size()) {
+                strValue = vecArgs[++i];
+            } else {
+                strError = "--" + strName + " needs a value";
+                return false;
+            }
         }
         vecFlags.emplace_back(strName, strValue);
     }

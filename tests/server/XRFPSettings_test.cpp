@@ -58,7 +58,8 @@ TEST_F(XRFPSettingsFiles, FlagsOverrideTheConfigFile)
 
     EXPECT_FALSE(XfnRFPParseArguments({"--port", "70000"}, settings, strError));
     EXPECT_FALSE(XfnRFPParseArguments({"--key-bits", "4096"}, settings, strError)) << "too long for the greeting";
-    EXPECT_FALSE(XfnRFPParseArguments({"--no-such-flag", "1"}, settings, strError));
+    EXPECT_FALSE(XfnRFPParseArguments({"--no-such-flag"}, settings, strError));
+    EXPECT_EQ(strError, "unknown setting no-such-flag");
     EXPECT_FALSE(XfnRFPParseArguments({"--port"}, settings, strError));
     EXPECT_FALSE(XfnRFPParseArguments({"stray"}, settings, strError));
     std::ofstream(dir / "bad.conf") << "port = 1\nmax-read = lots\n";
