@@ -1,7 +1,8 @@
 // Events under one process-wide mutex. The state of every event changes only
 // under it, which makes a wait for several events at once (all of them, or
-// the first of them) a plain test of flags. A waiting thread registers its
-// own condition variable with each event it waits on; Set wakes just those.
+// the first of them) a plain test of flags. A waiting thread registers itself
+// with each event it waits on; Set wakes only the waiters whose condition it
+// may have met, so a wait for all of several events wakes once, at the end.
 #include "platform/XSysEvent.h"
 
 #include <algorithm>
@@ -13,10 +14,20 @@
 
 namespace {
 
+struct XSysWaiter;
+
 struct XSysEventState {
     bool bManualReset = false;
     bool bSignalled = false;
-    std::vector<std::condition_variable*> waiters;
+    std::vector<XSysWaiter*> waiters;
+};
+
+// One thread's wait, on the waiting thread's stack while it sleeps.
+struct XSysWaiter {
+    std::condition_variable cvWake;
+    int nCount;
+    const HANDLE* phEvents;
+    bool bWaitAll;
 };
 
 std::mutex& EventMutex()
@@ -28,6 +39,15 @@ std::mutex& EventMutex()
 XSysEventState* StateOf(HANDLE h)
 {
     return static_cast<XSysEventState*>(h);
+}
+
+// True when every event of the waiter's list is set; the mutex is held.
+bool AllSignalled(const XSysWaiter* pWaiter)
+{
+    for (int i = 0; i < pWaiter->nCount; ++i)
+        if (!StateOf(pWaiter->phEvents[i])->bSignalled)
+            return false;
+    return true;
 }
 
 // Tests the wait's condition and, when it holds, takes the events it
@@ -80,8 +100,9 @@ bool XfnSysSetEvent(HANDLE hEvent)
         return false;
     std::lock_guard<std::mutex> lock(EventMutex());
     pEvent->bSignalled = true;
-    for (std::condition_variable* pWaiter : pEvent->waiters)
-        pWaiter->notify_one();
+    for (XSysWaiter* pWaiter : pEvent->waiters)
+        if (!pWaiter->bWaitAll || AllSignalled(pWaiter))
+            pWaiter->cvWake.notify_one();
     return true;
 }
 
@@ -104,22 +125,25 @@ DWORD XfnSysWaitForEvents(int nCount, const HANDLE* phEvents, bool bWaitAll, DWO
             return XSYS_WAIT_FAILED;
 
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(nTimeout);
-    std::condition_variable cvWake;
+    XSysWaiter waiter;
+    waiter.nCount = nCount;
+    waiter.phEvents = phEvents;
+    waiter.bWaitAll = bWaitAll;
     std::unique_lock<std::mutex> lock(EventMutex());
     DWORD nResult = XSYS_WAIT_TIMEOUT;
     while (!TryTake(nCount, phEvents, bWaitAll, nResult)) {
         if (nTimeout == 0)
             return XSYS_WAIT_TIMEOUT;
         for (int i = 0; i < nCount; ++i)
-            StateOf(phEvents[i])->waiters.push_back(&cvWake);
+            StateOf(phEvents[i])->waiters.push_back(&waiter);
         bool bTimedOut = false;
         if (nTimeout == XSYS_WAIT_INFINITE)
-            cvWake.wait(lock);
+            waiter.cvWake.wait(lock);
         else
-            bTimedOut = cvWake.wait_until(lock, deadline) == std::cv_status::timeout;
+            bTimedOut = waiter.cvWake.wait_until(lock, deadline) == std::cv_status::timeout;
         for (int i = 0; i < nCount; ++i) {
-            std::vector<std::condition_variable*>& waiters = StateOf(phEvents[i])->waiters;
-            waiters.erase(std::find(waiters.begin(), waiters.end(), &cvWake));
+            std::vector<XSysWaiter*>& waiters = StateOf(phEvents[i])->waiters;
+            waiters.erase(std::find(waiters.begin(), waiters.end(), &waiter));
         }
         if (bTimedOut)
             return TryTake(nCount, phEvents, bWaitAll, nResult) ? nResult : XSYS_WAIT_TIMEOUT;
