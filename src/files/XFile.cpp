@@ -4,6 +4,7 @@
 #include "KVDbase/files/XPath.h"
 #include "KVDbase/remote/XRFConnection.h"
 #include "platform/XSysError.h"
+#include "remote/XRFPath.h"
 #include "platform/XSysFile.h"
 
 #include <cstring>
@@ -125,7 +126,7 @@ int XFile::Open(const char* pszPath, unsigned int nFlags, XFileException* pError
 
     XRFConnectionOpenParam parsed;
     XString strServerPath;
-    if (ParseRFPath(pszPath, parsed, strServerPath))
+    if (XfnRFParsePath(pszPath, parsed, strServerPath))
         return RemoteOpen(pszPath, parsed, strServerPath, nAccess, nShare, &sa, nDisposition, pError);
     bRemote = 0;
 
@@ -360,7 +361,7 @@ int XFile::GetStatus(const char* pszPath, XFileStatus& status)
     }
     XRFConnectionOpenParam param;
     XString strServerPath;
-    if (ParseRFPath(pszPath, param, strServerPath))
+    if (XfnRFParsePath(pszPath, param, strServerPath))
         return RemoteGetStatus(param, strServerPath, status);
     WIN32_FIND_DATAA data;
     if (!XfnSysFindFirst(pszPath, data))
@@ -375,7 +376,7 @@ void XFile::Remove(const char* pszName)
 {
     XRFConnectionOpenParam param;
     XString strServerPath;
-    if (ParseRFPath(pszName, param, strServerPath)) {
+    if (XfnRFParsePath(pszName, param, strServerPath)) {
         RemoteRemove(param, strServerPath);
         return;
     }
@@ -387,7 +388,7 @@ void XFile::Rename(const char* pszOldName, const char* pszNewName)
 {
     XRFConnectionOpenParam param;
     XString strServerPath;
-    if (ParseRFPath(pszOldName, param, strServerPath) || ParseRFPath(pszNewName, param, strServerPath)) {
+    if (XfnRFParsePath(pszOldName, param, strServerPath) || XfnRFParsePath(pszNewName, param, strServerPath)) {
         RemoteRename(pszOldName, pszNewName);
         return;
     }
@@ -399,7 +400,7 @@ void XFile::SetStatus(const char* pszName, const XFileStatus& status)
 {
     XRFConnectionOpenParam param;
     XString strServerPath;
-    if (ParseRFPath(pszName, param, strServerPath)) {
+    if (XfnRFParsePath(pszName, param, strServerPath)) {
         RemoteSetStatus(param, strServerPath, status);
         return;
     }

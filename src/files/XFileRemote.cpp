@@ -11,37 +11,27 @@
 #include "KVDbase/platform/XCriticalSection.h"
 #include "KVDbase/remote/XRFConnectionPool.h"
 #include "KVDbase/remote/XRFFile.h"
+#include "KVDbase/remote/XRFWire.h"
+#include "remote/XRFPath.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 
 namespace {
 
-// The scheme of remote paths, seven bytes.
-const char kRemoteScheme[] = "xrfp:\\\\";
-const size_t kSchemeLength = 7;
-const DWORD kNoConnection = XfnMakeErrorCode(0, 1, 29);
+const char* const kRemoteScheme = XRF_PATH_SCHEME;
 // Reads are asked for in slices of this size, writes offered in them.
 const unsigned int kSlice = 0x40000;
 // Rename's copy between servers, or between local and remote, goes in
 // blocks of one write packet.
 const unsigned int kCopyBlock = 131072;
-// Longest port text: five digits. A longer one is no port, and the path is
-// then local.
-const int kMaxPortDigits = 5;
 
 // The process's pool, the lock that guards the pointer (not the pool's
 // contents) and the count of XRFInit calls not yet paired by XRFClean.
 XRFConnectionPool* g_pRFPool = nullptr;
 XCriticalSection g_csRFPool;
 volatile int32_t g_nRFInitCount = 0;
-
-bool IsFieldChar(char ch)
-{
-    return (ch >= '0' && ch <= '9') || (ch >= 'a' && ch <= 'z') || (ch >= 'A' && ch <= 'Z');
-}
 
 // The name of a remote file in exceptions of the static operations: scheme,
 // host, one backslash and the server path, in a 300-byte buffer.
@@ -81,53 +71,6 @@ XRFConnectionPool* XFile::GetRFConnectionPool()
 }
 
 // ---- Paths --------------------------------------------------------------------
-
-bool XFile::ParseRFPath(const char* pszPath, XRFConnectionOpenParam& param, XString& strServerPath)
-{
-    if (pszPath == nullptr || std::strncmp(pszPath, kRemoteScheme, kSchemeLength) != 0)
-        return false;
-    const char* p = pszPath + kSchemeLength;
-
-    const char* pUser = p;
-    while (IsFieldChar(*p))
-        ++p;
-    if (p == pUser || *p != ':')
-        return false;
-    XString strUser(pUser, static_cast<int>(p - pUser));
-
-    const char* pPassword = ++p;
-    while (IsFieldChar(*p))
-        ++p;
-    if (p == pPassword || *p != '@')
-        return false;
-    XString strPassword(pPassword, static_cast<int>(p - pPassword));
-
-    const char* pHost = ++p;
-    while (IsFieldChar(*p) || *p == '.')
-        ++p;
-    if (p == pHost || (*p != ':' && *p != '\\'))
-        return false;
-    XString strHost(pHost, static_cast<int>(p - pHost));
-
-    WORD nPort = XRFConnectionOpenParam::defaultPort;
-    if (*p == ':') {
-        const char* pPort = ++p;
-        while (*p >= '0' && *p <= '9')
-            ++p;
-        if (p == pPort || *p != '\\' || p - pPort > kMaxPortDigits)
-            return false;
-        // Read as a number and cut to 16 bits: "70000" is port 4464.
-        nPort = static_cast<WORD>(std::atoi(XString(pPort, static_cast<int>(p - pPort))));
-    }
-
-    param.Reset();
-    param.strHost = strHost;
-    param.nPort = nPort;
-    param.strUser = strUser;
-    param.strPassword = strPassword;
-    strServerPath = p + 1;
-    return true;
-}
 
 XString XFile::GetRFName() const
 {
@@ -184,7 +127,7 @@ int XFile::RemoteOpen(const char* pszPath, const XRFConnectionOpenParam& parsed,
 void XFile::CheckRemote() const
 {
     if (pRFParam == nullptr)
-        XFileException::ThrowError(kNoConnection, GetRFName());
+        XFileException::ThrowError(XRF_ERROR_NO_CONNECTION, GetRFName());
 }
 
 int64_t XFile::RemoteSeek(int64_t nOffset, unsigned int nFrom)
@@ -343,8 +286,8 @@ void XFile::RemoteRename(const char* pszOldName, const char* pszNewName)
 {
     XRFConnectionOpenParam oldParam, newParam;
     XString strOldPath, strNewPath;
-    const bool bOldRemote = ParseRFPath(pszOldName, oldParam, strOldPath);
-    const bool bNewRemote = ParseRFPath(pszNewName, newParam, strNewPath);
+    const bool bOldRemote = XfnRFParsePath(pszOldName, oldParam, strOldPath);
+    const bool bNewRemote = XfnRFParsePath(pszNewName, newParam, strNewPath);
 
     // One server and one login (the password aside): the server moves it.
     if (bOldRemote && bNewRemote && oldParam.strHost == newParam.strHost && oldParam.strUser == newParam.strUser &&

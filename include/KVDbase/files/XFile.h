@@ -134,11 +134,6 @@ private:
     // A zero creation or access time takes the time of the last write.
     static void FillTimes(XFileStatus& status, const _FILETIME& ftCreation, const _FILETIME& ftAccess,
                           const _FILETIME& ftWrite);
-    // Takes a path of the remote form apart (the scheme, then
-    // user:password@host[:port], a backslash and the server path): false
-    // when it is a local path. param gets host, port, user and password over
-    // its defaults.
-    static bool ParseRFPath(const char* pszPath, XRFConnectionOpenParam& param, XString& strServerPath);
     // The remote branches of the operations (XFileRemote.cpp).
     int RemoteOpen(const char* pszPath, const XRFConnectionOpenParam& parsed, const XString& strServerPath,
                    DWORD nAccess, DWORD nShare, SECURITY_ATTRIBUTES* pSecurity, DWORD nDisposition,

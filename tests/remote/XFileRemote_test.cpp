@@ -1,0 +1,449 @@
+// XFile on paths of the remote form, end to end against the project's
+// server on loopback: every operation, the static ones, renames between
+// local and remote files and between servers, an archive and a tiled raster
+// on a remote file, many threads on one pool, refused logins, and a server
+// that stops in the middle of a read and comes back.
+
+#include <gtest/gtest.h>
+
+#include "KVDbase/collections/XArray.h"
+#include "KVDbase/collections/XMap.h"
+#include "KVDbase/core/XArchive.h"
+#include "KVDbase/raster/XTB.h"
+#include "KVDbase/remote/XRFConnectionPool.h"
+#include "remote/XRFTestServer.h"
+
+#include <atomic>
+#include <chrono>
+
+#if XRF_TEST_WITH_SERVER
+
+using namespace xrftest;
+
+namespace {
+
+std::vector<BYTE> Pattern(size_t nSize, unsigned int nSeed)
+{
+    std::vector<BYTE> vecData(nSize);
+    uint32_t n = nSeed * 2654435761u + 1;
+    for (BYTE& b : vecData) {
+        n = n * 1103515245u + 12345u;
+        b = static_cast<BYTE>(n >> 16);
+    }
+    return vecData;
+}
+
+std::string Bytes(const std::vector<BYTE>& vecData)
+{
+    return std::string(vecData.begin(), vecData.end());
+}
+
+// The code of the XFileException that f throws, or ~0 when it throws none.
+template <class F>
+DWORD ThrownCode(F f, XString* pName = nullptr)
+{
+    try {
+        f();
+    } catch (const XFileException& e) {
+        if (pName)
+            *pName = e.GetFileName();
+        return e.GetErrCode();
+    }
+    return ~0u;
+}
+
+class XFileRemoteTest : public ::testing::Test {
+protected:
+    TestServer server;
+    PoolScope pool;
+};
+
+TEST_F(XFileRemoteTest, EveryOperationOfAnOpenFile)
+{
+    const std::string strPath = server.Path("dir\\data.bin");
+    fs::create_directories(server.Root() / "dir");
+    XFile file;
+    XFileException error;
+    ASSERT_TRUE(file.Open(strPath.c_str(), XFile::flagReadWrite | XFile::flagShareDenyNone | XFile::flagCreate, &error))
+        << error.GetErrCode();
+    EXPECT_EQ(file.GetLength(), 0);
+    EXPECT_STREQ(file.GetFilePath(), strPath.c_str());
+    EXPECT_STREQ(file.GetFileName(), strPath.c_str());
+    EXPECT_STREQ(file.GetFileTitle(), "data.bin");
+    EXPECT_STREQ(file.GetRFName(), "xrfp:\\\\127.0.0.1\\dir\\data.bin");
+
+    // More than one read slice and one write packet at a time.
+    std::vector<BYTE> vecData = Pattern(700001, 1);
+    file.Write(vecData.data(), static_cast<unsigned int>(vecData.size()));
+    EXPECT_EQ(file.GetPosition(), 700001);
+    EXPECT_EQ(file.GetLength(), 700001);
+    file.Flush();
+    EXPECT_EQ(ReadBytes(server.Root() / "dir" / "data.bin"), Bytes(vecData));
+
+    // From the end a positive offset moves back.
+    EXPECT_EQ(file.Seek(10, XFile::end), 700001 - 10);
+    EXPECT_EQ(file.Seek(-5, XFile::current), 700001 - 15);
+    std::vector<BYTE> vecBack(100, 0);
+    EXPECT_EQ(file.Read(vecBack.data(), 100), 15u);
+    EXPECT_TRUE(std::equal(vecBack.begin(), vecBack.begin() + 15, vecData.end() - 15));
+    EXPECT_EQ(file.Read(vecBack.data(), 100), 0u);
+    EXPECT_EQ(file.Read(vecBack.data(), 0), 0u);
+    file.SeekToBegin();
+    vecBack.assign(vecData.size(), 0);
+    EXPECT_EQ(file.Read(vecBack.data(), static_cast<unsigned int>(vecBack.size())), vecData.size());
+    EXPECT_EQ(vecBack, vecData);
+
+    // Records locks mean nothing remotely.
+    file.LockRange(0, 10);
+    file.UnlockRange(0, 10);
+
+    // The server ends the file where its last transfer left it, whatever
+    // length was asked for.
+    file.Seek(1000, XFile::begin);
+    file.Read(vecBack.data(), 24);
+    file.SetLength(5);
+    EXPECT_EQ(file.GetPosition(), 5);
+    EXPECT_EQ(file.GetLength(), 1024);
+
+    XFileStatus status;
+    ASSERT_EQ(file.GetStatus(status), 1);
+    EXPECT_EQ(status.nSize, 700001);  // the length known to the client
+    EXPECT_EQ(status.nAttribute, 0x80);
+    EXPECT_STREQ(status.szFullPath, strPath.c_str());
+    EXPECT_GT(status.timeModified.GetTime(), 0);
+
+    // A duplicate is a new handle, for reading, at position 0.
+    std::unique_ptr<XFile> pCopy(file.Duplicate());
+    EXPECT_EQ(pCopy->GetPosition(), 0);
+    EXPECT_EQ(pCopy->Read(vecBack.data(), 4), 4u);
+    EXPECT_TRUE(std::equal(vecBack.begin(), vecBack.begin() + 4, vecData.begin()));
+    EXPECT_NE(ThrownCode([&] { pCopy->Write("x", 1); }), ~0u);
+    EXPECT_NE(static_cast<int>(*pCopy), static_cast<int>(file));
+
+    XRFConnectionOpenParam param;
+    param.strHost = "left alone";
+    EXPECT_EQ(file.GetXRFConnectionInfo(&param), 0);
+    EXPECT_STREQ(param.strHost, "left alone");
+
+    // After Close only the closed-object answers remain, and the remote
+    // operations say that no connection exists.
+    file.Close();
+    ASSERT_EQ(file.GetStatus(status), 1);
+    EXPECT_STREQ(status.szFullPath, "");
+    XString strName;
+    EXPECT_EQ(ThrownCode([&] { file.Read(vecBack.data(), 1); }, &strName), 0x2001001Du);
+    EXPECT_STREQ(strName, "xrfp:\\\\127.0.0.1\\dir\\data.bin");
+    EXPECT_EQ(ThrownCode([&] { file.GetPosition(); }), 0x2001001Du);
+    file.Flush();  // nothing open, nothing to do
+
+    // The same object opened on a local path is local again.
+    fs::path local = server.Root().parent_path() / "local.bin";
+    ASSERT_TRUE(file.Open(local.string().c_str(), XFile::flagWrite | XFile::flagCreate));
+    file.Write("abc", 3);
+    EXPECT_EQ(file.GetPosition(), 3);
+    file.Close();
+    EXPECT_EQ(XFile::GetRFConnectionPool()->GetGroupCount(), 1);
+}
+
+TEST_F(XFileRemoteTest, FailedOpensAndAbort)
+{
+    XFile file;
+    XFileException error;
+    EXPECT_FALSE(file.Open(server.Path("missing.bin").c_str(), XFile::flagRead, &error));
+    EXPECT_EQ(error.GetErrCode(), 2u);
+    EXPECT_STREQ(error.GetFileName(), "xrfp:\\\\127.0.0.1\\missing.bin");
+    // The constructor throws what Open reported.
+    XString strName;
+    EXPECT_EQ(ThrownCode([&] { XFile bad(server.Path("missing.bin", "bob:wrong").c_str(), XFile::flagRead); },
+                         &strName),
+              0x20010011u);
+    EXPECT_STREQ(strName, "xrfp:\\\\127.0.0.1\\missing.bin");
+    // Without an exception to report to, a failed open answers true and
+    // leaves the object closed.
+    EXPECT_TRUE(file.Open(server.Path("missing.bin").c_str(), XFile::flagRead));
+    EXPECT_EQ(static_cast<int>(file), -1);
+    // A path too long for the protocol is refused before it is sent.
+    EXPECT_FALSE(file.Open(server.Path(std::string(300, 'n')).c_str(), XFile::flagRead, &error));
+    EXPECT_EQ(error.GetErrCode(), 0x2001001Fu);
+
+    ASSERT_TRUE(file.Open(server.Path("abort.bin").c_str(), XFile::flagWrite | XFile::flagCreate, &error));
+    file.Write("12345", 5);
+    file.Abort();
+    EXPECT_EQ(static_cast<int>(file), -1);
+    EXPECT_STREQ(file.GetFilePath(), "");
+    EXPECT_EQ(ReadBytes(server.Root() / "abort.bin"), "12345");
+}
+
+TEST_F(XFileRemoteTest, StaticStatusRemoveAndSetStatus)
+{
+    WriteBytes(server.Root() / "s.txt", "status");
+    const std::string strPath = server.Path("s.txt");
+    XFileStatus status{};
+    ASSERT_EQ(XFile::GetStatus(strPath.c_str(), status), 1);
+    EXPECT_EQ(status.nSize, 6);
+    EXPECT_EQ(status.nAttribute, 0x80 & 0x7F);
+    EXPECT_EQ(XFile::GetStatus(server.Path("none.txt").c_str(), status), 0);
+
+    // All three times: written, and the attribute change that follows
+    // succeeds and is reported as an exception with code 0.
+    XFileStatus wanted{};
+    wanted.timeModified = XTime(2001, 2, 3, 4, 5, 6);
+    wanted.timeAccessed = wanted.timeModified;
+    wanted.timeCreated = wanted.timeModified;
+    wanted.nAttribute = FILE_ATTRIBUTE_READONLY;
+    EXPECT_EQ(ThrownCode([&] { XFile::SetStatus(strPath.c_str(), wanted); }), 0u);
+    ASSERT_EQ(XFile::GetStatus(strPath.c_str(), status), 1);
+    EXPECT_EQ(status.timeModified.GetTime(), wanted.timeModified.GetTime());
+    EXPECT_EQ(status.nAttribute, FILE_ATTRIBUTE_READONLY);
+    // Unchanged attributes and all times: no exception.
+    EXPECT_EQ(ThrownCode([&] { XFile::SetStatus(strPath.c_str(), wanted); }), ~0u);
+    // One time missing: nothing is sent for the times, and code 0 again.
+    wanted.timeAccessed = XTime();
+    EXPECT_EQ(ThrownCode([&] { XFile::SetStatus(strPath.c_str(), wanted); }), 0u);
+    wanted.nAttribute = 0x80;
+    wanted.timeModified = XTime();
+    EXPECT_EQ(ThrownCode([&] { XFile::SetStatus(strPath.c_str(), wanted); }), ~0u);
+    EXPECT_EQ(XFile::GetStatus(strPath.c_str(), status), 1);
+    EXPECT_EQ(status.nAttribute, 0x80 & 0x7F);
+
+    XFile::Remove(strPath.c_str());
+    EXPECT_FALSE(fs::exists(server.Root() / "s.txt"));
+    XString strName;
+    EXPECT_EQ(ThrownCode([&] { XFile::Remove(strPath.c_str()); }, &strName), 2u);
+    EXPECT_STREQ(strName, "xrfp:\\\\127.0.0.1\\s.txt");
+    EXPECT_NE(ThrownCode([&] { XFile::SetStatus(strPath.c_str(), wanted); }), ~0u);
+}
+
+TEST_F(XFileRemoteTest, RenameBetweenLocalRemoteAndServers)
+{
+    fs::path localDir = ScratchDir("local");
+    std::vector<BYTE> vecData = Pattern(300000, 2);
+    WriteBytes(localDir / "a.bin", Bytes(vecData));
+
+    // Local to remote: copied and the source removed.
+    XFile::Rename((localDir / "a.bin").string().c_str(), server.Path("a.bin").c_str());
+    EXPECT_FALSE(fs::exists(localDir / "a.bin"));
+    EXPECT_EQ(ReadBytes(server.Root() / "a.bin"), Bytes(vecData));
+
+    // To another server, then back to a local file.
+    TestServer other;
+    XFile::Rename(server.Path("a.bin").c_str(), other.Path("b.bin", "bob:secret2").c_str());
+    EXPECT_FALSE(fs::exists(server.Root() / "a.bin"));
+    EXPECT_EQ(ReadBytes(other.Root("bob") / "b.bin"), Bytes(vecData));
+    XFile::Rename(other.Path("b.bin", "bob:secret2").c_str(), (localDir / "c.bin").string().c_str());
+    EXPECT_EQ(ReadBytes(localDir / "c.bin"), Bytes(vecData));
+    EXPECT_FALSE(fs::exists(other.Root("bob") / "b.bin"));
+
+    // On one server the server moves it, whatever the new name's password:
+    // a directory, which no copy could take.
+    fs::create_directories(server.Root() / "d1");
+    XFile::Rename(server.Path("d1").c_str(), server.Path("d2", "alice:other").c_str());
+    EXPECT_TRUE(fs::is_directory(server.Root() / "d2"));
+    XString strName;
+    EXPECT_EQ(ThrownCode([&] { XFile::Rename(server.Path("d1").c_str(), server.Path("d3").c_str()); }, &strName),
+              2u);
+    EXPECT_STREQ(strName, "xrfp:\\\\127.0.0.1\\d3");
+    // A source that cannot be opened stops a copy before anything is made.
+    EXPECT_EQ(ThrownCode([&] { XFile::Rename(server.Path("none").c_str(), (localDir / "x").string().c_str()); }), 2u);
+    EXPECT_FALSE(fs::exists(localDir / "x"));
+    fs::remove_all(localDir);
+}
+
+TEST_F(XFileRemoteTest, AnArchiveObjectGraphOnARemoteFile)
+{
+    XStringArray shared;
+    shared.Add("shared");
+    shared.Add(XString('s', 5000));
+    XDWordArray numbers;
+    numbers.SetSize(300000);
+    for (int i = 0; i < numbers.GetSize(); ++i)
+        numbers.SetAt(i, static_cast<DWORD>(i) * 2654435761u);
+    XMapStringToOb names;
+    names["first"] = &shared;
+    names["second"] = &numbers;
+    XObArray graph;
+    graph.Add(&shared);
+    graph.Add(&numbers);
+    graph.Add(&names);
+    graph.Add(&shared);
+
+    const std::string strPath = server.Path("graph.arc");
+    {
+        XFile file(strPath.c_str(), XFile::flagWrite | XFile::flagCreate);
+        XArchive ar(&file, XArchive::store);
+        ar << &graph;
+        ar.Close();
+    }
+    XFile file(strPath.c_str(), XFile::flagRead);
+    XArchive ar(&file, XArchive::load);
+    XObArray* pGraph = nullptr;
+    ar >> pGraph;
+    ar.Close();
+    ASSERT_NE(pGraph, nullptr);
+    ASSERT_EQ(pGraph->GetSize(), 4);
+    XStringArray* pShared = static_cast<XStringArray*>(pGraph->GetAt(0));
+    XDWordArray* pNumbers = static_cast<XDWordArray*>(pGraph->GetAt(1));
+    XMapStringToOb* pNames = static_cast<XMapStringToOb*>(pGraph->GetAt(2));
+    EXPECT_EQ(pGraph->GetAt(3), pShared);
+    EXPECT_STREQ(pShared->GetAt(0), "shared");
+    EXPECT_EQ(pShared->GetAt(1), XString('s', 5000));
+    ASSERT_EQ(pNumbers->GetSize(), 300000);
+    EXPECT_EQ(pNumbers->GetAt(299999), 299999u * 2654435761u);
+    XObject* pFound = nullptr;
+    ASSERT_TRUE(pNames->Lookup("second", pFound));
+    EXPECT_EQ(pFound, pNumbers);
+    EXPECT_EQ(file.GetPosition(), file.GetLength());
+    delete pShared;
+    delete pNumbers;
+    delete pNames;
+    delete pGraph;
+}
+
+TEST_F(XFileRemoteTest, ATiledRasterOnARemoteFile)
+{
+    const int nWidth = 300, nHeight = 200, nPixel = 2;
+    std::vector<BYTE> vecRaster = Pattern(static_cast<size_t>(nWidth) * nHeight * nPixel, 3);
+    const std::string strPath = server.Path("raster.xtb");
+    {
+        XFile file(strPath.c_str(), XFile::flagReadWrite | XFile::flagCreate);
+        XTB tb;
+        ASSERT_EQ(tb.Set(&file, 64, nWidth, nHeight, nPixel, 64, 48), 1);
+        ASSERT_EQ(tb.WriteSubset(vecRaster.data(), 0, nWidth - 1, 0, nHeight - 1), 1);
+        EXPECT_EQ(file.GetLength(), 64 + static_cast<int64_t>(vecRaster.size()));
+    }
+    // Read back a window across tile edges, remotely and from the bytes as
+    // the server stored them.
+    std::vector<BYTE> vecStored(fs::file_size(server.Root() / "raster.xtb"));
+    ASSERT_EQ(vecStored.size(), 64 + vecRaster.size());
+    XFile remote(strPath.c_str(), XFile::flagRead);
+    XTB tbRemote;
+    ASSERT_EQ(tbRemote.Set(&remote, 64, nWidth, nHeight, nPixel, 64, 48), 1);
+    const int x0 = 50, x1 = 170, y0 = 40, y1 = 150;
+    std::vector<BYTE> vecWindow(static_cast<size_t>(x1 - x0 + 1) * (y1 - y0 + 1) * nPixel);
+    ASSERT_EQ(tbRemote.ReadSubset(vecWindow.data(), x0, x1, y0, y1), 1);
+    for (int y = y0; y <= y1; ++y)
+        for (int x = x0; x <= x1; ++x)
+            for (int b = 0; b < nPixel; ++b)
+                ASSERT_EQ(vecWindow[((y - y0) * (x1 - x0 + 1) + (x - x0)) * nPixel + b],
+                          vecRaster[(y * nWidth + x) * nPixel + b])
+                    << x << "," << y;
+    // Tile (1, 1) starts after the first tile row and one tile.
+    int64_t nOffset = 0;
+    int nSize = 0, nTileWidth = 0, nTileHeight = 0;
+    ASSERT_EQ(tbRemote.GetTileInfo(1, 1, nOffset, nSize, nTileWidth, nTileHeight), 1);
+    std::string strStored = ReadBytes(server.Root() / "raster.xtb");
+    EXPECT_EQ(std::memcmp(strStored.data() + 64 + nOffset, &vecRaster[(48 * nWidth + 64) * nPixel], 64 * nPixel), 0);
+}
+
+TEST_F(XFileRemoteTest, SixteenThreadsShareOnePool)
+{
+    std::atomic<int> nGood{0};
+    std::vector<std::thread> vecThreads;
+    for (int t = 0; t < 16; ++t)
+        vecThreads.emplace_back([&, t] {
+            try {
+                std::string strPath = server.Path("t" + std::to_string(t) + ".bin");
+                std::vector<BYTE> vecData = Pattern(400000 + static_cast<size_t>(t) * 1000, 10 + t);
+                XFile file(strPath.c_str(), XFile::flagReadWrite | XFile::flagCreate);
+                for (size_t nDone = 0; nDone < vecData.size();) {
+                    unsigned int nPart = static_cast<unsigned int>(std::min<size_t>(vecData.size() - nDone, 70000));
+                    file.Write(vecData.data() + nDone, nPart);
+                    nDone += nPart;
+                }
+                std::vector<BYTE> vecBack(vecData.size());
+                file.SeekToBegin();
+                for (int i = 0; i < 3; ++i) {
+                    file.Seek(0, XFile::begin);
+                    if (file.Read(vecBack.data(), static_cast<unsigned int>(vecBack.size())) != vecData.size())
+                        return;
+                }
+                if (vecBack == vecData && file.GetLength() == static_cast<int64_t>(vecData.size()))
+                    ++nGood;
+            } catch (const XFileException& e) {
+                ADD_FAILURE() << "thread " << t << ": " << e.GetErrCode();
+            }
+        });
+    for (std::thread& thread : vecThreads)
+        thread.join();
+    EXPECT_EQ(nGood, 16);
+    XRFConnectionPool* pPool = XFile::GetRFConnectionPool();
+    EXPECT_EQ(pPool->GetGroupCount(), 1);
+    int nIdle = 0;
+    int nAll = pPool->GetConnectionCount(XRFConnectionPool::MakeConnectionKey(server.Param()), &nIdle);
+    EXPECT_GE(nAll, 1);
+    EXPECT_LE(nAll, 16);
+    EXPECT_EQ(nIdle, nAll);
+}
+
+TEST_F(XFileRemoteTest, AServerStoppedInTheMiddleOfAReadAndStartedAgain)
+{
+    // A sparse file far larger than can be read before the server stops.
+    fs::resize_file((WriteBytes(server.Root() / "big.bin", ""), server.Root() / "big.bin"), int64_t(8) << 30);
+    const std::string strPath = server.Path("big.bin");
+    XFile file(strPath.c_str(), XFile::flagRead);
+
+    std::atomic<int64_t> nRead{0};
+    DWORD nCode = ~0u;
+    std::thread reader([&] {
+        std::vector<BYTE> vecBuffer(1 << 20);
+        nCode = ThrownCode([&] {
+            while (file.Read(vecBuffer.data(), static_cast<unsigned int>(vecBuffer.size())) > 0)
+                nRead += static_cast<int64_t>(vecBuffer.size());
+        });
+    });
+    while (nRead < (int64_t(8) << 20))
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    server.Stop();
+    reader.join();
+    EXPECT_TRUE(nCode == 10054 || nCode == 10057) << nCode;
+    EXPECT_LT(nRead, int64_t(8) << 30);
+    const XString key = XRFConnectionPool::MakeConnectionKey(server.Param());
+    EXPECT_EQ(XFile::GetRFConnectionPool()->GetConnectionCount(key), 0);
+
+    // While it is down a new connection is refused...
+    XFileException error;
+    XFile again;
+    EXPECT_FALSE(again.Open(strPath.c_str(), XFile::flagRead, &error));
+    EXPECT_EQ(error.GetErrCode(), 10061u);
+    // ...and once it is back the pool opens a new one.
+    server.Start();
+    ASSERT_TRUE(again.Open(strPath.c_str(), XFile::flagRead, &error)) << error.GetErrCode();
+    std::vector<BYTE> vecBuffer(4096, 1);
+    EXPECT_EQ(again.Read(vecBuffer.data(), 4096), 4096u);
+    EXPECT_EQ(vecBuffer, std::vector<BYTE>(4096, 0));
+    EXPECT_EQ(XFile::GetRFConnectionPool()->GetConnectionCount(key), 1);
+}
+
+TEST(XFileRemote, VersionsAndPools)
+{
+    // A server of another version: the open fails with the mismatch.
+    {
+        PoolScope pool;
+        FakeServer fake([](XSysSocket s) { FakeServer::Greet(s, "2.00", FakeServer::PublicKey()); });
+        XFile file;
+        XFileException error;
+        std::string strPath = "xrfp:\\\\u:p@127.0.0.1:" + std::to_string(fake.Port()) + "\\f";
+        EXPECT_FALSE(file.Open(strPath.c_str(), XFile::flagRead, &error));
+        EXPECT_EQ(error.GetErrCode(), 0x20010026u);
+        XString strModule, strGroup;
+        EXPECT_STREQ(XfnGetErrorString(error.GetErrCode(), strModule, strGroup), "RF version mismatch");
+    }
+    // Without XRFInit there is no pool; paired calls keep it until the last
+    // XRFClean.
+    EXPECT_EQ(XFile::GetRFConnectionPool(), nullptr);
+    XFile file;
+    XFileException error;
+    EXPECT_FALSE(file.Open("xrfp:\\\\u:p@127.0.0.1:1\\f", XFile::flagRead, &error));
+    EXPECT_EQ(error.GetErrCode(), 0x2001001Du);
+    XFile::XRFInit();
+    XRFConnectionPool* pPool = XFile::GetRFConnectionPool();
+    XFile::XRFInit();
+    XFile::XRFClean();
+    EXPECT_EQ(XFile::GetRFConnectionPool(), pPool);
+    XFile::XRFClean();
+    EXPECT_EQ(XFile::GetRFConnectionPool(), nullptr);
+}
+
+} // namespace
+
+#endif // XRF_TEST_WITH_SERVER
