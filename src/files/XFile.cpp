@@ -100,8 +100,12 @@ XFile::XFile(const char* pszPath, unsigned int nFlags) : hFile(-1), bOwnsHandle(
 {
     InitRemoteMembers();
     XFileException error;
-    if (!Open(pszPath, nFlags, &error))
+    if (!Open(pszPath, nFlags, &error)) {
+        // No destructor runs for an object whose constructor throws.
+        delete pRFParam;
+        pRFParam = nullptr;
         XFileException::ThrowError(error.GetErrCode(), error.GetFileName());
+    }
 }
 
 XFile::~XFile()

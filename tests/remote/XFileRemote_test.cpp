@@ -141,6 +141,8 @@ TEST_F(XFileRemoteTest, EveryOperationOfAnOpenFile)
     ASSERT_TRUE(file.Open(local.string().c_str(), XFile::flagWrite | XFile::flagCreate));
     file.Write("abc", 3);
     EXPECT_EQ(file.GetPosition(), 3);
+    EXPECT_EQ(file.GetXRFConnectionInfo(&param), 0);
+    EXPECT_STREQ(param.strHost, "left alone");
     file.Close();
     EXPECT_EQ(XFile::GetRFConnectionPool()->GetGroupCount(), 1);
 }
@@ -383,6 +385,7 @@ TEST_F(XFileRemoteTest, AServerStoppedInTheMiddleOfAReadAndStartedAgain)
     XFile file(strPath.c_str(), XFile::flagRead);
 
     std::atomic<int64_t> nRead{0};
+    std::atomic<bool> bDone{false};
     DWORD nCode = ~0u;
     std::thread reader([&] {
         std::vector<BYTE> vecBuffer(1 << 20);
@@ -390,8 +393,9 @@ TEST_F(XFileRemoteTest, AServerStoppedInTheMiddleOfAReadAndStartedAgain)
             while (file.Read(vecBuffer.data(), static_cast<unsigned int>(vecBuffer.size())) > 0)
                 nRead += static_cast<int64_t>(vecBuffer.size());
         });
+        bDone = true;
     });
-    while (nRead < (int64_t(8) << 20))
+    while (nRead < (int64_t(8) << 20) && !bDone)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     server.Stop();
     reader.join();
