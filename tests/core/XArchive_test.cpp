@@ -15,10 +15,6 @@
 #include <unistd.h>
 #include <vector>
 
-namespace {
-
-typedef std::vector<unsigned char> Bytes;
-
 // A node of a linked graph: a value and a pointer to another node.
 class XTestNode : public XObject {
     XDECLARE_DYNCREATE(XTestNode)
@@ -53,6 +49,10 @@ public:
     }
 };
 XIMPLEMENT_DYNCREATE(XTestVersioned, XObject)
+
+namespace {
+
+typedef std::vector<unsigned char> Bytes;
 
 // Stores with fn into a memory file and returns the stream's bytes.
 template <typename Fn> Bytes Store(Fn fn, unsigned int nMode = XArchive::store)
@@ -139,8 +139,9 @@ TEST(XArchivePrimitives, NoSwapModeAndRoundTrips)
                 ar << sz;
             },
             XArchive::store | nSwap);
-        if (nSwap != 0)
+        if (nSwap != 0) {
             EXPECT_EQ(b[0], 0xFE); // low byte first
+        }
         Load(
             b,
             [](XArchive& ar) {
