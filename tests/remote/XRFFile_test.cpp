@@ -97,31 +97,6 @@ TEST_F(XRFFileTest, CreateWriteReadSizeAndClose)
     EXPECT_EQ(nSize, -7);
 }
 
-TEST_F(XRFFileTest, TimesAndAttributes)
-{
-    DWORD h = Create("t.bin", 2);
-    ASSERT_NE(h, XRF_INVALID_HANDLE);
-    _FILETIME ftCreation{}, ftAccess{}, ftWrite{};
-    ASSERT_EQ(XRFGetFileTime(param, h, &ftCreation, &ftAccess, &ftWrite, error, key), 1);
-    EXPECT_NE(ftWrite.dwHighDateTime, 0u);
-
-    // 2001-01-01 as a FILETIME: 126227808000000000.
-    _FILETIME ft2001{static_cast<DWORD>(126227808000000000ULL), static_cast<DWORD>(126227808000000000ULL >> 32)};
-    EXPECT_EQ(XRFSetFileTime(param, h, &ftCreation, nullptr, &ft2001, error, key), 0);
-    EXPECT_EQ(error, 0u);
-    ASSERT_EQ(XRFSetFileTime(param, h, &ftCreation, &ft2001, &ft2001, error, key), 1);
-    ASSERT_EQ(XRFGetFileTime(param, h, &ftCreation, &ftAccess, &ftWrite, error, key), 1);
-    EXPECT_EQ(ftWrite.dwLowDateTime, ft2001.dwLowDateTime);
-    EXPECT_EQ(ftWrite.dwHighDateTime, ft2001.dwHighDateTime);
-    XRFCloseHandle(param, h, error, key);
-
-    EXPECT_EQ(XRFGetFileAttributes(param, "t.bin", error, key), 0x80u);
-    ASSERT_EQ(XRFSetFileAttributes(param, "t.bin", FILE_ATTRIBUTE_READONLY, error, key), 1);
-    EXPECT_EQ(XRFGetFileAttributes(param, "t.bin", error, key), 0x01u);
-    EXPECT_EQ(XRFGetFileAttributes(param, "none.bin", error, key), XRF_INVALID_HANDLE);
-    EXPECT_EQ(error, 2u);
-}
-
 TEST_F(XRFFileTest, DirectoriesSearchesListsAndMoves)
 {
     ASSERT_EQ(XRFCreateDirectory(param, "d", nullptr, error, key), 1);
