@@ -30,6 +30,9 @@
 #include "KVDbase/files/XStdioFile.h"
 
 #include "KVDbase/remote/XRFConnection.h"
+#include "KVDbase/remote/XRFConnectionPool.h"
+#include "KVDbase/remote/XRFDataBlock.h"
+#include "KVDbase/remote/XRFFile.h"
 #include "KVDbase/remote/XRFWire.h"
 
 #include "KVDbase/workers/XParallelProcess.h"
