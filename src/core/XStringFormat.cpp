@@ -41,6 +41,17 @@ int ReadNumber(const char* p)
     return static_cast<int>(bNegative ? -n : n);
 }
 
+// The length a text argument reserves: its units, at least 1; 6 for null.
+template <class CHAR> int TextItemLength(const CHAR* psz)
+{
+    if (psz == nullptr)
+        return 6;
+    size_t n = 0;
+    while (psz[n] != 0)
+        ++n;
+    return n == 0 ? 1 : static_cast<int>(n);
+}
+
 // Walks the format: returns the bound and, when the C library needs another
 // spelling, fills strTranslated with it. bWide tells whether wide text or a
 // wide character is formatted: the C library would convert those by its
@@ -131,28 +142,14 @@ int WalkFormat(const char* pszFormat, va_list argList, std::string* pTranslated,
             break;
         case 's':
         case 's' | kForceAnsi:
-        case 'S' | kForceAnsi: {
-            const char* psz = va_arg(argList, const char*);
-            if (psz == nullptr) {
-                nItemLen = 6;
-            } else {
-                nItemLen = static_cast<int>(std::strlen(psz));
-                nItemLen = std::max(1, nItemLen);
-            }
+        case 'S' | kForceAnsi:
+            nItemLen = TextItemLength(va_arg(argList, const char*));
             break;
-        }
         case 'S':
         case 's' | kForceUnicode:
-        case 'S' | kForceUnicode: {
-            const wchar_t* psz = va_arg(argList, const wchar_t*);
-            if (psz == nullptr) {
-                nItemLen = 6;
-            } else {
-                nItemLen = static_cast<int>(std::wcslen(psz));
-                nItemLen = std::max(1, nItemLen);
-            }
+        case 'S' | kForceUnicode:
+            nItemLen = TextItemLength(va_arg(argList, const wchar_t*));
             break;
-        }
         }
 
         if (nItemLen != 0) {

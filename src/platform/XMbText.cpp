@@ -259,18 +259,24 @@ int XMbText::WideToNarrow(const wchar_t* pSrc, int nSrc, char* pDst, int nDst)
     return nOut;
 }
 
+int XMbText::DecodeWithin(const char* p, int nLeft, uint32_t& cp)
+{
+    int n = Decode(p, cp);
+    if (n > nLeft) {
+        n = 1;
+        cp = static_cast<unsigned char>(*p);
+    }
+    if (n == 1 && cp >= 0x80)
+        cp = kReplacement;
+    return n;
+}
+
 int XMbText::NarrowToWide(const char* pSrc, int nSrc, wchar_t* pDst, int nDst)
 {
     int nOut = 0;
     for (int i = 0; i < nSrc;) {
         uint32_t cp;
-        int n = Decode(pSrc + i, cp);
-        if (n > nSrc - i) {
-            n = 1;
-            cp = static_cast<unsigned char>(pSrc[i]);
-        }
-        if (n == 1 && cp >= 0x80)
-            cp = kReplacement;
+        int n = DecodeWithin(pSrc + i, nSrc - i, cp);
         if (pDst != nullptr) {
             if (nOut >= nDst)
                 break;
@@ -308,13 +314,7 @@ int XMbText::NarrowToUtf16(const char* pSrc, int nSrc, uint16_t* pDst, int nDst)
     int nOut = 0;
     for (int i = 0; i < nSrc;) {
         uint32_t cp;
-        int n = Decode(pSrc + i, cp);
-        if (n > nSrc - i) {
-            n = 1;
-            cp = static_cast<unsigned char>(pSrc[i]);
-        }
-        if (n == 1 && cp >= 0x80)
-            cp = kReplacement;
+        int n = DecodeWithin(pSrc + i, nSrc - i, cp);
         uint16_t units[2];
         int nUnits = 1;
         if (cp >= 0x10000) {
@@ -341,13 +341,9 @@ int XMbText::NarrowToOem(const char* pSrc, int nSrc, char* pDst)
     int nOut = 0;
     for (int i = 0; i < nSrc;) {
         uint32_t cp;
-        int n = Decode(pSrc + i, cp);
-        if (n > nSrc - i) {
-            n = 1;
-            cp = static_cast<unsigned char>(pSrc[i]);
-        }
+        int n = DecodeWithin(pSrc + i, nSrc - i, cp);
         char c = '?';
-        if (cp < 0x80 && !(n == 1 && static_cast<unsigned char>(pSrc[i]) >= 0x80)) {
+        if (cp < 0x80) {
             c = static_cast<char>(cp);
         } else {
             for (int k = 0; k < 128; ++k)

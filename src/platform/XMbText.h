@@ -75,4 +75,7 @@ private:
     // (the byte itself for a malformed sequence).
     static int Decode(const char* p, uint32_t& cp);
     static int Encode(uint32_t cp, char* pOut);
+    // Decode within nLeft bytes; a malformed or cut sequence gives one byte
+    // and the replacement character.
+    static int DecodeWithin(const char* p, int nLeft, uint32_t& cp);
 };
