@@ -4,7 +4,11 @@
 
 #include "KVDbase/core/XArchive.h"
 #include "KVDbase/core/XFrameworkException.h"
+#include "KVDbase/files/XFile.h"
 #include "KVDbase/files/XMemFile.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <initializer_list>
 #include <memory>
@@ -42,14 +46,48 @@ void Load(Bytes bytes, Fn fn, unsigned int nMode = XArchive::load)
     fn(ar);
 }
 
-// Stores x through its pointer operator and reads it back through its own.
+// Stores x through its pointer operator and reads it back through its own:
+// once in memory, with the memory file's own block as the archive's buffer,
+// and once through a file on disk with the archive's buffer. Both streams
+// must be the same bytes; the object read from the disk file is returned,
+// and the one read from memory must match it in every stored byte.
 template <class X>
 std::unique_ptr<X> RoundTrip(const X& x, unsigned int nSwap)
 {
     Bytes b = Store([&](XArchive& ar) { ar << &x; }, XArchive::store | nSwap);
-    X* p = nullptr;
-    Load(b, [&](XArchive& ar) { ar >> p; }, XArchive::load | nSwap);
-    return std::unique_ptr<X>(p);
+    X* pFromMemory = nullptr;
+    Load(b, [&](XArchive& ar) { ar >> pFromMemory; }, XArchive::load | nSwap);
+    std::unique_ptr<X> fromMemory(pFromMemory);
+
+    const std::string strPath = "/tmp/kvd_collstream_" + std::to_string(static_cast<long>(getpid()));
+    {
+        XFile file(strPath.c_str(), XFile::flagCreate | XFile::flagWrite);
+        XArchive ar(&file, XArchive::store | nSwap, 128);
+        ar << &x;
+        ar.Close();
+    }
+    X* pFromFile = nullptr;
+    Bytes onDisk;
+    {
+        XFile file(strPath.c_str(), XFile::flagRead);
+        onDisk.resize(static_cast<size_t>(file.GetLength()));
+        if (!onDisk.empty())
+            file.Read(onDisk.data(), static_cast<unsigned int>(onDisk.size()));
+        file.SeekToBegin();
+        XArchive ar(&file, XArchive::load | nSwap, 128);
+        ar >> pFromFile;
+    }
+    XFile::Remove(strPath.c_str());
+    EXPECT_EQ(onDisk, b) << "the stream through a file differs from the one in memory";
+    std::unique_ptr<X> fromFile(pFromFile);
+    if (fromMemory != nullptr && fromFile != nullptr) {
+        Bytes again = Store([&](XArchive& ar) { ar << fromMemory.get(); }, XArchive::store | nSwap);
+        Bytes againFile = Store([&](XArchive& ar) { ar << fromFile.get(); }, XArchive::store | nSwap);
+        EXPECT_EQ(again, againFile) << "memory and file loads differ";
+    } else {
+        EXPECT_EQ(fromMemory == nullptr, fromFile == nullptr);
+    }
+    return fromFile;
 }
 
 inline Bytes Concat(std::initializer_list<Bytes> parts)
