@@ -20,6 +20,20 @@ void Check(bool bOk, const char* pszWhat)
         ++g_nFailures;
 }
 
+// The generator's entropy is the seed the caller gives: 32 bytes from the
+// system's random source, as text.
+XString RandomSeed()
+{
+    std::random_device device;
+    XString strSeed;
+    for (int i = 0; i < 8; ++i) {
+        XString strWord;
+        strWord.Format("%08X", static_cast<unsigned int>(device()));
+        strSeed += strWord;
+    }
+    return strSeed;
+}
+
 } // namespace
 
 int main()
@@ -31,7 +45,7 @@ int main()
 
     // 1024 bits keeps the example quick; a server's own key would be larger.
     XString strPrivate, strPublic;
-    XfnGenerateRSAKey(1024, strPrivate, strPublic, "example seed: any bytes the caller has");
+    XfnGenerateRSAKey(1024, strPrivate, strPublic, RandomSeed());
     std::printf("  key pair: private %d hex digits, public %d\n", strPrivate.GetLength(), strPublic.GetLength());
     Check(strPublic.GetLength() > 0 && strPrivate.GetLength() > strPublic.GetLength(), "a key pair as hexadecimal text");
 
@@ -47,7 +61,7 @@ int main()
 
     // The same through key files.
     std::string strPrivateFile = (dir / "key.private").string(), strPublicFile = (dir / "key.public").string();
-    XfnGenerateRSAKeyFile(1024, strPrivateFile.c_str(), strPublicFile.c_str(), "another seed");
+    XfnGenerateRSAKeyFile(1024, strPrivateFile.c_str(), strPublicFile.c_str(), RandomSeed());
     XString strFromFile = XfnRSADecryptStringByKeyFile(
         strPrivateFile.c_str(), XfnRSAEncryptStringByKeyFile(strPublicFile.c_str(), "band 4 gain 0.0125"));
     Check(strFromFile == "band 4 gain 0.0125", "a round trip through key files");
