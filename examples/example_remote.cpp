@@ -17,8 +17,7 @@
 #include <sys/wait.h>
 #include <thread>
 
-// The environment handed on to the server.
-extern char** environ;
+extern char** environ; // handed on to the server
 
 namespace {
 
@@ -72,8 +71,7 @@ int main()
 
     if (nPort > 0) {
         XFile::XRFInit();
-        std::string strBase = "xrfp:\\\\demo:demo@127.0.0.1:" + std::to_string(nPort) + "\\";
-        std::string strPath = strBase + "scene.hdr";
+        std::string strPath = "xrfp:\\\\demo:demo@127.0.0.1:" + std::to_string(nPort) + "\\scene.hdr";
         const char szText[] = "samples = 512\nlines = 512\nbands = 3\n";
         try {
             XFile file(strPath.c_str(), XFile::flagCreate | XFile::flagWrite);
@@ -95,9 +93,11 @@ int main()
                   "the status of the remote file has its size");
             XFile::Remove(strPath.c_str());
             Check(!XFile::GetStatus(strPath.c_str(), status), "the remote file is removed");
-        } catch (const XFileException& e) {
-            XString strModule, strGroup;
-            std::printf("  failed: %s\n", static_cast<const char*>(XfnGetErrorString(e.GetErrCode(), strModule, strGroup)));
+        } catch (const XFileException& e) { // the server is stopped below whatever happens
+            std::printf("  failed: error %u\n", e.GetErrCode());
+            Check(false, "remote file operations");
+        } catch (const std::exception& e) {
+            std::printf("  failed: %s\n", e.what());
             Check(false, "remote file operations");
         }
         XFile::XRFClean();
