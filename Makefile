@@ -8,8 +8,10 @@ CHECK_BUILD := build-check
 BENCH_BUILD := build-bench
 FUZZ_BUILD := build-fuzz
 FUZZ_SECONDS ?= 60
+SOAK_BUILD := build-soak
+SOAK_ARGS ?=
 
-.PHONY: all setup demo test check bench fuzz install clean
+.PHONY: all setup demo test check bench fuzz soak install clean
 
 all: $(BUILD)/CMakeCache.txt
 	$(CMAKE) --build $(BUILD) -j $(JOBS)
@@ -51,8 +53,15 @@ fuzz: setup
 	$(CMAKE) --build $(FUZZ_BUILD) -j $(JOBS)
 	$(CMAKE) --build $(FUZZ_BUILD) --target run_fuzzers
 
+# The remote client against xrfpd for 10 minutes with two server restarts
+# (not part of the test suite); SOAK_ARGS="--seconds 30" for a short run.
+soak: setup
+	$(CMAKE) -S . -B $(SOAK_BUILD) -DCMAKE_BUILD_TYPE=Release -DKVD_BUILD_SOAK=ON -DKVD_BUILD_TESTS=OFF -DKVD_BUILD_EXAMPLES=OFF
+	$(CMAKE) --build $(SOAK_BUILD) -j $(JOBS) --target kvd_soak
+	./$(SOAK_BUILD)/soak/kvd_soak $(SOAK_ARGS)
+
 install: all
 	$(CMAKE) --install $(BUILD) $(if $(PREFIX),--prefix $(PREFIX))
 
 clean:
-	rm -rf $(BUILD) $(CHECK_BUILD) $(BENCH_BUILD) $(FUZZ_BUILD)
+	rm -rf $(BUILD) $(CHECK_BUILD) $(BENCH_BUILD) $(FUZZ_BUILD) $(SOAK_BUILD)

@@ -410,6 +410,9 @@ private:
         }
         tagSoakSlot& slot = *pSlot;
         const int nSlot = static_cast<int>(pSlot - vecSlots.data());
+        // A recovery that gave up leaves files without a handle.
+        if (slot.bExists && !slot.pFile)
+            OpenSlot(slot, false);
         pending = tagSoakPending();
         pending.nSlot = nSlot;
         const int64_t nSize = static_cast<int64_t>(slot.vecModel.size());
