@@ -350,7 +350,7 @@ private:
         unsigned int nExpected = static_cast<unsigned int>(std::max<int64_t>(0, std::min<int64_t>(nCount, nSize - nPos)));
         unsigned int nSame = std::min(nRead, nExpected);
         const BYTE* pModel = slot.vecModel.data() + nPos;
-        if (nRead != nExpected || std::memcmp(vecBuffer.data(), pModel, nSame) != 0) {
+        if (nRead != nExpected || (nSame > 0 && std::memcmp(vecBuffer.data(), pModel, nSame) != 0)) {
             unsigned int nAt = 0;
             while (nAt < nSame && vecBuffer[nAt] == pModel[nAt])
                 ++nAt;
