@@ -7,6 +7,7 @@
 #include <crypto++/filters.h>
 #include <crypto++/hex.h>
 #include <crypto++/oaep.h>
+#include <crypto++/osrng.h>
 #include <crypto++/randpool.h>
 #include <crypto++/rsa.h>
 #include <crypto++/sha.h>
@@ -56,7 +57,12 @@ void PutKeyText(CryptoPP::HexDecoder& decoder, const XString& strKey)
 
 XString Encrypt(const XRSAEncryptor& encryptor, const XString& strText)
 {
+    // The padding's randomness: the pool takes the system's random bytes, so
+    // two logins never pad alike in a way an observer could predict.
     CryptoPP::RandomPool pool;
+    CryptoPP::byte abEntropy[32];
+    CryptoPP::OS_GenerateRandomBlock(false, abEntropy, sizeof(abEntropy));
+    pool.IncorporateEntropy(abEntropy, sizeof(abEntropy));
     std::string strCipher;
     CryptoPP::StringSource source(
         Bytes(strText), static_cast<size_t>(strText.GetLength()), true,
