@@ -2,11 +2,21 @@
 
 #include <algorithm>
 #include <atomic>
+#include <random>
 #include <unistd.h>
 
 namespace {
 
-std::atomic<DWORD> g_nNextHandle{0x1000};
+// Handle numbers start at a random place in each run of the server, so that
+// a client still holding a handle from before a restart cannot reach a file
+// that the new run gave the same number.
+DWORD FirstHandleNumber()
+{
+    std::random_device random;
+    return 0x1000u + static_cast<DWORD>(random() % 0x7FFF0000u);
+}
+
+std::atomic<DWORD> g_nNextHandle{FirstHandleNumber()};
 
 std::mutex g_shareLock;
 std::map<std::pair<uint64_t, uint64_t>, std::vector<const tagXRFPHandle*>> g_mapShares;
