@@ -30,6 +30,20 @@ int64_t GetI64(const BYTE* p)
 // The largest fixed reply: find first file.
 const DWORD kMaxReply = 344;
 
+// Sends the request on a borrowed connection and receives the fixed reply of
+// nReplySize bytes; false with the error when either step fails. The
+// connection goes back to the pool on return.
+bool LeasedExchange(XRFConnectionOpenParam& param, XString& key, const std::vector<BYTE>& vecRequest, BYTE* pReply,
+                    DWORD nReplySize, DWORD& error)
+{
+    XRFLease lease(param, key);
+    error = lease.Error();
+    if (error != 0)
+        return false;
+    error = lease.Exchange(vecRequest, pReply, nReplySize);
+    return error == 0;
+}
+
 // A request with a handle alone, exchanged for its small reply; the reply
 // record is filled when the exchange worked, whatever its error word.
 bool HandleExchange(XRFConnectionOpenParam& param, DWORD nCommand, DWORD hHandle, tagXRFReply& reply, DWORD& error,
@@ -37,13 +51,8 @@ bool HandleExchange(XRFConnectionOpenParam& param, DWORD nCommand, DWORD hHandle
 {
     std::vector<BYTE> vecRequest;
     XfnRFBuildHandleRequest(vecRequest, tagXRFHandleRequest{nCommand, hHandle});
-    XRFLease lease(param, key);
-    error = lease.Error();
-    if (error != 0)
-        return false;
     BYTE abReply[kMaxReply];
-    error = lease.Exchange(vecRequest, abReply, XfnRFReplySize(nCommand));
-    if (error != 0)
+    if (!LeasedExchange(param, key, vecRequest, abReply, XfnRFReplySize(nCommand), error))
         return false;
     // A wrong code is not enforced here: the reply's own error word decides.
     XfnRFParseReply(abReply, XfnRFReplySize(nCommand), nCommand, reply);
@@ -62,13 +71,8 @@ bool PathExchange(XRFConnectionOpenParam& param, DWORD nCommand, const char* psz
         error = XfnRFWireError(status);
         return false;
     }
-    XRFLease lease(param, key);
-    error = lease.Error();
-    if (error != 0)
-        return false;
     BYTE abReply[kMaxReply];
-    error = lease.Exchange(vecRequest, abReply, XfnRFReplySize(nCommand));
-    if (error != 0)
+    if (!LeasedExchange(param, key, vecRequest, abReply, XfnRFReplySize(nCommand), error))
         return false;
     XfnRFParseReply(abReply, XfnRFReplySize(nCommand), nCommand, reply);
     error = reply.nError;
@@ -131,13 +135,8 @@ DWORD XRFCreateFile(XRFConnectionOpenParam& param, const char* pszPath, DWORD nA
         error = XfnRFWireError(status);
         return XRF_INVALID_HANDLE;
     }
-    XRFLease lease(param, key);
-    error = lease.Error();
-    if (error != 0)
-        return XRF_INVALID_HANDLE;
     BYTE abReply[32];
-    error = lease.Exchange(vecRequest, abReply, sizeof abReply);
-    if (error != 0)
+    if (!LeasedExchange(param, key, vecRequest, abReply, sizeof abReply, error))
         return XRF_INVALID_HANDLE;
     tagXRFCreateFileReply reply{};
     if (XfnRFParseCreateFileReply(abReply, sizeof abReply, reply) != XRF_WIRE_OK) {
@@ -237,13 +236,8 @@ DWORD XRFSetFilePointer(XRFConnectionOpenParam& param, DWORD hFile, LONG nLow, L
     std::vector<BYTE> vecRequest;
     XfnRFBuildSetFilePointerRequest(vecRequest,
                                     tagXRFSetFilePointerRequest{hFile, nMethod, nLow, pHigh ? *pHigh : 0});
-    XRFLease lease(param, key);
-    error = lease.Error();
-    if (error != 0)
-        return XRF_INVALID_HANDLE;
     BYTE abReply[24];
-    error = lease.Exchange(vecRequest, abReply, sizeof abReply);
-    if (error != 0)
+    if (!LeasedExchange(param, key, vecRequest, abReply, sizeof abReply, error))
         return XRF_INVALID_HANDLE;
     tagXRFReply reply{};
     XfnRFParseReply(abReply, sizeof abReply, XRF_CMD_SET_FILE_POINTER, reply);
@@ -280,13 +274,8 @@ int XRFGetFileTime(XRFConnectionOpenParam& param, DWORD hFile, _FILETIME* pCreat
 {
     std::vector<BYTE> vecRequest;
     XfnRFBuildHandleRequest(vecRequest, tagXRFHandleRequest{XRF_CMD_GET_FILE_TIME, hFile});
-    XRFLease lease(param, key);
-    error = lease.Error();
-    if (error != 0)
-        return 0;
     BYTE abReply[40];
-    error = lease.Exchange(vecRequest, abReply, sizeof abReply);
-    if (error != 0)
+    if (!LeasedExchange(param, key, vecRequest, abReply, sizeof abReply, error))
         return 0;
     tagXRFFileTimeReply reply{};
     XfnRFParseFileTimeReply(abReply, sizeof abReply, reply);
@@ -359,13 +348,8 @@ int XRFMoveFile(XRFConnectionOpenParam& param, const char* pszOldPath, const cha
         error = XfnRFWireError(status);
         return 0;
     }
-    XRFLease lease(param, key);
-    error = lease.Error();
-    if (error != 0)
-        return 0;
     BYTE abReply[16];
-    error = lease.Exchange(vecRequest, abReply, sizeof abReply);
-    if (error != 0)
+    if (!LeasedExchange(param, key, vecRequest, abReply, sizeof abReply, error))
         return 0;
     tagXRFReply reply{};
     XfnRFParseReply(abReply, sizeof abReply, XRF_CMD_MOVE_FILE, reply);
@@ -401,13 +385,8 @@ DWORD XRFFindFirstFile(XRFConnectionOpenParam& param, const char* pszPath, WIN32
         error = XfnRFWireError(status);
         return XRF_INVALID_HANDLE;
     }
-    XRFLease lease(param, key);
-    error = lease.Error();
-    if (error != 0)
-        return XRF_INVALID_HANDLE;
     BYTE abReply[344];
-    error = lease.Exchange(vecRequest, abReply, sizeof abReply);
-    if (error != 0)
+    if (!LeasedExchange(param, key, vecRequest, abReply, sizeof abReply, error))
         return XRF_INVALID_HANDLE;
     tagXRFFindReply reply{};
     XfnRFParseFindFirstReply(abReply, sizeof abReply, reply);
@@ -424,13 +403,8 @@ int XRFFindNextFile(XRFConnectionOpenParam& param, DWORD hFind, WIN32_FIND_DATAA
 {
     std::vector<BYTE> vecRequest;
     XfnRFBuildHandleRequest(vecRequest, tagXRFHandleRequest{XRF_CMD_FIND_NEXT_FILE, hFind});
-    XRFLease lease(param, key);
-    error = lease.Error();
-    if (error != 0)
-        return 0;
     BYTE abReply[336];
-    error = lease.Exchange(vecRequest, abReply, sizeof abReply);
-    if (error != 0)
+    if (!LeasedExchange(param, key, vecRequest, abReply, sizeof abReply, error))
         return 0;
     tagXRFFindReply reply{};
     XfnRFParseFindNextReply(abReply, sizeof abReply, reply);
