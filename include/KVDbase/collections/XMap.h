@@ -39,6 +39,17 @@ public:
     int GetCount() const { return nCount; }
     BOOL IsEmpty() const { return nCount == 0; }
 
+    // Maps keyed by text: 1 and the stored key's text if key is present.
+    BOOL LookupKey(ARG_KEY key, const char*& rKey) const
+    {
+        UINT nBucket;
+        XAssoc* pAssoc = GetAssocAt(key, nBucket);
+        if (pAssoc == nullptr)
+            return 0;
+        rKey = pAssoc->key;
+        return 1;
+    }
+
     // 1 and the value when key is present, else 0; never inserts.
     BOOL Lookup(ARG_KEY key, VALUE& rValue) const;
     // The value of key, inserted as zero (or empty) when absent.
@@ -303,15 +314,6 @@ class KVD_API XMapStringToPtr : public XMap<XString, const char*, void*, void*> 
     XDECLARE_DYNAMIC(XMapStringToPtr)
 public:
     explicit XMapStringToPtr(int nBlockSize = 10) : XMap(nBlockSize) {}
-    BOOL LookupKey(const char* key, const char*& rKey) const
-    {
-        UINT nBucket;
-        XAssoc* pAssoc = GetAssocAt(key, nBucket);
-        if (pAssoc == nullptr)
-            return 0;
-        rKey = pAssoc->key;
-        return 1;
-    }
 };
 
 class KVD_API XMapStringToOb : public XMap<XString, const char*, XObject*, XObject*> {
@@ -319,15 +321,6 @@ class KVD_API XMapStringToOb : public XMap<XString, const char*, XObject*, XObje
 public:
     explicit XMapStringToOb(int nBlockSize = 10) : XMap(nBlockSize) {}
     void Serialize(XArchive& ar) override;
-    BOOL LookupKey(const char* key, const char*& rKey) const
-    {
-        UINT nBucket;
-        XAssoc* pAssoc = GetAssocAt(key, nBucket);
-        if (pAssoc == nullptr)
-            return 0;
-        rKey = pAssoc->key;
-        return 1;
-    }
 };
 XDECLARE_ARCHIVE_OPERATORS(XMapStringToOb)
 
@@ -336,14 +329,5 @@ class KVD_API XMapStringToString : public XMap<XString, const char*, XString, co
 public:
     explicit XMapStringToString(int nBlockSize = 10) : XMap(nBlockSize) {}
     void Serialize(XArchive& ar) override;
-    BOOL LookupKey(const char* key, const char*& rKey) const
-    {
-        UINT nBucket;
-        XAssoc* pAssoc = GetAssocAt(key, nBucket);
-        if (pAssoc == nullptr)
-            return 0;
-        rKey = pAssoc->key;
-        return 1;
-    }
 };
 XDECLARE_ARCHIVE_OPERATORS(XMapStringToString)
