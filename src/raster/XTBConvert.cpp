@@ -41,6 +41,21 @@ bool ReportOrStop(XThread* pThread, int y, int nYSize)
     return false;
 }
 
+// The buffer of a conversion: as many whole rows of nRowBytesIn as fit in
+// memorySize, at most all nYSize of them. Null when a row has no bytes or
+// the memory is not there.
+XHeapBuffer AllocChunkBuffer(int memorySize, int nRowBytesIn, int nYSize, int& nRowBytes, int& nRows)
+{
+    nRowBytes = nRowBytesIn;
+    nRows = 0;
+    if (nRowBytes <= 0)
+        return XHeapBuffer();
+    nRows = memorySize / nRowBytes;
+    if (nRows > nYSize)
+        nRows = nYSize;
+    return AllocBuffer(int64_t(nRowBytes) * nRows);
+}
+
 // The rows of one chunk: from y to the smaller of y + nRows - 1 and the last
 // row. With nRows 0 the chunk is empty and the loop does not advance.
 int ChunkEnd(int y, int nRows, int nYSize)
@@ -72,13 +87,8 @@ int XTB::Tile(int memorySize, XThread* thread)
     if (type != 2 && type != 3)
         return 0;
 
-    const int nRowBytes = xSize * dataSize;
-    if (nRowBytes <= 0)
-        return 0;
-    int nRows = memorySize / nRowBytes;
-    if (nRows > ySize)
-        nRows = ySize;
-    XHeapBuffer pBuffer = AllocBuffer(int64_t(nRowBytes) * nRows);
+    int nRowBytes, nRows;
+    XHeapBuffer pBuffer = AllocChunkBuffer(memorySize, xSize * dataSize, ySize, nRowBytes, nRows);
     if (!pBuffer)
         return 0;
 
@@ -157,13 +167,8 @@ int XTB::Untile(int memorySize, XThread* thread)
     if (type != 2 && type != 3)
         return 0;
 
-    const int nRowBytes = xSize * dataSize;
-    if (nRowBytes <= 0)
-        return 0;
-    int nRows = memorySize / nRowBytes;
-    if (nRows > ySize)
-        nRows = ySize;
-    XHeapBuffer pBuffer = AllocBuffer(int64_t(nRowBytes) * nRows);
+    int nRowBytes, nRows;
+    XHeapBuffer pBuffer = AllocChunkBuffer(memorySize, xSize * dataSize, ySize, nRowBytes, nRows);
     if (!pBuffer)
         return 0;
 
