@@ -87,7 +87,7 @@ TEST(XTBConvert, RoundTripOnFileRestoresEveryByteForEveryBudget)
 
 TEST(XTBConvert, MemoryBlockThroughATemporaryFile)
 {
-    XfnSetTempPath("/tmp/"); // where the memory block converts
+    XfnSetTempPath(TestTempDir()); // where the memory block converts
     for (const XRasterShape& s : aShapes) {
         // Tile in chunks of every size, then Untile with the whole raster
         // in one chunk.
@@ -110,7 +110,7 @@ TEST(XTBConvert, MemoryUntileInChunksReadsOnFromTheEndOfTheTemporaryFile)
     // The second pass of a memory block does not rewind: its reads find the
     // end of the file and copy the last chunk, still in the buffer, over
     // every chunk.
-    XfnSetTempPath("/tmp/"); // where the memory block converts
+    XfnSetTempPath(TestTempDir()); // where the memory block converts
     const XRasterShape s = {4, 4, 1, 2, 2};
     const XBytes lines = MakeLines(s, 4);
     XBytes block = TileOrder(lines, s);
@@ -221,7 +221,7 @@ TEST(XTBConvert, ProgressAndCancelThroughAThread)
 
 TEST(XTBConvert, BudgetBelowOneRowLoopsUntilCancelled)
 {
-    XfnSetTempPath("/tmp/"); // where the memory block converts
+    XfnSetTempPath(TestTempDir()); // where the memory block converts
     const XRasterShape s = {16, 8, 1, 4, 4};
     const XBytes lines = MakeLines(s, 6);
     XBytes block = lines;
@@ -246,7 +246,7 @@ TEST(XTBConvert, OneRowRasterReportsTheNonFinitePercentOnce)
     const XRasterShape s = {9, 1, 1, 4, 4};
     const XBytes lines = MakeLines(s, 8);
     XBytes block = lines;
-    XfnSetTempPath("/tmp/"); // where the memory block converts
+    XfnSetTempPath(TestTempDir()); // where the memory block converts
     XTB tb;
     tb.Set(block.data(), 0, 9, 1, 1, 4, 4, 1);
     XConvertJob job{&tb, 9, false, -1};

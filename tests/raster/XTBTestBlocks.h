@@ -3,6 +3,10 @@
 // other, edge tiles cut to the raster), against which the layout is checked.
 #pragma once
 
+#include <filesystem>
+#include <string>
+#include <unistd.h>
+
 #include "KVDbase/files/XPath.h"
 
 #include <algorithm>
@@ -55,10 +59,32 @@ inline XBytes Crop(const XBytes& lines, const XRasterShape& s, int x0, int x1, i
     return out;
 }
 
-// A fresh file name under /tmp; the temporary directory is left at /tmp/,
-// where the memory-block conversions also put their temporary files.
+// This test program's own directory for files, ending in a slash. Names
+// made from the time alone can meet those of another test program running
+// at the same moment, so each process keeps to a directory of its own,
+// removed with whatever is left in it when the program ends.
+inline const char* TestTempDir()
+{
+    struct tagDir {
+        std::string strPath = (std::filesystem::temp_directory_path() /
+                               ("kvd_raster_" + std::to_string(static_cast<long>(getpid()))))
+                                  .string() +
+                              "/";
+        tagDir() { std::filesystem::create_directories(strPath); }
+        ~tagDir()
+        {
+            std::error_code ec;
+            std::filesystem::remove_all(strPath, ec);
+        }
+    };
+    static const tagDir dir;
+    return dir.strPath.c_str();
+}
+
+// A fresh file name in the test directory, which stays the temporary
+// directory: the memory-block conversions put their temporary files there.
 inline XString TestFileName(const char* pszPrefix)
 {
-    XfnSetTempPath("/tmp/");
+    XfnSetTempPath(TestTempDir());
     return XfnGetTempFileName(pszPrefix);
 }
