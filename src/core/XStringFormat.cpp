@@ -24,172 +24,164 @@ enum : int {
     kForceInt64 = 0x40000,
 };
 
-// atoi's reading of a number: blanks, a sign, digits; 0 when there are none.
-// Written out because the walk calls it for every conversion.
-int ReadNumber(const char* p)
+// A width or a precision: the run of digits at p, read as atoi reads it
+// (saturating at INT_MAX), with p left behind the run. atoi would also skip
+// blanks and a sign, but a number that does not start with a digit is
+// followed by no conversion the walk knows, so its value never counts.
+int ReadDigits(const char*& p)
 {
-    while (*p == ' ' || (*p >= '\t' && *p <= '\r'))
-        ++p;
-    bool bNegative = *p == '-';
-    if (*p == '-' || *p == '+')
-        ++p;
     int64_t n = 0;
-    while (*p >= '0' && *p <= '9' && n <= INT_MAX)
-        n = n * 10 + (*p++ - '0');
-    if (n > INT_MAX)
-        n = INT_MAX;
-    return static_cast<int>(bNegative ? -n : n);
+    for (; *p >= '0' && *p <= '9'; ++p)
+        if (n <= INT_MAX)
+            n = n * 10 + (*p - '0');
+    return n > INT_MAX ? INT_MAX : static_cast<int>(n);
 }
 
 // The length a text argument reserves: its units, at least 1; 6 for null.
-template <class CHAR> int TextItemLength(const CHAR* psz)
+int ItemLengthOfCount(size_t n)
 {
-    if (psz == nullptr)
-        return 6;
-    size_t n = 0;
-    while (psz[n] != 0)
-        ++n;
     return n == 0 ? 1 : static_cast<int>(n);
+}
+int TextItemLength(const char* psz)
+{
+    return psz == nullptr ? 6 : ItemLengthOfCount(std::strlen(psz));
+}
+int TextItemLength(const wchar_t* psz)
+{
+    return psz == nullptr ? 6 : ItemLengthOfCount(std::wcslen(psz));
+}
+
+// A text or character item: a nonzero precision caps its length, then the
+// width is a floor.
+int TextItemBound(int nItemLen, int nWidth, int nPrecision)
+{
+    if (nPrecision != 0)
+        nItemLen = std::min(nItemLen, nPrecision);
+    return std::max(nItemLen, nWidth);
 }
 
 // Walks the format: returns the bound and, when the C library needs another
-// spelling, fills strTranslated with it. bWide tells whether wide text or a
-// wide character is formatted: the C library would convert those by its
-// locale, so the library converts them itself.
+// spelling, fills *pTranslated (empty on entry) with it. bWide tells whether
+// wide text or a wide character is formatted: the C library would convert
+// those by its locale, so the library converts them itself.
 int WalkFormat(const char* pszFormat, va_list argList, std::string* pTranslated, bool* pbWide = nullptr)
 {
     int nMaxLen = 0;
-    std::string strOut;
     bool bTranslate = false;
-    const char* pCopied = pszFormat; // start of the text not yet copied to strOut
+    const char* pCopied = pszFormat; // start of the text not yet copied to *pTranslated
 
-    for (const char* p = pszFormat; *p != '\0'; p = XMbText::Inc(p)) {
-        if (*p != '%') {
-            nMaxLen += XMbText::CharLen(p);
-            continue;
-        }
-        p = XMbText::Inc(p);
+    const char* p = pszFormat;
+    for (;;) {
+        // Plain text counts its bytes: each character its byte length.
+        const char* pRun = p;
+        p = XMbText::SkipTo(p, '%');
+        nMaxLen += static_cast<int>(p - pRun);
+        if (*p == '\0')
+            break;
+        ++p;
         if (*p == '%') {
-            nMaxLen += XMbText::CharLen(p);
+            ++nMaxLen;
+            ++p;
             continue;
         }
 
         int nItemLen = 0;
         int nWidth = 0;
-        for (; *p != '\0'; p = XMbText::Inc(p)) {
+        for (;; ++p) {
             if (*p == '#')
                 nMaxLen += 2;
             else if (*p == '*')
                 nWidth = va_arg(argList, int);
-            else if (*p == '-' || *p == '+' || *p == '0' || *p == ' ')
-                ;
-            else
+            else if (*p != '-' && *p != '+' && *p != '0' && *p != ' ')
                 break;
         }
-        if (nWidth == 0) {
-            nWidth = ReadNumber(p);
-            while (*p != '\0' && XMbText::IsDigit(p))
-                p = XMbText::Inc(p);
-        }
+        if (nWidth == 0)
+            nWidth = ReadDigits(p);
 
         int nPrecision = 0;
         if (*p == '.') {
-            p = XMbText::Inc(p);
+            ++p;
             if (*p == '*') {
                 nPrecision = va_arg(argList, int);
-                p = XMbText::Inc(p);
+                ++p;
             } else {
-                nPrecision = ReadNumber(p);
-                while (*p != '\0' && XMbText::IsDigit(p))
-                    p = XMbText::Inc(p);
+                nPrecision = ReadDigits(p);
             }
         }
 
         // Size prefixes, noting those the C library reads otherwise.
         int nModifier = 0;
         const char* pPrefix = p;
-        if (std::strncmp(p, "I64", 3) == 0) {
+        if (p[0] == 'I' && p[1] == '6' && p[2] == '4') {
             p += 3;
             nModifier = kForceInt64;
         } else {
             switch (*p) {
             case 'h':
                 nModifier = kForceAnsi;
-                p = XMbText::Inc(p);
+                ++p;
                 break;
             case 'l':
                 nModifier = kForceUnicode;
-                p = XMbText::Inc(p);
+                ++p;
                 break;
             case 'F':
             case 'N':
             case 'L':
-                p = XMbText::Inc(p);
+                ++p;
                 break;
             }
         }
         const char* pConversion = p;
 
-        switch (*p | nModifier) {
+        // The conversion. An I64 prefix on a text or a character makes it
+        // one the walk does not know: no argument, nothing reserved.
+        switch (*p) {
         case 'c':
         case 'C':
-        case 'c' | kForceAnsi:
-        case 'C' | kForceAnsi:
-        case 'c' | kForceUnicode:
-        case 'C' | kForceUnicode:
-            nItemLen = 2;
-            (void)va_arg(argList, int);
+            if (nModifier != kForceInt64) {
+                (void)va_arg(argList, int);
+                nItemLen = TextItemBound(2, nWidth, nPrecision);
+            }
             break;
         case 's':
-        case 's' | kForceAnsi:
-        case 'S' | kForceAnsi:
-            nItemLen = TextItemLength(va_arg(argList, const char*));
-            break;
         case 'S':
-        case 's' | kForceUnicode:
-        case 'S' | kForceUnicode:
-            nItemLen = TextItemLength(va_arg(argList, const wchar_t*));
+            if (nModifier == kForceUnicode || (*p == 'S' && nModifier == 0))
+                nItemLen = TextItemBound(TextItemLength(va_arg(argList, const wchar_t*)), nWidth, nPrecision);
+            else if (nModifier != kForceInt64)
+                nItemLen = TextItemBound(TextItemLength(va_arg(argList, const char*)), nWidth, nPrecision);
             break;
-        }
-
-        if (nItemLen != 0) {
-            if (nPrecision != 0)
-                nItemLen = std::min(nItemLen, nPrecision);
-            nItemLen = std::max(nItemLen, nWidth);
-        } else {
-            switch (*p) {
-            case 'd':
-            case 'i':
-            case 'u':
-            case 'x':
-            case 'X':
-            case 'o':
-                if (nModifier & kForceInt64)
-                    (void)va_arg(argList, int64_t);
-                else
-                    (void)va_arg(argList, int);
-                nItemLen = std::max(32, nWidth + nPrecision);
-                break;
-            case 'e':
-            case 'g':
-            case 'G':
-                (void)va_arg(argList, double);
-                nItemLen = std::max(128, nWidth + nPrecision);
-                break;
-            case 'f':
-                (void)va_arg(argList, double);
-                nItemLen = std::max(128, 312 + nPrecision);
-                break;
-            case 'p':
-                (void)va_arg(argList, void*);
-                nItemLen = std::max(32, nWidth + nPrecision);
-                break;
-            case 'n':
-                (void)va_arg(argList, int*);
-                break;
-            default:
-                break;
-            }
+        case 'd':
+        case 'i':
+        case 'u':
+        case 'x':
+        case 'X':
+        case 'o':
+            if (nModifier == kForceInt64)
+                (void)va_arg(argList, int64_t);
+            else
+                (void)va_arg(argList, int);
+            nItemLen = std::max(32, nWidth + nPrecision);
+            break;
+        case 'e':
+        case 'g':
+        case 'G':
+            (void)va_arg(argList, double);
+            nItemLen = std::max(128, nWidth + nPrecision);
+            break;
+        case 'f':
+            (void)va_arg(argList, double);
+            nItemLen = std::max(128, 312 + nPrecision);
+            break;
+        case 'p':
+            (void)va_arg(argList, void*);
+            nItemLen = std::max(32, nWidth + nPrecision);
+            break;
+        case 'n':
+            (void)va_arg(argList, int*);
+            break;
+        default:
+            break;
         }
         nMaxLen += nItemLen;
 
@@ -218,9 +210,9 @@ int WalkFormat(const char* pszFormat, va_list argList, std::string* pTranslated,
                 *pbWide = true;
             if (pReplacement != nullptr && pTranslated != nullptr) {
                 bTranslate = true;
-                strOut.append(pCopied, static_cast<size_t>(pPrefix - pCopied));
-                strOut.append(pReplacement);
-                strOut.push_back(chConv);
+                pTranslated->append(pCopied, static_cast<size_t>(pPrefix - pCopied));
+                pTranslated->append(pReplacement);
+                pTranslated->push_back(chConv);
                 pCopied = chConv == '\0' ? pConversion : pConversion + 1;
             }
         } else if (pbWide != nullptr && (*pConversion == 'S' || *pConversion == 'C')) {
@@ -228,12 +220,11 @@ int WalkFormat(const char* pszFormat, va_list argList, std::string* pTranslated,
         }
         if (*p == '\0')
             break;
+        p = XMbText::Inc(p);
     }
 
-    if (bTranslate) {
-        strOut.append(pCopied);
-        *pTranslated = std::move(strOut);
-    }
+    if (bTranslate)
+        pTranslated->append(pCopied);
     return nMaxLen;
 }
 
@@ -421,7 +412,10 @@ void XString::FormatV(const char* pszFormat, va_list argList)
     }
     if (nWritten < 0 && GetAllocLength() > 0)
         pBuffer[0] = '\0';
-    ReleaseBuffer(-1);
+    // ReleaseBuffer(-1), on a buffer that GetBuffer left unshared and that
+    // vsnprintf has terminated within its capacity.
+    if (!IsSharedEmpty())
+        GetData()->nDataLength = static_cast<int>(std::strlen(pchData));
 }
 
 void XString::Format(const char* pszFormat, ...)

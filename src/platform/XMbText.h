@@ -22,6 +22,16 @@ public:
     }
     static const char* Inc(const char* p) { return p + CharLen(p); }
     static char* Inc(char* p) { return p + CharLen(p); }
+    // The first of c (an ASCII byte) or the terminator at or after p. No
+    // character of more than one byte holds an ASCII byte, so the text before
+    // it is whole characters and a byte search finds it. Meant for the short
+    // runs of a format, where a plain loop beats a vector search.
+    static const char* SkipTo(const char* p, char c)
+    {
+        while (*p != c && *p != '\0')
+            ++p;
+        return p;
+    }
 
     static bool IsSpace(const char* p)
     {
