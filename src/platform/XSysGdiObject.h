@@ -10,6 +10,7 @@
 #include <cairo.h>
 #include <pango/pango.h>
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -152,10 +153,48 @@ struct XGdiWindow : XGdiObject {
     HDC hDC = nullptr;
 };
 
-// Table of live objects.
+// Table of live objects. Slots live in chunks that are never freed, so a
+// lookup reads a slot without a lock while another thread adds objects; the
+// chunk pointers are constant-initialised, so a lookup costs no guard either.
+namespace XGdiTable {
+constexpr uint32_t nChunkBits = 12;
+constexpr uint32_t nChunkSlots = 1u << nChunkBits;
+constexpr uint32_t nMaxChunks = 4096;
+
+struct Slot {
+    std::atomic<XGdiObject*> pObject{nullptr};
+    std::atomic<uint32_t> nGeneration{1};
+};
+extern std::atomic<Slot*> g_chunks[nMaxChunks];
+
+// The slot a handle names and the generation it carries, or null.
+inline Slot* Locate(const void* h, uint32_t& nGeneration)
+{
+    const uintptr_t v = reinterpret_cast<uintptr_t>(h);
+    const uint32_t nLow = static_cast<uint32_t>(v);
+    if (nLow == 0)
+        return nullptr;
+    const uint32_t nIndex = nLow - 1;
+    if ((nIndex >> nChunkBits) >= nMaxChunks)
+        return nullptr;
+    Slot* pChunk = g_chunks[nIndex >> nChunkBits].load(std::memory_order_acquire);
+    if (pChunk == nullptr)
+        return nullptr;
+    nGeneration = static_cast<uint32_t>(v >> 32);
+    return &pChunk[nIndex & (nChunkSlots - 1)];
+}
+} // namespace XGdiTable
+
 HGDIOBJ XfnGdiAdd(std::unique_ptr<XGdiObject> pObject);
-// The object of a handle of the given kind, or null.
-XGdiObject* XfnGdiFind(const void* h);
+// The live object of a handle, or null.
+inline XGdiObject* XfnGdiFind(const void* h)
+{
+    uint32_t nGeneration = 0;
+    XGdiTable::Slot* s = XGdiTable::Locate(h, nGeneration);
+    if (s == nullptr || s->nGeneration.load(std::memory_order_acquire) != nGeneration)
+        return nullptr;
+    return s->pObject.load(std::memory_order_acquire);
+}
 // Removes and destroys; false for an unknown handle.
 bool XfnGdiRemove(const void* h);
 
