@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "platform/XSysDC.h"
+#include "platform/XSysGdiScan.h"
 
 enum class XGdiKind : uint8_t { Dc, Bitmap, Pen, Brush, Font, Region, Palette, Window };
 
@@ -89,11 +90,14 @@ struct XGdiFont : XGdiObject {
 // reasonable size, and a row's spans otherwise.
 struct XGdiRegion : XGdiObject {
     XGdiRegion() : XGdiObject(XGdiKind::Region) {}
-    RECT box = {0, 0, 0, 0};      // right and bottom exclusive
-    std::vector<int> rowStart;    // per box row, index into spans; one extra at the end
-    std::vector<int> spans;       // x0, x1 pairs, x1 exclusive
-    std::vector<uint64_t> mask;   // box rows of nMaskWords words
-    int nMaskWords = 0;
+    // What PtInRegion reads sits next to the object's header, in one line of
+    // the cache.
+    RECT box = {0, 0, 0, 0};          // right and bottom exclusive
+    int nMaskWords = 0;               // words a mask row; 0 without a mask
+    const uint64_t* pMask = nullptr;  // mask.data()
+    std::vector<int> rowStart;        // per box row, index into spans; one extra at the end
+    std::vector<int> spans;           // x0, x1 pairs, x1 exclusive
+    std::vector<uint64_t> mask;       // box rows of nMaskWords words
 };
 
 struct XGdiPalette : XGdiObject {
@@ -249,13 +253,6 @@ inline uint32_t XfnGdiRop3(unsigned t, uint32_t p, uint32_t s, uint32_t d)
     return r | 0xFF000000u;
 }
 
-// Spans of pixels whose centres lie inside the polygons, in the fill mode,
-// handed row by row to fn(y, x0, x1) with x1 exclusive; rows and columns are
-// limited to [0, nMaxX) by [0, nMaxY) (pass INT32_MAX for no limit).
-template <class Fn>
-void XfnGdiScanPolygons(const POINT* pts, const int* counts, int nPolys, int nFillMode, int nMaxX, int nMaxY,
-                        Fn&& fn);
-
 // The brush's colour at (x, y) of the surface, gaps of a hatch in bg; black
 // for no brush.
 inline uint32_t XfnGdiBrushPixel(const XGdiBrush* br, int x, int y, uint32_t bg)
@@ -280,5 +277,3 @@ inline uint32_t XfnGdiBrushPixel(const XGdiBrush* br, int x, int y, uint32_t bg)
 // Paints the span [x0, x1) of row y with the brush in the DC's raster
 // operation (or R2_COPYPEN for bPatCopy) and background.
 void XfnGdiPaintSpan(XGdiDC* dc, const XGdiBrush* br, int y, int x0, int x1, bool bPatCopy);
-
-#include "platform/XSysGdiScan.h"
