@@ -198,6 +198,8 @@ void XBackBuffer::MakeBrush()
 
 void XBackBuffer::SetLineStyle(tagXLineStyle* pStyle, bool bWorld, double dWidth, COLORREF clr, double)
 {
+    if (pStyle == nullptr)
+        return;
     LineStyle = *pStyle;
     bWorldSize = bWorld;
     dLineWidth = dWidth;
@@ -213,6 +215,8 @@ void XBackBuffer::SetLineColor(COLORREF clr, double)
 
 void XBackBuffer::SetFillStyle(tagXFillStyle* pStyle, COLORREF clrForeArg, COLORREF clrBackArg, double)
 {
+    if (pStyle == nullptr)
+        return;
     FillStyle = *pStyle;
     clrFore = clrForeArg;
     clrBack = clrBackArg;
@@ -233,6 +237,8 @@ void XBackBuffer::SetBackColor(COLORREF clr, double)
 
 void XBackBuffer::SetTextStyle(tagXTextStyle* pStyle, bool bWorld, double dHeight, COLORREF clr, COLORREF, double)
 {
+    if (pStyle == nullptr)
+        return;
     double w = dHeight, h = dHeight;
     if (bWorld)
         ConvWorldToPixelLength(w, h);

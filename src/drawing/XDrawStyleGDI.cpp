@@ -204,6 +204,9 @@ void DrawBand(HDC hDC, HPEN hPen, const CPoint& from, const CPoint& to)
 
 void XfnCreatePen(HPEN& hPen, tagXLineStyle* pStyle, int nWidth, COLORREF clr)
 {
+    hPen = nullptr;
+    if (pStyle == nullptr)
+        return;
     const PenRecipe r = MakePenRecipe(pStyle, nWidth, false);
     if (!r.bExtended) {
         hPen = CreatePen(static_cast<int>(r.nStyle), 0, clr);
@@ -215,6 +218,8 @@ void XfnCreatePen(HPEN& hPen, tagXLineStyle* pStyle, int nWidth, COLORREF clr)
 
 void XfnCreatePen(CPen* pPen, tagXLineStyle* pStyle, int nWidth, COLORREF clr)
 {
+    if (pPen == nullptr || pStyle == nullptr)
+        return;
     const PenRecipe r = MakePenRecipe(pStyle, nWidth, true);
     if (!r.bExtended) {
         pPen->CreatePen(static_cast<int>(r.nStyle), r.nStyle == PS_SOLID ? nWidth : 0, clr);
@@ -226,6 +231,9 @@ void XfnCreatePen(CPen* pPen, tagXLineStyle* pStyle, int nWidth, COLORREF clr)
 
 void XfnCreateBrush(HBRUSH& hBrush, tagXFillStyle* pStyle, COLORREF clrForeArg, COLORREF clrBackArg)
 {
+    hBrush = nullptr;
+    if (pStyle == nullptr)
+        return;
     LOGBRUSH lb;
     BYTE* pDIB = MakeLogBrush(lb, pStyle, clrForeArg, clrBackArg);
     hBrush = CreateBrushIndirect(&lb);
@@ -234,6 +242,8 @@ void XfnCreateBrush(HBRUSH& hBrush, tagXFillStyle* pStyle, COLORREF clrForeArg, 
 
 void XfnCreateBrush(CBrush* pBrush, tagXFillStyle* pStyle, COLORREF clrForeArg, COLORREF clrBackArg)
 {
+    if (pBrush == nullptr || pStyle == nullptr)
+        return;
     LOGBRUSH lb;
     BYTE* pDIB = MakeLogBrush(lb, pStyle, clrForeArg, clrBackArg);
     pBrush->CreateBrushIndirect(&lb);
@@ -242,12 +252,17 @@ void XfnCreateBrush(CBrush* pBrush, tagXFillStyle* pStyle, COLORREF clrForeArg, 
 
 void XfnCreateFont(HFONT& hFont, tagXTextStyle* pStyle, int nHeight)
 {
+    hFont = nullptr;
+    if (pStyle == nullptr)
+        return;
     PrepareFont(pStyle, nHeight);
     hFont = CreateFontIndirectA(&pStyle->lf);
 }
 
 void XfnCreateFont(CFont* pFont, tagXTextStyle* pStyle, int nHeight)
 {
+    if (pFont == nullptr || pStyle == nullptr)
+        return;
     PrepareFont(pStyle, nHeight);
     pFont->CreateFontIndirect(&pStyle->lf);
 }

@@ -117,6 +117,23 @@ TEST(XfnCreatePen, WrapperFormIgnoresThePenBits)
     }, true);
 }
 
+TEST(XfnCreatePen, NullStylesGiveNoObject)
+{
+    HPEN hPen = reinterpret_cast<HPEN>(1);
+    HBRUSH hBrush = reinterpret_cast<HBRUSH>(1);
+    HFONT hFont = reinterpret_cast<HFONT>(1);
+    XfnCreatePen(hPen, nullptr, 1, kRed);
+    XfnCreateBrush(hBrush, nullptr, kRed, kRed);
+    XfnCreateFont(hFont, nullptr, 10);
+    EXPECT_EQ(hPen, nullptr);
+    EXPECT_EQ(hBrush, nullptr);
+    EXPECT_EQ(hFont, nullptr);
+    CPen pen;
+    XfnCreatePen(&pen, nullptr, 1, kRed);
+    XfnCreatePen(static_cast<CPen*>(nullptr), nullptr, 1, kRed);
+    EXPECT_EQ(pen.GetSafeHandle(), nullptr);
+}
+
 TEST(XfnCreatePen, WideDashesLandAsTheTableSays)
 {
     XTestCanvas c(64, 16);

@@ -83,7 +83,7 @@ public:
     // Each setter makes the matching GDI object, selects it into the DC and
     // deletes the object it pushed out. A width or height in world units
     // (bWorld) goes through ConvWorldToPixelLength and is truncated. The
-    // trailing alpha is taken and not used here.
+    // trailing alpha is taken and not used here. A null style changes nothing.
     void SetLineStyle(tagXLineStyle* pStyle, bool bWorld, double dWidth, COLORREF clr, double dAlpha);
     void SetLineColor(COLORREF clr, double dAlpha);
     void SetFillStyle(tagXFillStyle* pStyle, COLORREF clrForeArg, COLORREF clrBackArg, double dAlpha);

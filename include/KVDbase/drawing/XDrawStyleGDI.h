@@ -2,7 +2,8 @@
 // style records, and the rubber band. Each creation function has a form that
 // hands back a raw handle and one that fills a wrapper object; the caller
 // owns what is made (DeleteObject, or the wrapper's destructor). Nothing is
-// reported: a handle the device cannot make stays null.
+// reported: a handle the device cannot make, or a null style, gives a null
+// handle (the wrapper stays empty).
 #pragma once
 
 #include "KVDbase/drawing/XDrawStyle.h"
