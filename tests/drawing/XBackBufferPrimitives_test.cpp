@@ -1,0 +1,216 @@
+#include "KVDbase/drawing/XBackBuffer.h"
+#include "XDrawingTestCanvas.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// World (x, y) is pixel (x, 40 - y) on these 64 by 40 canvases.
+const int W = 64, H = 40;
+
+void Pen(XBackBuffer& bb, COLORREF clr, int nCode = tagXLineStyle::STYLE_SOLID)
+{
+    tagXLineStyle s;
+    s.SetStyle(nCode);
+    bb.SetLineStyle(&s, false, 0.0, clr, 1.0);
+}
+
+void Fill(XBackBuffer& bb, tagXFillStyle s, COLORREF fore)
+{
+    bb.SetFillStyle(&s, fore, kBlack, 1.0);
+}
+
+tagXFillStyle Code(int nCode)
+{
+    tagXFillStyle s;
+    s.SetStyle(nCode);
+    return s;
+}
+
+TEST(XBackBufferPrimitives, PointsLinesAndPolylinesRoundHalfAwayFromZero)
+{
+    XTestCanvas c(W, H);
+    Pen(c.bb, kRed);
+    // Each point is a one-pixel stroke at its rounded pixel: -0.4 rounds to
+    // 0, -0.5 to -1 (off the surface), 20.5 to 21, pixel y 10.5 to 11.
+    double x[] = {10.4, 20.5, 30.49, -0.5, -0.4}, y[] = {30.0, 30.0, 29.5, 20.0, 10.0}, e[4] = {};
+    c.bb.DrawPolypoint(x, y, 5, e);
+    for (const POINT& pt : {POINT{10, 10}, POINT{21, 10}, POINT{30, 11}, POINT{0, 30}})
+        EXPECT_EQ(c.Px(pt.x, pt.y), kRed) << pt.x << "," << pt.y;
+    EXPECT_EQ(c.Count(kRed), 4);
+
+    // The same L in three shapes, the last point left out.
+    Pen(c.bb, kBlue);
+    tagXVector3 v3[3] = {{2, 30, 9}, {20, 30, 9}, {20, 20, 9}};
+    tagXVector2 v2[3] = {{2, 18}, {20, 18}, {20, 8}};
+    double xs[3] = {30, 48, 48}, ys[3] = {30, 30, 20}, zs[3] = {1, 2, 3};
+    c.bb.DrawPolyline(v3, 3, e);
+    c.bb.DrawPolyline(v2, 3, e);
+    c.bb.DrawPolyline(xs, ys, zs, 3, e);
+    for (const POINT& p : {POINT{2, 10}, POINT{2, 22}, POINT{30, 10}}) {
+        EXPECT_EQ(c.Count(kBlue, p.x, p.y, p.x + 18, p.y + 1), 18) << p.x << "," << p.y;
+        EXPECT_EQ(c.Count(kBlue, p.x + 18, p.y, p.x + 19, p.y + 10), 10) << p.x << "," << p.y;
+        EXPECT_EQ(c.Px(p.x + 18, p.y + 10), kWhite) << p.x << "," << p.y;
+    }
+    c.bb.DrawLine(tagXVector2{40, 5}, tagXVector2{44, 5});
+    EXPECT_EQ(c.Count(kBlue, 40, 35, 45, 36), 4);
+}
+
+TEST(XBackBufferPrimitives, PolygonIsClosedAndFilledByItsStyle)
+{
+    // A right triangle with its right angle at (10, 30); 99 fills as solid.
+    double x[3] = {10, 40, 10}, y[3] = {30, 30, 5}, e[4] = {10, 5, 40, 30};
+    for (int nCode : {0, 1, 99}) { // solid, hollow, unknown
+        XTestCanvas c(W, H);
+        Pen(c.bb, kBlue);
+        Fill(c.bb, Code(nCode), kGreen);
+        c.bb.DrawPolygon(x, y, 3, e);
+        EXPECT_EQ(c.Px(14, 15), nCode == tagXFillStyle::STYLE_HOLLOW ? kWhite : kGreen) << nCode;
+        // Both legs and the closing hypotenuse, over the fill.
+        for (const POINT& pt : {POINT{10, 20}, POINT{25, 10}, POINT{28, 20}})
+            EXPECT_EQ(c.Px(pt.x, pt.y), kBlue) << nCode << " " << pt.x << "," << pt.y;
+    }
+}
+
+// A mask whose bytes differ: columns 0, 1 and 31 of every row but row 3 in
+// the order of glPolygonStipple, where the brush's word order would give
+// columns 7, 24 and 25.
+tagXFillStyle Stipple()
+{
+    tagXFillStyle s = Code(tagXFillStyle::STYLE_TRANSPARENT_PATTERN);
+    for (int r = 0; r < 32; ++r) {
+        s.Pattern[4 * r] = r == 3 ? 0 : 0xC0;
+        s.Pattern[4 * r + 1] = s.Pattern[4 * r + 2] = 0;
+        s.Pattern[4 * r + 3] = r == 3 ? 0 : 0x01;
+    }
+    return s;
+}
+
+TEST(XBackBufferPrimitives, StippleFillPaintsTheMaskWithinItsExtent)
+{
+    XTestCanvas c(W, H);
+    c.bb.Clear(kRed, nullptr);
+    Fill(c.bb, Stipple(), kGreen);
+    Pen(c.bb, kBlue, tagXLineStyle::STYLE_NONE);
+    double x[4] = {0, 64, 64, 0}, y[4] = {40, 40, 0, 0}, e[4] = {0, 0, 64, 40};
+    c.bb.DrawPolygon(x, y, 4, e);
+    for (int py : {0, 5, 39}) {
+        for (int px : {0, 1, 31, 32, 33, 63})
+            EXPECT_EQ(c.Px(px, py), kGreen) << px << "," << py;
+        for (int px : {2, 7, 24, 25, 30, 34})
+            EXPECT_EQ(c.Px(px, py), kRed) << px << "," << py; // gaps untouched
+    }
+    EXPECT_EQ(c.Px(0, 3), kRed);  // mask row 3 is empty ...
+    EXPECT_EQ(c.Px(0, 35), kRed); // ... and anchored at the surface origin
+
+    // An extent off the surface paints nothing and the outline still comes;
+    // one cut short cuts the fill (truncated: columns up to 32).
+    XTestCanvas d(W, H);
+    Fill(d.bb, Stipple(), kGreen);
+    Pen(d.bb, kBlue);
+    double tx[3] = {10, 40, 10}, ty[3] = {30, 30, 5}, offExt[4] = {100, 100, 200, 200}, cutExt[4] = {0, 0, 32.9, 40};
+    d.bb.DrawPolygon(tx, ty, 3, offExt);
+    EXPECT_EQ(d.Count(kGreen), 0);
+    EXPECT_EQ(d.Px(10, 20), kBlue);
+    d.bb.DrawPolygon(tx, ty, 3, cutExt);
+    EXPECT_EQ(d.Px(32, 12), kGreen);
+    EXPECT_EQ(d.Px(33, 12), kWhite);
+}
+
+TEST(XBackBufferPrimitives, PolyPolygonHolesAndOutlines)
+{
+    // A 40 by 30 square with a 10 by 10 square inside, both turning alike.
+    tagXVector2 pts[8] = {{5, 35}, {45, 35}, {45, 5}, {5, 5}, {20, 25}, {30, 25}, {30, 15}, {20, 15}};
+    int counts[2] = {4, 4};
+    double e[4] = {5, 5, 45, 35};
+    tagXFillStyle fullMask = Code(tagXFillStyle::STYLE_SOLID);
+    fullMask.nStyle = tagXFillStyle::STYLE_TRANSPARENT_PATTERN;
+    struct Row {
+        tagXFillStyle style;
+        int nMode;
+        COLORREF ring, hole;
+    } rows[] = {
+        {Code(tagXFillStyle::STYLE_SOLID), ALTERNATE, kGreen, kWhite},
+        {Code(tagXFillStyle::STYLE_SOLID), WINDING, kGreen, kGreen},
+        {Code(tagXFillStyle::STYLE_HOLLOW), ALTERNATE, kWhite, kWhite},
+        {fullMask, ALTERNATE, kGreen, kWhite}, // the stipple takes the DC's mode
+        {fullMask, WINDING, kGreen, kGreen},
+    };
+    for (const Row& row : rows) {
+        XTestCanvas c(W, H);
+        Pen(c.bb, kBlue);
+        Fill(c.bb, row.style, kGreen);
+        c.bb.SetPolyFillMode(row.nMode);
+        c.bb.DrawPolyPolygon(pts, counts, 2, e);
+        const int nStyle = row.style.nStyle;
+        EXPECT_EQ(c.Px(10, 20), row.ring) << nStyle << " " << row.nMode;
+        EXPECT_EQ(c.Px(25, 20), row.hole) << nStyle << " " << row.nMode;
+        for (const POINT& pt : {POINT{20, 5}, POINT{20, 20}, POINT{5, 20}}) // both rings, closed
+            EXPECT_EQ(c.Px(pt.x, pt.y), kBlue) << nStyle << " " << pt.x << "," << pt.y;
+    }
+}
+
+// The box of the non-white pixels.
+RECT Ink(const XTestCanvas& c)
+{
+    RECT r = {1 << 20, 1 << 20, -1, -1};
+    for (int y = 0; y < c.bb.GetHeight(); ++y)
+        for (int x = 0; x < c.bb.GetWidth(); ++x)
+            if (c.Px(x, y) != kWhite) {
+                r = {x < r.left ? x : r.left, y < r.top ? y : r.top, x > r.right ? x : r.right,
+                     y > r.bottom ? y : r.bottom};
+            }
+    return r;
+}
+
+TEST(XBackBufferPrimitives, TextStandsOnItsAnchor)
+{
+    tagXTextStyle style;
+    style.lf.lfWeight = 700;
+    style.lf.lfHeight = 20;
+    double w = 0, h = 0;
+    ASSERT_EQ(XBackBuffer::GetTextDimensionGDI(nullptr, "HH", &style, w, h), 1);
+    ASSERT_GT(w, 10);
+    // Bits 1/2/4 put the box right of, centred on, left of x; 8/16/32 above,
+    // centred on, below y. The ink must lie in that box.
+    for (int nAlign : {9, 10, 12, 17, 18, 20, 33, 34, 36}) {
+        XTestCanvas c(W * 2, H * 2);
+        SetBkMode(c.DC(), OPAQUE);
+        tagXTextStyle s = style;
+        s.nAlign = nAlign;
+        c.bb.SetTextStyle(&s, false, 20.0, kBlack, kWhite, 1.0);
+        c.bb.DrawTextA("HH", 64, 40, 0); // pixel (64, 40)
+        const double left = 64 - (nAlign & 2 ? w / 2 : nAlign & 4 ? w : 0);
+        const double top = 40 - (nAlign & 8 ? h : nAlign & 16 ? h / 2 : 0);
+        const RECT ink = Ink(c);
+        EXPECT_GE(ink.left, left - 1) << nAlign;
+        EXPECT_LE(ink.right, left + w) << nAlign;
+        EXPECT_GE(ink.top, top - 1) << nAlign;
+        EXPECT_LE(ink.bottom, top + h) << nAlign;
+        EXPECT_GT(ink.right - ink.left, w / 2) << nAlign;
+        EXPECT_EQ(GetBkMode(c.DC()), OPAQUE) << nAlign; // as it found it
+    }
+    // Turned a quarter: left and top (33) has no shift, so the anchor stays
+    // and the text runs up from it to its right; left and bottom (9) shifts
+    // the anchor up by the height and turns it about (64, 40), to the left.
+    RECT inks[2];
+    for (int i = 0; i < 2; ++i) {
+        XTestCanvas c(W * 2, H * 2);
+        tagXTextStyle s = style;
+        s.nAlign = i == 0 ? 33 : 9;
+        s.lf.lfOrientation = 900;
+        c.bb.SetTextStyle(&s, false, 20.0, kBlack, kWhite, 1.0);
+        c.bb.DrawTextA("HHH", 64, 40, 0);
+        inks[i] = Ink(c);
+    }
+    EXPECT_GE(inks[0].left, 63);
+    EXPECT_LE(inks[0].bottom, 40);
+    EXPECT_LT(inks[1].left, inks[0].left - 10);
+    // No DC to measure on: 0 and an empty box.
+    HDC hGone = CreateCompatibleDC(nullptr);
+    DeleteDC(hGone);
+    EXPECT_EQ(XBackBuffer::GetTextDimensionGDI(hGone, "abc", &style, w, h), 0);
+    EXPECT_EQ(w + h, 0.0);
+}
+
+} // namespace
