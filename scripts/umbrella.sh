@@ -10,6 +10,9 @@ cd "$(dirname "$0")/../include"
     [ -d "KVDbase/$folder" ] || continue
     echo
     for h in $(ls KVDbase/$folder/*.h | sort); do
+      # The OpenGL context stand-ins are for applications that draw with
+      # OpenGL on a back buffer's DC; they stay out of the one include.
+      [ "$h" = KVDbase/platform/XWGL.h ] && continue
       echo "#include \"$h\""
     done
   done

@@ -1,0 +1,397 @@
+// OpenGL contexts over EGL. One EGL display serves the process: Mesa's
+// surfaceless platform when it is there (no display server, no GPU: llvmpipe
+// renders), else the first EGL device, else the default display. A DC's GL
+// surface is a pbuffer of the DC's size, made when a context is first bound
+// to it and made anew when the DC's size changes; SwapBuffers reads the back
+// buffer into the DC's pixels. The tables of DCs and contexts are guarded by
+// one lock; which context is current is per thread, as in EGL.
+#include "KVDbase/platform/XWGL.h"
+#include "platform/XSysGLTarget.h"
+
+// Buffer binding is past OpenGL 1.1: its prototype comes from glext.h.
+#define GL_GLEXT_PROTOTYPES 1
+#include <EGL/egl.h>
+#include <EGL/eglext.h>
+#include <GL/gl.h>
+#include <GL/glext.h>
+
+#include <cstring>
+#include <mutex>
+#include <unordered_map>
+#include <vector>
+
+struct HGLRC__ {
+    EGLContext ctx;
+    int nFormat;
+};
+
+namespace {
+
+struct Display {
+    EGLDisplay dpy = EGL_NO_DISPLAY;
+    std::vector<EGLConfig> formats;
+};
+
+struct Drawable {
+    int nFormat = 0;
+    EGLSurface surf = EGL_NO_SURFACE;
+    int nWidth = 0;
+    int nHeight = 0;
+    HGLRC hLastRC = nullptr;
+};
+
+std::mutex g_lock;
+std::unordered_map<HDC, Drawable> g_dcs;
+XSysDCPixelSource g_pfnPixels = nullptr;
+thread_local HGLRC t_rc = nullptr;
+thread_local HDC t_dc = nullptr;
+
+bool HasExtension(const char* pszList, const char* pszName)
+{
+    if (pszList == nullptr)
+        return false;
+    size_t n = std::strlen(pszName);
+    for (const char* p = std::strstr(pszList, pszName); p != nullptr; p = std::strstr(p + n, pszName)) {
+        if ((p == pszList || p[-1] == ' ') && (p[n] == ' ' || p[n] == '\0'))
+            return true;
+    }
+    return false;
+}
+
+EGLDisplay OpenDisplay()
+{
+    const char* pszClient = eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
+    auto pfnGetPlatformDisplay =
+        reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(eglGetProcAddress("eglGetPlatformDisplayEXT"));
+    EGLint nMajor = 0, nMinor = 0;
+    if (pfnGetPlatformDisplay != nullptr && HasExtension(pszClient, "EGL_MESA_platform_surfaceless")) {
+        EGLDisplay dpy = pfnGetPlatformDisplay(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr);
+        if (dpy != EGL_NO_DISPLAY && eglInitialize(dpy, &nMajor, &nMinor))
+            return dpy;
+    }
+    auto pfnQueryDevices = reinterpret_cast<PFNEGLQUERYDEVICESEXTPROC>(eglGetProcAddress("eglQueryDevicesEXT"));
+    if (pfnGetPlatformDisplay != nullptr && pfnQueryDevices != nullptr &&
+        HasExtension(pszClient, "EGL_EXT_platform_device")) {
+        EGLDeviceEXT devices[8];
+        EGLint nDevices = 0;
+        if (pfnQueryDevices(8, devices, &nDevices)) {
+            for (EGLint i = 0; i < nDevices; ++i) {
+                EGLDisplay dpy = pfnGetPlatformDisplay(EGL_PLATFORM_DEVICE_EXT, devices[i], nullptr);
+                if (dpy != EGL_NO_DISPLAY && eglInitialize(dpy, &nMajor, &nMinor))
+                    return dpy;
+            }
+        }
+    }
+    EGLDisplay dpy = eglGetDisplay(EGL_DEFAULT_DISPLAY);
+    if (dpy != EGL_NO_DISPLAY && eglInitialize(dpy, &nMajor, &nMinor))
+        return dpy;
+    return EGL_NO_DISPLAY;
+}
+
+// The formats on offer: 8 bits of red, green and blue, with or without
+// alpha, drawable to a pbuffer with desktop OpenGL, in EGL's own order.
+const Display& GetDisplay()
+{
+    static const Display display = [] {
+        Display d;
+        d.dpy = OpenDisplay();
+        if (d.dpy == EGL_NO_DISPLAY || !eglBindAPI(EGL_OPENGL_API))
+            return d;
+        const EGLint attribs[] = {EGL_RED_SIZE,     8, EGL_GREEN_SIZE,      8,
+                                  EGL_BLUE_SIZE,    8, EGL_SURFACE_TYPE,    EGL_PBUFFER_BIT,
+                                  EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT, EGL_NONE};
+        EGLint n = 0;
+        if (!eglChooseConfig(d.dpy, attribs, nullptr, 0, &n) || n <= 0)
+            return d;
+        std::vector<EGLConfig> all(n);
+        eglChooseConfig(d.dpy, attribs, all.data(), n, &n);
+        for (EGLint i = 0; i < n; ++i) {
+            EGLint r = 0, g = 0, b = 0, a = 0;
+            eglGetConfigAttrib(d.dpy, all[i], EGL_RED_SIZE, &r);
+            eglGetConfigAttrib(d.dpy, all[i], EGL_GREEN_SIZE, &g);
+            eglGetConfigAttrib(d.dpy, all[i], EGL_BLUE_SIZE, &b);
+            eglGetConfigAttrib(d.dpy, all[i], EGL_ALPHA_SIZE, &a);
+            if (r == 8 && g == 8 && b == 8 && (a == 0 || a == 8))
+                d.formats.push_back(all[i]);
+        }
+        return d;
+    }();
+    return display;
+}
+
+EGLint ConfigValue(EGLConfig cfg, EGLint nAttrib)
+{
+    EGLint v = 0;
+    eglGetConfigAttrib(GetDisplay().dpy, cfg, nAttrib, &v);
+    return v;
+}
+
+bool ValidFormat(int iFormat)
+{
+    return iFormat >= 1 && iFormat <= static_cast<int>(GetDisplay().formats.size());
+}
+
+EGLContext NewContext(int nFormat, EGLContext share)
+{
+    const Display& d = GetDisplay();
+    eglBindAPI(EGL_OPENGL_API);
+    EGLConfig cfg = d.formats[nFormat - 1];
+    const EGLint compat[] = {EGL_CONTEXT_OPENGL_PROFILE_MASK, EGL_CONTEXT_OPENGL_COMPATIBILITY_PROFILE_BIT,
+                             EGL_NONE};
+    EGLContext ctx = eglCreateContext(d.dpy, cfg, share, compat);
+    if (ctx == EGL_NO_CONTEXT) // an EGL before 1.5 knows no profile: its desktop contexts are compatible ones
+        ctx = eglCreateContext(d.dpy, cfg, share, nullptr);
+    return ctx;
+}
+
+// The DC's surface at the DC's present size: kept, or made (anew). Under the
+// lock. EGL_NO_SURFACE for a DC with no known pixels.
+EGLSurface SurfaceFor(HDC hdc, Drawable& dr)
+{
+    XSysDCPixels px{};
+    if (g_pfnPixels == nullptr || !g_pfnPixels(hdc, px) || px.nWidth <= 0 || px.nHeight <= 0)
+        return EGL_NO_SURFACE;
+    if (dr.surf != EGL_NO_SURFACE && dr.nWidth == px.nWidth && dr.nHeight == px.nHeight)
+        return dr.surf;
+    const Display& d = GetDisplay();
+    const EGLint attribs[] = {EGL_WIDTH, px.nWidth, EGL_HEIGHT, px.nHeight, EGL_NONE};
+    EGLSurface surf = eglCreatePbufferSurface(d.dpy, d.formats[dr.nFormat - 1], attribs);
+    if (surf == EGL_NO_SURFACE)
+        return dr.surf;
+    if (dr.surf != EGL_NO_SURFACE)
+        eglDestroySurface(d.dpy, dr.surf); // deferred by EGL while a thread still draws on it
+    dr.surf = surf;
+    dr.nWidth = px.nWidth;
+    dr.nHeight = px.nHeight;
+    return surf;
+}
+
+// Copies the bound surface's back buffer into the DC's pixels.
+void CopyFrame(const Drawable& dr, const XSysDCPixels& px)
+{
+    int w = px.nWidth < dr.nWidth ? px.nWidth : dr.nWidth;
+    int h = px.nHeight < dr.nHeight ? px.nHeight : dr.nHeight;
+    if (w <= 0 || h <= 0)
+        return;
+    GLint nReadBuffer = 0, nPackBuffer = 0;
+    glGetIntegerv(GL_READ_BUFFER, &nReadBuffer);
+    glGetIntegerv(GL_PIXEL_PACK_BUFFER_BINDING, &nPackBuffer);
+    glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
+    glBindBuffer(GL_PIXEL_PACK_BUFFER, 0);
+    glPixelStorei(GL_PACK_ALIGNMENT, 4);
+    glPixelStorei(GL_PACK_ROW_LENGTH, 0);
+    glPixelStorei(GL_PACK_SKIP_ROWS, 0);
+    glPixelStorei(GL_PACK_SKIP_PIXELS, 0);
+    glReadBuffer(GL_BACK);
+    // GL counts rows from the bottom: a bottom-up DC of exactly the width
+    // takes the frame as it comes, anything else row by row from a scratch.
+    if (!px.bTopDown && px.nStride == w * 4) {
+        glReadPixels(0, 0, w, h, GL_BGRA, GL_UNSIGNED_BYTE, px.pBits + (px.nHeight - h) * static_cast<size_t>(px.nStride));
+    } else {
+        static thread_local std::vector<BYTE> scratch;
+        scratch.resize(static_cast<size_t>(w) * h * 4);
+        // The frame's top row is GL row dr.nHeight - 1: a DC smaller than the
+        // surface keeps the frame's top part.
+        glReadPixels(0, dr.nHeight - h, w, h, GL_BGRA, GL_UNSIGNED_BYTE, scratch.data());
+        for (int r = 0; r < h; ++r) {
+            int nFromTop = h - 1 - r;
+            int nDst = px.bTopDown ? nFromTop : px.nHeight - 1 - nFromTop;
+            std::memcpy(px.pBits + static_cast<ptrdiff_t>(nDst) * px.nStride, scratch.data() + static_cast<size_t>(r) * w * 4,
+                        static_cast<size_t>(w) * 4);
+        }
+    }
+    glReadBuffer(nReadBuffer);
+    glPopClientAttrib();
+    glBindBuffer(GL_PIXEL_PACK_BUFFER, nPackBuffer);
+}
+
+} // namespace
+
+XSysDCPixelSource XSysGLSetPixelSource(XSysDCPixelSource pfn)
+{
+    std::lock_guard<std::mutex> guard(g_lock);
+    XSysDCPixelSource pfnOld = g_pfnPixels;
+    g_pfnPixels = pfn;
+    return pfnOld;
+}
+
+int ChoosePixelFormat(HDC, const PIXELFORMATDESCRIPTOR* ppfd)
+{
+    const Display& d = GetDisplay();
+    if (ppfd == nullptr || d.formats.empty())
+        return 0;
+    bool bAlpha = ppfd->cColorBits >= 32 || ppfd->cAlphaBits > 0;
+    int nBest = 0;
+    long nBestScore = -1;
+    for (size_t i = 0; i < d.formats.size(); ++i) {
+        EGLint nAlpha = ConfigValue(d.formats[i], EGL_ALPHA_SIZE);
+        EGLint nDepth = ConfigValue(d.formats[i], EGL_DEPTH_SIZE);
+        EGLint nStencil = ConfigValue(d.formats[i], EGL_STENCIL_SIZE);
+        // Alpha as asked first, then the deepest depth buffer not beyond the
+        // request (a deeper one only when nothing fits), then the stencil
+        // nearest the request.
+        long nScore = ((nAlpha > 0) == bAlpha) ? 1L << 24 : 0;
+        nScore += nDepth <= ppfd->cDepthBits ? (64 + nDepth) << 8 : (64 - nDepth) << 8;
+        nScore += 255 - (nStencil > ppfd->cStencilBits ? nStencil - ppfd->cStencilBits : 2 * (ppfd->cStencilBits - nStencil));
+        if (nScore > nBestScore) {
+            nBestScore = nScore;
+            nBest = static_cast<int>(i) + 1;
+        }
+    }
+    return nBest;
+}
+
+int DescribePixelFormat(HDC, int iFormat, UINT nBytes, PIXELFORMATDESCRIPTOR* ppfd)
+{
+    if (!ValidFormat(iFormat))
+        return 0;
+    if (ppfd != nullptr && nBytes >= sizeof(PIXELFORMATDESCRIPTOR)) {
+        EGLConfig cfg = GetDisplay().formats[iFormat - 1];
+        PIXELFORMATDESCRIPTOR pfd{};
+        pfd.nSize = sizeof(pfd);
+        pfd.nVersion = 1;
+        pfd.dwFlags = PFD_DRAW_TO_WINDOW | PFD_SUPPORT_OPENGL | PFD_DOUBLEBUFFER;
+        pfd.iPixelType = PFD_TYPE_RGBA;
+        pfd.cRedBits = pfd.cGreenBits = pfd.cBlueBits = 8;
+        pfd.cBlueShift = 0;
+        pfd.cGreenShift = 8;
+        pfd.cRedShift = 16;
+        pfd.cAlphaBits = static_cast<BYTE>(ConfigValue(cfg, EGL_ALPHA_SIZE));
+        pfd.cAlphaShift = pfd.cAlphaBits ? 24 : 0;
+        pfd.cColorBits = static_cast<BYTE>(24 + pfd.cAlphaBits);
+        pfd.cDepthBits = static_cast<BYTE>(ConfigValue(cfg, EGL_DEPTH_SIZE));
+        pfd.cStencilBits = static_cast<BYTE>(ConfigValue(cfg, EGL_STENCIL_SIZE));
+        pfd.iLayerType = PFD_MAIN_PLANE;
+        *ppfd = pfd;
+    }
+    return static_cast<int>(GetDisplay().formats.size());
+}
+
+BOOL SetPixelFormat(HDC hdc, int iFormat, const PIXELFORMATDESCRIPTOR*)
+{
+    if (hdc == nullptr || !ValidFormat(iFormat))
+        return FALSE;
+    std::lock_guard<std::mutex> guard(g_lock);
+    Drawable& dr = g_dcs[hdc];
+    if (dr.nFormat != 0 && dr.nFormat != iFormat)
+        return FALSE;
+    dr.nFormat = iFormat;
+    return TRUE;
+}
+
+int GetPixelFormat(HDC hdc)
+{
+    std::lock_guard<std::mutex> guard(g_lock);
+    auto it = g_dcs.find(hdc);
+    return it == g_dcs.end() ? 0 : it->second.nFormat;
+}
+
+HGLRC wglCreateContext(HDC hdc)
+{
+    int nFormat = GetPixelFormat(hdc);
+    if (nFormat == 0)
+        return nullptr;
+    EGLContext ctx = NewContext(nFormat, EGL_NO_CONTEXT);
+    if (ctx == EGL_NO_CONTEXT)
+        return nullptr;
+    return new HGLRC__{ctx, nFormat};
+}
+
+BOOL wglDeleteContext(HGLRC hglrc)
+{
+    if (hglrc == nullptr)
+        return FALSE;
+    if (t_rc == hglrc)
+        wglMakeCurrent(nullptr, nullptr);
+    {
+        std::lock_guard<std::mutex> guard(g_lock);
+        for (auto& entry : g_dcs) {
+            if (entry.second.hLastRC == hglrc)
+                entry.second.hLastRC = nullptr;
+        }
+    }
+    eglDestroyContext(GetDisplay().dpy, hglrc->ctx);
+    delete hglrc;
+    return TRUE;
+}
+
+BOOL wglMakeCurrent(HDC hdc, HGLRC hglrc)
+{
+    const Display& d = GetDisplay();
+    if (d.dpy == EGL_NO_DISPLAY)
+        return FALSE;
+    eglBindAPI(EGL_OPENGL_API);
+    if (hglrc == nullptr) {
+        eglMakeCurrent(d.dpy, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
+        t_rc = nullptr;
+        t_dc = nullptr;
+        return TRUE;
+    }
+    if (hdc == nullptr)
+        return FALSE;
+    EGLSurface surf;
+    {
+        std::lock_guard<std::mutex> guard(g_lock);
+        auto it = g_dcs.find(hdc);
+        if (it == g_dcs.end() || it->second.nFormat != hglrc->nFormat)
+            return FALSE;
+        surf = SurfaceFor(hdc, it->second);
+        it->second.hLastRC = hglrc;
+    }
+    if (!eglMakeCurrent(d.dpy, surf, surf, hglrc->ctx))
+        return FALSE;
+    t_rc = hglrc;
+    t_dc = hdc;
+    return TRUE;
+}
+
+HGLRC wglGetCurrentContext()
+{
+    return t_rc;
+}
+
+HDC wglGetCurrentDC()
+{
+    return t_dc;
+}
+
+BOOL wglShareLists(HGLRC hglrcSrc, HGLRC hglrcDst)
+{
+    if (hglrcSrc == nullptr || hglrcDst == nullptr || hglrcSrc == hglrcDst)
+        return FALSE;
+    // EGL groups contexts only when one is made: the destination is made
+    // anew inside the source's group.
+    EGLContext ctx = NewContext(hglrcDst->nFormat, hglrcSrc->ctx);
+    if (ctx == EGL_NO_CONTEXT)
+        return FALSE;
+    EGLContext old = hglrcDst->ctx;
+    hglrcDst->ctx = ctx;
+    if (t_rc == hglrcDst) {
+        const Display& d = GetDisplay();
+        EGLSurface surf = eglGetCurrentSurface(EGL_DRAW);
+        eglMakeCurrent(d.dpy, surf, surf, ctx);
+    }
+    eglDestroyContext(GetDisplay().dpy, old);
+    return TRUE;
+}
+
+BOOL SwapBuffers(HDC hdc)
+{
+    if (hdc == nullptr || t_dc != hdc || t_rc == nullptr)
+        return FALSE;
+    Drawable dr;
+    XSysDCPixels px{};
+    {
+        std::lock_guard<std::mutex> guard(g_lock);
+        auto it = g_dcs.find(hdc);
+        if (it == g_dcs.end() || it->second.surf == EGL_NO_SURFACE || g_pfnPixels == nullptr ||
+            !g_pfnPixels(hdc, px) || px.pBits == nullptr)
+            return FALSE;
+        dr = it->second;
+    }
+    if (eglGetCurrentSurface(EGL_DRAW) != dr.surf)
+        return FALSE;
+    glFinish();
+    CopyFrame(dr, px);
+    return TRUE;
+}
