@@ -24,6 +24,7 @@ XBackBuffer::XBackBuffer(int nTypeArg)
 XBackBuffer::~XBackBuffer()
 {
     --nRefCount;
+    FreeGLFontCache();
     FreeTemp();
 }
 

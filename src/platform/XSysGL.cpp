@@ -186,7 +186,8 @@ void CopyFrame(const Drawable& dr, const XSysDCPixels& px)
     // GL counts rows from the bottom: a bottom-up DC of exactly the width
     // takes the frame as it comes, anything else row by row from a scratch.
     if (!px.bTopDown && px.nStride == w * 4) {
-        glReadPixels(0, 0, w, h, GL_BGRA, GL_UNSIGNED_BYTE, px.pBits + (px.nHeight - h) * static_cast<size_t>(px.nStride));
+        BYTE* pBottom = px.pBits + (px.nHeight - h) * static_cast<size_t>(px.nStride);
+        glReadPixels(0, 0, w, h, GL_BGRA, GL_UNSIGNED_BYTE, pBottom);
     } else {
         static thread_local std::vector<BYTE> scratch;
         scratch.resize(static_cast<size_t>(w) * h * 4);
@@ -196,8 +197,8 @@ void CopyFrame(const Drawable& dr, const XSysDCPixels& px)
         for (int r = 0; r < h; ++r) {
             int nFromTop = h - 1 - r;
             int nDst = px.bTopDown ? nFromTop : px.nHeight - 1 - nFromTop;
-            std::memcpy(px.pBits + static_cast<ptrdiff_t>(nDst) * px.nStride, scratch.data() + static_cast<size_t>(r) * w * 4,
-                        static_cast<size_t>(w) * 4);
+            std::memcpy(px.pBits + static_cast<ptrdiff_t>(nDst) * px.nStride,
+                        scratch.data() + static_cast<size_t>(r) * w * 4, static_cast<size_t>(w) * 4);
         }
     }
     glReadBuffer(nReadBuffer);
@@ -232,7 +233,8 @@ int ChoosePixelFormat(HDC, const PIXELFORMATDESCRIPTOR* ppfd)
         // nearest the request.
         long nScore = ((nAlpha > 0) == bAlpha) ? 1L << 24 : 0;
         nScore += nDepth <= ppfd->cDepthBits ? (64 + nDepth) << 8 : (64 - nDepth) << 8;
-        nScore += 255 - (nStencil > ppfd->cStencilBits ? nStencil - ppfd->cStencilBits : 2 * (ppfd->cStencilBits - nStencil));
+        EGLint nWant = ppfd->cStencilBits;
+        nScore += 255 - (nStencil > nWant ? nStencil - nWant : 2 * (nWant - nStencil));
         if (nScore > nBestScore) {
             nBestScore = nScore;
             nBest = static_cast<int>(i) + 1;

@@ -1,5 +1,5 @@
 #include "KVDbase/platform/XWGL.h"
-#include "platform/XSysGLTarget.h"
+#include "XGLTestContext.h"
 
 #include <GL/gl.h>
 #include <gtest/gtest.h>
@@ -8,62 +8,6 @@
 #include <vector>
 
 namespace {
-
-// A DC that is nothing but pixels, standing for the DC layer's.
-struct FakeDC {
-    std::vector<BYTE> bits;
-    int w, h;
-    bool bTopDown;
-    FakeDC(int w, int h, bool bTopDown) : bits(static_cast<size_t>(w) * h * 4, 0), w(w), h(h), bTopDown(bTopDown) {}
-    HDC Handle() { return reinterpret_cast<HDC>(this); }
-    // Blue, green, red of the pixel at column x and row y counted from the top.
-    DWORD At(int x, int yFromTop) const
-    {
-        int row = bTopDown ? yFromTop : h - 1 - yFromTop;
-        const BYTE* p = &bits[(static_cast<size_t>(row) * w + x) * 4];
-        return p[0] | p[1] << 8 | p[2] << 16;
-    }
-};
-
-bool FakeSource(HDC hdc, XSysDCPixels& px)
-{
-    FakeDC* dc = reinterpret_cast<FakeDC*>(hdc);
-    px = XSysDCPixels{dc->bits.data(), dc->w, dc->h, dc->w * 4, dc->bTopDown};
-    return true;
-}
-
-const PIXELFORMATDESCRIPTOR kPfd = [] {
-    PIXELFORMATDESCRIPTOR pfd{};
-    pfd.nSize = 40;
-    pfd.nVersion = 1;
-    pfd.dwFlags = 0x25;
-    pfd.cColorBits = 32;
-    pfd.cDepthBits = 32;
-    return pfd;
-}();
-
-class WGLTest : public ::testing::Test {
-protected:
-    void SetUp() override { pfnOld = XSysGLSetPixelSource(&FakeSource); }
-    void TearDown() override
-    {
-        wglMakeCurrent(nullptr, nullptr);
-        for (HGLRC rc : contexts)
-            wglDeleteContext(rc);
-        XSysGLSetPixelSource(pfnOld);
-    }
-    HGLRC Context(FakeDC& dc)
-    {
-        int iFormat = ChoosePixelFormat(dc.Handle(), &kPfd);
-        EXPECT_TRUE(SetPixelFormat(dc.Handle(), iFormat, &kPfd));
-        HGLRC rc = wglCreateContext(dc.Handle());
-        EXPECT_NE(rc, nullptr);
-        contexts.push_back(rc);
-        return rc;
-    }
-    XSysDCPixelSource pfnOld = nullptr;
-    std::vector<HGLRC> contexts;
-};
 
 // Fills the top half of the surface green over a red clear.
 void DrawTopHalf()
@@ -80,9 +24,10 @@ void DrawTopHalf()
 
 } // namespace
 
-TEST_F(WGLTest, FormatIsRgbaDoubleBufferedWithDeepDepth)
+TEST(WGL, FormatIsRgbaDoubleBufferedWithDeepDepth)
 {
-    FakeDC dc(4, 4, true);
+    XGLTestDC dc(4, 4);
+    PIXELFORMATDESCRIPTOR kPfd = XGLTestDC::Format();
     int iFormat = ChoosePixelFormat(dc.Handle(), &kPfd);
     ASSERT_GT(iFormat, 0);
     PIXELFORMATDESCRIPTOR pfd{};
@@ -96,10 +41,10 @@ TEST_F(WGLTest, FormatIsRgbaDoubleBufferedWithDeepDepth)
     EXPECT_EQ(DescribePixelFormat(dc.Handle(), 0, sizeof(pfd), &pfd), 0);
 }
 
-TEST_F(WGLTest, ContextIsCompatibilityProfile)
+TEST(WGL, ContextIsCompatibilityProfile)
 {
-    FakeDC dc(8, 8, true);
-    ASSERT_TRUE(wglMakeCurrent(dc.Handle(), Context(dc)));
+    XGLTestDC dc(8, 8);
+    ASSERT_TRUE(dc.MakeCurrent());
     // Immediate mode, stipples and lists are there: no error after using them.
     GLuint list = glGenLists(1);
     glNewList(list, GL_COMPILE);
@@ -115,11 +60,11 @@ TEST_F(WGLTest, ContextIsCompatibilityProfile)
     EXPECT_EQ(wglGetCurrentDC(), dc.Handle());
 }
 
-TEST_F(WGLTest, SwapBuffersCopiesTheFrameRightWayUp)
+TEST(WGL, SwapBuffersCopiesTheFrameRightWayUp)
 {
     for (bool bTopDown : {true, false}) {
-        FakeDC dc(16, 10, bTopDown);
-        ASSERT_TRUE(wglMakeCurrent(dc.Handle(), Context(dc)));
+        XGLTestDC dc(16, 10, bTopDown);
+        ASSERT_TRUE(dc.MakeCurrent());
         DrawTopHalf();
         ASSERT_TRUE(SwapBuffers(dc.Handle()));
         EXPECT_EQ(dc.At(0, 0), 0x00FF00u) << bTopDown;
@@ -129,12 +74,12 @@ TEST_F(WGLTest, SwapBuffersCopiesTheFrameRightWayUp)
     }
 }
 
-TEST_F(WGLTest, SurfaceFollowsTheSizeOfTheDC)
+TEST(WGL, SurfaceFollowsTheSizeOfTheDC)
 {
-    FakeDC dc(8, 8, true);
-    HGLRC rc = Context(dc);
+    XGLTestDC dc(8, 8);
+    HGLRC rc = dc.NewContext();
     ASSERT_TRUE(wglMakeCurrent(dc.Handle(), rc));
-    dc = FakeDC(20, 6, true);
+    dc.Resize(20, 6);
     ASSERT_TRUE(wglMakeCurrent(dc.Handle(), rc));
     glViewport(0, 0, 20, 6);
     DrawTopHalf();
@@ -143,11 +88,12 @@ TEST_F(WGLTest, SurfaceFollowsTheSizeOfTheDC)
     EXPECT_EQ(dc.At(19, 5), 0xFF0000u);
 }
 
-TEST_F(WGLTest, FailuresAreReported)
+TEST(WGL, FailuresAreReported)
 {
-    FakeDC dc(4, 4, true), other(4, 4, true);
+    XGLTestDC dc(4, 4), other(4, 4);
+    PIXELFORMATDESCRIPTOR kPfd = XGLTestDC::Format();
     EXPECT_EQ(wglCreateContext(other.Handle()), nullptr); // no format yet
-    HGLRC rc = Context(dc);
+    HGLRC rc = dc.NewContext();
     EXPECT_FALSE(SetPixelFormat(dc.Handle(), 9999, &kPfd));
     EXPECT_FALSE(wglMakeCurrent(other.Handle(), rc)); // other has no format
     EXPECT_FALSE(SwapBuffers(dc.Handle()));           // not current
@@ -155,10 +101,10 @@ TEST_F(WGLTest, FailuresAreReported)
     EXPECT_FALSE(wglDeleteContext(nullptr));
 }
 
-TEST_F(WGLTest, SharedContextsSeeListsAndTextures)
+TEST(WGL, SharedContextsSeeListsAndTextures)
 {
-    FakeDC a(4, 4, true), b(4, 4, true);
-    HGLRC rcA = Context(a), rcB = Context(b);
+    XGLTestDC a(4, 4), b(4, 4);
+    HGLRC rcA = a.NewContext(), rcB = b.NewContext();
     ASSERT_TRUE(wglShareLists(rcA, rcB));
     ASSERT_TRUE(wglMakeCurrent(a.Handle(), rcA));
     GLuint list = glGenLists(1);
@@ -177,10 +123,10 @@ TEST_F(WGLTest, SharedContextsSeeListsAndTextures)
     EXPECT_EQ(b.At(2, 2), 0x0000FFu);
 }
 
-TEST_F(WGLTest, OutlineGlyphsInEmUnits)
+TEST(WGL, OutlineGlyphsInEmUnits)
 {
-    FakeDC dc(64, 64, true);
-    ASSERT_TRUE(wglMakeCurrent(dc.Handle(), Context(dc)));
+    XGLTestDC dc(64, 64);
+    ASSERT_TRUE(dc.MakeCurrent());
     LOGFONTA lf{};
     std::memcpy(lf.lfFaceName, "Liberation Sans", 16);
     GLuint base = glGenLists(256);

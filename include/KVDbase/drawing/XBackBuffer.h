@@ -6,10 +6,15 @@
 // the 0 of a failed AllocTemp.
 #pragma once
 
+#include "KVDbase/collections/XMap.h"
 #include "KVDbase/core/XObject.h"
+#include "KVDbase/core/XString.h"
+#include "KVDbase/drawing/XDrawStyle.h"
 #include "KVDbase/geometry/XWarp2D.h"
 #include "KVDbase/platform/Export.h"
 #include "KVDbase/platform/Win32Types.h"
+
+struct _GLYPHMETRICSFLOAT;
 
 class KVD_API XBackBuffer : public XObject {
     XDECLARE_DYNAMIC(XBackBuffer)
@@ -99,6 +104,35 @@ public:
     void* GetTemp() const { return pTemp; }
     int GetTempSize() const { return nTempSize; }
 
+    // OpenGL text, shared by every back buffer of the process (and by
+    // XBackBuffer3D): outline fonts in display lists, cached by face, weight,
+    // italic, underline and strike-out (size and orientation scale), and the
+    // glyph atlas of the composite font. Class-wide, unlocked: one drawing
+    // thread at a time, with a current context.
+
+    // Makes the outline font of the style (lists of character codes 0 to 254
+    // and their measures) unless the cache has it. hdc is where the font would
+    // be selected; the outlines come from the font files themselves.
+    static void AddGLFontStatic(tagXTextStyle* pStyle, HDC hdc);
+    // The display list base of the style's cached font, or -1.
+    static int GetGLFont(tagXTextStyle* pStyle);
+    // Its 256 glyph records (em units), or null.
+    static _GLYPHMETRICSFLOAT* GetGLFontGlyph(tagXTextStyle* pStyle);
+    // Width (sum of the advances; a byte above 254 counts as "A") and height
+    // (the tallest glyph of the font) of the text in em units; 0 when the
+    // style's font is not cached.
+    static int GetTextDimensionGL(XString strText, tagXTextStyle* pStyle, double& dWidth, double& dHeight);
+    // Loads the glyph atlas "dotum.xhf" from the library's own directory,
+    // once per process: 1 when loaded or tried before, 0 when the first try
+    // fails.
+    static int CreateCompositeFont();
+    // Stores the atlas texture name and returns whether the composite font
+    // was started.
+    static int GetFontTexture(unsigned int& nTexture);
+    // Empties the font cache and deletes the atlas texture, once no back
+    // buffer of either kind is alive.
+    static void FreeGLFontCache();
+
 protected:
     int nType;
     int nWidth;
@@ -115,6 +149,9 @@ protected:
     int nTempSize;
 
     static int nRefCount;
+    static XMapStringToPtr mapGLFont;
+    static unsigned int nFontTexture;
+    static int bUseCompositeFont;
 
 private:
     // Writes a view transform: affine, with a the x row and b the y row.

@@ -31,6 +31,12 @@ typedef void* LPVOID;
 struct __POSITION {};
 typedef __POSITION* POSITION;
 
+// Device and OpenGL rendering contexts: distinct opaque handle types.
+struct HDC__;
+typedef HDC__* HDC;
+struct HGLRC__;
+typedef HGLRC__* HGLRC;
+
 #define KVD_INVALID_HANDLE_VALUE (reinterpret_cast<HANDLE>(static_cast<intptr_t>(-1)))
 
 struct tagPOINT {

@@ -13,10 +13,6 @@
 #include "KVDbase/platform/Export.h"
 #include "KVDbase/platform/Win32Types.h"
 
-struct HDC__;
-typedef HDC__* HDC;
-struct HGLRC__;
-typedef HGLRC__* HGLRC;
 typedef float FLOAT;
 
 // A pixel format request or description, 40 bytes.
