@@ -1,36 +1,51 @@
-// A current OpenGL context for tests, on a DC that is nothing but pixels,
-// standing for the DC layer's: SwapBuffers lands the frame in Pixels(),
-// top row first. One per test; it releases the context when it goes.
+// A memory DC over a 32-bit DIB section for the OpenGL tests: SwapBuffers
+// lands the frame in its pixels, which At() reads back, and Save() writes a
+// PNG into the build tree (gl-png/) to look at. Contexts made here are
+// released and deleted with it.
 #pragma once
 
+#include "KVDbase/platform/XGdi.h"
 #include "KVDbase/platform/XWGL.h"
-#include "platform/XSysGLTarget.h"
 
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
 #include <vector>
 
 class XGLTestDC {
 public:
-    XGLTestDC(int w, int h, bool bTopDown = true)
-        : bits(static_cast<size_t>(w) * h * 4, 0), nWidth(w), nHeight(h), bTopDown(bTopDown)
+    XGLTestDC(int w, int h, bool bTopDown = true) : bTopDown(bTopDown)
     {
-        pfnOld = XSysGLSetPixelSource(&Source);
+        dc = CreateCompatibleDC(nullptr);
+        Resize(w, h);
     }
     ~XGLTestDC()
     {
         wglMakeCurrent(nullptr, nullptr);
         for (HGLRC rc : contexts)
             wglDeleteContext(rc);
-        XSysGLSetPixelSource(pfnOld);
+        DeleteDC(dc);
+        DeleteObject(bm);
     }
     XGLTestDC(const XGLTestDC&) = delete;
     XGLTestDC& operator=(const XGLTestDC&) = delete;
 
-    HDC Handle() { return reinterpret_cast<HDC>(this); }
+    HDC Handle() const { return dc; }
     int Width() const { return nWidth; }
     int Height() const { return nHeight; }
+    // A new DIB section of the size, black, selected in place of the old.
     void Resize(int w, int h)
     {
-        bits.assign(static_cast<size_t>(w) * h * 4, 0);
+        BITMAPINFO bmi = {};
+        bmi.bmiHeader = {40, w, bTopDown ? -h : h, 1, 32, BI_RGB, 0, 0, 0, 0, 0};
+        void* p = nullptr;
+        HBITMAP bmNew = CreateDIBSection(dc, &bmi, DIB_RGB_COLORS, &p, nullptr, 0);
+        SelectObject(dc, bmNew);
+        if (bm != nullptr)
+            DeleteObject(bm);
+        bm = bmNew;
+        bits = static_cast<BYTE*>(p);
         nWidth = w;
         nHeight = h;
     }
@@ -50,9 +65,9 @@ public:
     HGLRC NewContext()
     {
         PIXELFORMATDESCRIPTOR pfd = Format();
-        if (GetPixelFormat(Handle()) == 0)
-            SetPixelFormat(Handle(), ChoosePixelFormat(Handle(), &pfd), &pfd);
-        HGLRC rc = wglCreateContext(Handle());
+        if (GetPixelFormat(dc) == 0)
+            SetPixelFormat(dc, ChoosePixelFormat(dc, &pfd), &pfd);
+        HGLRC rc = wglCreateContext(dc);
         if (rc != nullptr)
             contexts.push_back(rc);
         return rc;
@@ -61,28 +76,27 @@ public:
     bool MakeCurrent()
     {
         HGLRC rc = NewContext();
-        return rc != nullptr && wglMakeCurrent(Handle(), rc);
+        return rc != nullptr && wglMakeCurrent(dc, rc);
     }
-    // Blue, green, red of column x, row y counted from the top.
+    // Blue, green, red (from the low byte) of column x, row y counted from
+    // the top.
     DWORD At(int x, int y) const
     {
         int row = bTopDown ? y : nHeight - 1 - y;
-        const BYTE* p = &bits[(static_cast<size_t>(row) * nWidth + x) * 4];
+        const BYTE* p = bits + (static_cast<size_t>(row) * nWidth + x) * 4;
         return p[0] | p[1] << 8 | p[2] << 16;
     }
-    const std::vector<BYTE>& Pixels() const { return bits; }
+    void Save(const std::string& name) const
+    {
+        std::filesystem::create_directories("gl-png");
+        EXPECT_TRUE(XfnWritePNG(dc, ("gl-png/" + name + ".png").c_str()));
+    }
 
 private:
-    std::vector<BYTE> bits;
-    int nWidth, nHeight;
+    HDC dc = nullptr;
+    HBITMAP bm = nullptr;
+    BYTE* bits = nullptr;
+    int nWidth = 0, nHeight = 0;
     bool bTopDown;
-    XSysDCPixelSource pfnOld = nullptr;
     std::vector<HGLRC> contexts;
-
-    static bool Source(HDC hdc, XSysDCPixels& px)
-    {
-        XGLTestDC* dc = reinterpret_cast<XGLTestDC*>(hdc);
-        px = XSysDCPixels{dc->bits.data(), dc->nWidth, dc->nHeight, dc->nWidth * 4, dc->bTopDown};
-        return true;
-    }
 };

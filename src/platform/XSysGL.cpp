@@ -3,10 +3,11 @@
 // renders), else the first EGL device, else the default display. A DC's GL
 // surface is a pbuffer of the DC's size, made when a context is first bound
 // to it and made anew when the DC's size changes; SwapBuffers reads the back
-// buffer into the DC's pixels. The tables of DCs and contexts are guarded by
-// one lock; which context is current is per thread, as in EGL.
+// buffer into the DC's pixels. A DC's drawable rides on the DC (its GL
+// attachment), so it goes when the DC is deleted. The table of drawables is
+// guarded by one lock; which context is current is per thread, as in EGL.
 #include "KVDbase/platform/XWGL.h"
-#include "platform/XSysGLTarget.h"
+#include "platform/XSysDC.h"
 
 // Buffer binding is past OpenGL 1.1: its prototype comes from glext.h.
 #define GL_GLEXT_PROTOTYPES 1
@@ -33,16 +34,15 @@ struct Display {
 };
 
 struct Drawable {
+    HDC hdc = nullptr;
     int nFormat = 0;
     EGLSurface surf = EGL_NO_SURFACE;
     int nWidth = 0;
     int nHeight = 0;
-    HGLRC hLastRC = nullptr;
 };
 
 std::mutex g_lock;
-std::unordered_map<HDC, Drawable> g_dcs;
-XSysDCPixelSource g_pfnPixels = nullptr;
+std::unordered_map<HDC, Drawable*> g_dcs;
 thread_local HGLRC t_rc = nullptr;
 thread_local HDC t_dc = nullptr;
 
@@ -148,8 +148,8 @@ EGLContext NewContext(int nFormat, EGLContext share)
 // lock. EGL_NO_SURFACE for a DC with no known pixels.
 EGLSurface SurfaceFor(HDC hdc, Drawable& dr)
 {
-    XSysDCPixels px{};
-    if (g_pfnPixels == nullptr || !g_pfnPixels(hdc, px) || px.nWidth <= 0 || px.nHeight <= 0)
+    XSysPixels px{};
+    if (!XfnSysBeginPixels(hdc, px) || px.nWidth <= 0 || px.nHeight <= 0)
         return EGL_NO_SURFACE;
     if (dr.surf != EGL_NO_SURFACE && dr.nWidth == px.nWidth && dr.nHeight == px.nHeight)
         return dr.surf;
@@ -167,7 +167,7 @@ EGLSurface SurfaceFor(HDC hdc, Drawable& dr)
 }
 
 // Copies the bound surface's back buffer into the DC's pixels.
-void CopyFrame(const Drawable& dr, const XSysDCPixels& px)
+void CopyFrame(const Drawable& dr, const XSysPixels& px)
 {
     int w = px.nWidth < dr.nWidth ? px.nWidth : dr.nWidth;
     int h = px.nHeight < dr.nHeight ? px.nHeight : dr.nHeight;
@@ -183,38 +183,46 @@ void CopyFrame(const Drawable& dr, const XSysDCPixels& px)
     glPixelStorei(GL_PACK_SKIP_ROWS, 0);
     glPixelStorei(GL_PACK_SKIP_PIXELS, 0);
     glReadBuffer(GL_BACK);
-    // GL counts rows from the bottom: a bottom-up DC of exactly the width
-    // takes the frame as it comes, anything else row by row from a scratch.
-    if (!px.bTopDown && px.nStride == w * 4) {
-        BYTE* pBottom = px.pBits + (px.nHeight - h) * static_cast<size_t>(px.nStride);
-        glReadPixels(0, 0, w, h, GL_BGRA, GL_UNSIGNED_BYTE, pBottom);
+    // GL counts rows from the bottom, and the frame's top row is GL row
+    // dr.nHeight - 1: a DC smaller than the surface keeps the frame's top
+    // part. A bottom-up DC of exactly the width takes the rows as they come,
+    // anything else goes row by row through a scratch.
+    if (px.nStride == -static_cast<ptrdiff_t>(w) * 4) {
+        glReadPixels(0, dr.nHeight - h, w, h, GL_BGRA, GL_UNSIGNED_BYTE, px.Row(h - 1));
     } else {
         static thread_local std::vector<BYTE> scratch;
         scratch.resize(static_cast<size_t>(w) * h * 4);
-        // The frame's top row is GL row dr.nHeight - 1: a DC smaller than the
-        // surface keeps the frame's top part.
         glReadPixels(0, dr.nHeight - h, w, h, GL_BGRA, GL_UNSIGNED_BYTE, scratch.data());
-        for (int r = 0; r < h; ++r) {
-            int nFromTop = h - 1 - r;
-            int nDst = px.bTopDown ? nFromTop : px.nHeight - 1 - nFromTop;
-            std::memcpy(px.pBits + static_cast<ptrdiff_t>(nDst) * px.nStride,
-                        scratch.data() + static_cast<size_t>(r) * w * 4, static_cast<size_t>(w) * 4);
-        }
+        for (int r = 0; r < h; ++r)
+            std::memcpy(px.Row(h - 1 - r), scratch.data() + static_cast<size_t>(r) * w * 4, static_cast<size_t>(w) * 4);
     }
     glReadBuffer(nReadBuffer);
     glPopClientAttrib();
     glBindBuffer(GL_PIXEL_PACK_BUFFER, nPackBuffer);
 }
 
-} // namespace
-
-XSysDCPixelSource XSysGLSetPixelSource(XSysDCPixelSource pfn)
+// Runs when the DC is deleted (or its attachment replaced).
+void FreeDrawable(void* p)
 {
-    std::lock_guard<std::mutex> guard(g_lock);
-    XSysDCPixelSource pfnOld = g_pfnPixels;
-    g_pfnPixels = pfn;
-    return pfnOld;
+    Drawable* dr = static_cast<Drawable*>(p);
+    {
+        std::lock_guard<std::mutex> guard(g_lock);
+        auto it = g_dcs.find(dr->hdc);
+        if (it != g_dcs.end() && it->second == dr)
+            g_dcs.erase(it);
+    }
+    if (dr->surf != EGL_NO_SURFACE)
+        eglDestroySurface(GetDisplay().dpy, dr->surf); // deferred by EGL while a thread still draws on it
+    delete dr;
 }
+
+Drawable* FindDrawable(HDC hdc)
+{
+    auto it = g_dcs.find(hdc);
+    return it == g_dcs.end() ? nullptr : it->second;
+}
+
+} // namespace
 
 int ChoosePixelFormat(HDC, const PIXELFORMATDESCRIPTOR* ppfd)
 {
@@ -273,19 +281,28 @@ BOOL SetPixelFormat(HDC hdc, int iFormat, const PIXELFORMATDESCRIPTOR*)
 {
     if (hdc == nullptr || !ValidFormat(iFormat))
         return FALSE;
-    std::lock_guard<std::mutex> guard(g_lock);
-    Drawable& dr = g_dcs[hdc];
-    if (dr.nFormat != 0 && dr.nFormat != iFormat)
-        return FALSE;
-    dr.nFormat = iFormat;
+    Drawable* dr = nullptr;
+    {
+        std::lock_guard<std::mutex> guard(g_lock);
+        if (Drawable* old = FindDrawable(hdc))
+            return old->nFormat == iFormat;
+        dr = new Drawable;
+        dr->hdc = hdc;
+        dr->nFormat = iFormat;
+        g_dcs[hdc] = dr;
+    }
+    // Outside the lock: replacing an attachment frees the old one, which
+    // takes the lock. A DC the device layer does not know keeps its drawable
+    // for the life of the process.
+    XfnSysSetDCAttachment(hdc, XSYS_DC_SLOT_GL, dr, &FreeDrawable);
     return TRUE;
 }
 
 int GetPixelFormat(HDC hdc)
 {
     std::lock_guard<std::mutex> guard(g_lock);
-    auto it = g_dcs.find(hdc);
-    return it == g_dcs.end() ? 0 : it->second.nFormat;
+    Drawable* dr = FindDrawable(hdc);
+    return dr == nullptr ? 0 : dr->nFormat;
 }
 
 HGLRC wglCreateContext(HDC hdc)
@@ -305,13 +322,6 @@ BOOL wglDeleteContext(HGLRC hglrc)
         return FALSE;
     if (t_rc == hglrc)
         wglMakeCurrent(nullptr, nullptr);
-    {
-        std::lock_guard<std::mutex> guard(g_lock);
-        for (auto& entry : g_dcs) {
-            if (entry.second.hLastRC == hglrc)
-                entry.second.hLastRC = nullptr;
-        }
-    }
     eglDestroyContext(GetDisplay().dpy, hglrc->ctx);
     delete hglrc;
     return TRUE;
@@ -334,11 +344,10 @@ BOOL wglMakeCurrent(HDC hdc, HGLRC hglrc)
     EGLSurface surf;
     {
         std::lock_guard<std::mutex> guard(g_lock);
-        auto it = g_dcs.find(hdc);
-        if (it == g_dcs.end() || it->second.nFormat != hglrc->nFormat)
+        Drawable* dr = FindDrawable(hdc);
+        if (dr == nullptr || dr->nFormat != hglrc->nFormat)
             return FALSE;
-        surf = SurfaceFor(hdc, it->second);
-        it->second.hLastRC = hglrc;
+        surf = SurfaceFor(hdc, *dr);
     }
     if (!eglMakeCurrent(d.dpy, surf, surf, hglrc->ctx))
         return FALSE;
@@ -382,18 +391,18 @@ BOOL SwapBuffers(HDC hdc)
     if (hdc == nullptr || t_dc != hdc || t_rc == nullptr)
         return FALSE;
     Drawable dr;
-    XSysDCPixels px{};
     {
         std::lock_guard<std::mutex> guard(g_lock);
-        auto it = g_dcs.find(hdc);
-        if (it == g_dcs.end() || it->second.surf == EGL_NO_SURFACE || g_pfnPixels == nullptr ||
-            !g_pfnPixels(hdc, px) || px.pBits == nullptr)
+        Drawable* p = FindDrawable(hdc);
+        if (p == nullptr || p->surf == EGL_NO_SURFACE || eglGetCurrentSurface(EGL_DRAW) != p->surf)
             return FALSE;
-        dr = it->second;
+        dr = *p;
     }
-    if (eglGetCurrentSurface(EGL_DRAW) != dr.surf)
+    XSysPixels px{};
+    if (!XfnSysBeginPixels(hdc, px))
         return FALSE;
     glFinish();
     CopyFrame(dr, px);
+    XfnSysEndPixels(hdc);
     return TRUE;
 }
