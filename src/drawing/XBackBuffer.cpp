@@ -23,8 +23,9 @@ XBackBuffer::XBackBuffer(int nTypeArg)
 
 XBackBuffer::~XBackBuffer()
 {
+    DeleteGL();
     --nRefCount;
-    FreeGLFontCache();
+    ReleaseGLFonts();
     FreeTemp();
 }
 
@@ -32,6 +33,9 @@ void XBackBuffer::SetDefaults()
 {
     nType = TYPE_DDB;
     nWidth = nHeight = 0;
+    hDC = nullptr;
+    hRC = nullptr;
+    dFarDistance = 2000000.0;
     dWorldToCenter[0] = dWorldToCenter[1] = 0.0;
     dWorldPerPixel[0] = dWorldPerPixel[1] = 1.0;
     dWorldPerPixelBase[0] = dWorldPerPixelBase[1] = 1.0;
@@ -87,6 +91,8 @@ void XBackBuffer::ApplyViewport()
 {
     if (bLatLongRounding)
         AutoFitForLLRounding();
+    if (nType == TYPE_OPENGL)
+        SetMatrix();
     CalcWarpCoeff();
 }
 

@@ -4,6 +4,7 @@
 #include "KVDbase/drawing/XBackBuffer3D.h"
 #include "KVDbase/drawing/XBackBuffer.h"
 #include "KVDbase/geometry/XMatrix.h"
+#include "KVDbase/platform/XGdiClasses.h"
 #include "KVDbase/platform/XWGL.h"
 #include "drawing/XGLRead.h"
 
@@ -17,9 +18,7 @@ XIMPLEMENT_DYNAMIC(XBackBuffer3D, XObject)
 
 int XBackBuffer3D::nRefCount = 0;
 
-const PIXELFORMATDESCRIPTOR XBackBuffer3D::pfd = {40, 1, PFD_DRAW_TO_WINDOW | PFD_SUPPORT_OPENGL | PFD_DOUBLEBUFFER,
-                                                  PFD_TYPE_RGBA, 32, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-                                                  32, 0, 0, 0, 0, 0, 0, 0};
+const PIXELFORMATDESCRIPTOR XBackBuffer3D::pfd = kXGLSurfaceFormat;
 
 namespace {
 
@@ -47,7 +46,17 @@ XBackBuffer3D::~XBackBuffer3D()
     if (hRC != nullptr)
         wglDeleteContext(hRC);
     --nRefCount;
-    XBackBuffer::FreeGLFontCache();
+    XBackBuffer::ReleaseGLFonts();
+}
+
+int XBackBuffer3D::Create(HWND hWnd)
+{
+    return Create(::GetDC(hWnd));
+}
+
+int XBackBuffer3D::Create(CDC* pDC)
+{
+    return Create(pDC == nullptr ? static_cast<HDC>(nullptr) : pDC->GetSafeHdc());
 }
 
 int XBackBuffer3D::Create(HDC hdc)
@@ -72,6 +81,11 @@ int XBackBuffer3D::Create(HDC hdc)
     return 1;
 }
 
+void XBackBuffer3D::Resize(CDC* pDC, int w, int h)
+{
+    Resize(pDC == nullptr ? static_cast<HDC>(nullptr) : pDC->GetSafeHdc(), w, h);
+}
+
 void XBackBuffer3D::Resize(HDC hdc, int w, int h)
 {
     if (w == 0 || h == 0)
@@ -89,6 +103,11 @@ void XBackBuffer3D::Swap(HDC hdc, unsigned long)
         return;
     glFlush();
     SwapBuffers(hdc);
+}
+
+void XBackBuffer3D::Swap(CDC* pDC, unsigned long nUnused)
+{
+    Swap(pDC == nullptr ? static_cast<HDC>(nullptr) : pDC->GetSafeHdc(), nUnused);
 }
 
 void XBackBuffer3D::SetCurrent(HDC hdc)

@@ -1,12 +1,16 @@
-// The OpenGL text of the back buffers: the outline font cache and the
-// composite font's atlas, both class-wide.
+// The OpenGL surface of XBackBuffer (type 3): its context on the caller's DC,
+// the projection of the viewport, clearing, buffer swap and reading; and the
+// OpenGL text of the back buffers: the outline font cache and the composite
+// font's atlas, both class-wide.
 #include "KVDbase/drawing/XBackBuffer.h"
 #include "KVDbase/drawing/XBackBuffer3D.h"
 #include "KVDbase/files/XPath.h"
 #include "KVDbase/platform/XWGL.h"
+#include "drawing/XGLRead.h"
 #include "text/XCompositeFont.h"
 
 #include <GL/gl.h>
+#include <GL/glu.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -38,6 +42,100 @@ XString FontKey(const tagXTextStyle* pStyle)
 }
 
 } // namespace
+
+int XBackBuffer::CreateGL()
+{
+    DeleteGL();
+    int iFormat = ChoosePixelFormat(hDC, &kXGLSurfaceFormat);
+    if (iFormat == 0 || !SetPixelFormat(hDC, iFormat, &kXGLSurfaceFormat))
+        return 0;
+    hRC = wglCreateContext(hDC);
+    if (hRC == nullptr)
+        return 0;
+    wglMakeCurrent(hDC, hRC);
+    glEnable(GL_COLOR_MATERIAL);
+    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    return 1;
+}
+
+void XBackBuffer::DeleteGL()
+{
+    if (hRC == nullptr)
+        return;
+    wglDeleteContext(hRC);
+    hRC = nullptr;
+}
+
+int XBackBuffer::ResizeGL(int w, int h)
+{
+    if (hRC == nullptr)
+        return 0;
+    wglMakeCurrent(hDC, hRC);
+    glViewport(0, 0, w, h);
+    return 1;
+}
+
+void XBackBuffer::ClearGL(COLORREF clr)
+{
+    wglMakeCurrent(hDC, hRC);
+    glClearColor((clr & 0xFF) / 255.0f, ((clr >> 8) & 0xFF) / 255.0f, ((clr >> 16) & 0xFF) / 255.0f, 1.0f);
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+}
+
+void XBackBuffer::SwapGL()
+{
+    SwapBuffers(hDC);
+}
+
+int XBackBuffer::ReadDIBGL(void* pOut, int x, int y, int w, int h, int nBits)
+{
+    if (hRC == nullptr)
+        return 0;
+    XfnGLReadPixels(pOut, x, y, w, h, nHeight, nBits);
+    return 1;
+}
+
+void XBackBuffer::SetMatrix()
+{
+    if (nType != TYPE_OPENGL)
+        return;
+    double w = nWidth * dWorldPerPixel[0] / 2, h = nHeight * dWorldPerPixel[1] / 2;
+    double cx = dWorldToCenter[0], cy = dWorldToCenter[1];
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    glOrtho(cx - w, cx + w, cy - h, cy + h, 0.1, dFarDistance);
+    glMatrixMode(GL_MODELVIEW);
+    glLoadIdentity();
+    gluLookAt(0, 0, dFarDistance / 2, 0, 0, 0, 0, 1, 0);
+}
+
+void XBackBuffer::SetFarDistance(double dDistance)
+{
+    dFarDistance = dDistance;
+    if (bLatLongRounding)
+        AutoFitForLLRounding();
+    SetMatrix();
+}
+
+void XBackBuffer::SetCurrent(HDC hdc)
+{
+    if (hRC != nullptr)
+        wglMakeCurrent(hdc, hRC);
+}
+
+void XBackBuffer::ShareLists(HGLRC hOther)
+{
+    if (hRC != nullptr)
+        wglShareLists(hOther, hRC);
+}
+
+void XBackBuffer::AddGLFont(tagXTextStyle* pStyle)
+{
+    if (nType != TYPE_OPENGL || hDC == nullptr)
+        return;
+    wglMakeCurrent(hDC, hRC);
+    AddGLFontStatic(pStyle, hDC);
+}
 
 void XBackBuffer::AddGLFontStatic(tagXTextStyle* pStyle, HDC)
 {
@@ -120,7 +218,7 @@ int XBackBuffer::GetFontTexture(unsigned int& nTexture)
     return bUseCompositeFont;
 }
 
-void XBackBuffer::FreeGLFontCache()
+void XBackBuffer::ReleaseGLFonts()
 {
     if (nRefCount != 0 || XBackBuffer3D::GetRefCount() != 0)
         return;

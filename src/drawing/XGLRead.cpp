@@ -18,6 +18,12 @@ int XfnGLReadDIB(void* pOut, BITMAPINFO* pInfo, int x, int y, int w, int h, int 
         return 0;
     // biSizeImage is left as the caller had it.
     hdr = BITMAPINFOHEADER{40, w, h, 1, static_cast<WORD>(nBits), 0, hdr.biSizeImage, 0, 0, 0, 0};
+    XfnGLReadPixels(pOut, x, y, w, h, nHeight, nBits);
+    return 1;
+}
+
+void XfnGLReadPixels(void* pOut, int x, int y, int w, int h, int nHeight, int nBits)
+{
     GLint nAlignment = 4;
     glGetIntegerv(GL_PACK_ALIGNMENT, &nAlignment);
     if (nAlignment != 4)
@@ -26,5 +32,4 @@ int XfnGLReadDIB(void* pOut, BITMAPINFO* pInfo, int x, int y, int w, int h, int 
     glReadPixels(x, nHeight - y - h, w, h, nBits == 24 ? GL_BGR_EXT : GL_BGRA_EXT, GL_UNSIGNED_BYTE, pOut);
     if (nAlignment != 4)
         glPixelStorei(GL_PACK_ALIGNMENT, nAlignment);
-    return 1;
 }

@@ -40,8 +40,14 @@ protected:
 TEST(BackBuffer3D, CreateNeedsADC)
 {
     XBackBuffer3D bb;
-    EXPECT_EQ(bb.Create(nullptr), 0);
+    EXPECT_EQ(bb.Create(static_cast<HDC>(nullptr)), 0);
+    EXPECT_EQ(bb.Create(static_cast<CDC*>(nullptr)), 0);
     EXPECT_EQ(bb.GetRC(), nullptr);
+    HWND hWnd = XfnCreateImageWindow(16, 16);
+    EXPECT_EQ(bb.Create(hWnd), 1);
+    EXPECT_EQ(bb.GetDC(), GetDC(hWnd));
+    wglMakeCurrent(nullptr, nullptr);
+    DestroyWindow(hWnd);
 }
 
 TEST_F(BackBuffer3DTest, CreateSetsUpADepthTestedContextOnTheDC)

@@ -18,6 +18,8 @@ struct _GLYPHMETRICSFLOAT;
 
 class KVD_API XBackBuffer : public XObject {
     XDECLARE_DYNAMIC(XBackBuffer)
+    // The last 3D back buffer to go empties the common font cache too.
+    friend class XBackBuffer3D;
 public:
     // Surface types.
     enum { TYPE_DDB = 1, TYPE_DIB = 2, TYPE_OPENGL = 3, TYPE_DC = 4 };
@@ -104,6 +106,24 @@ public:
     void* GetTemp() const { return pTemp; }
     int GetTempSize() const { return nTempSize; }
 
+    HDC GetDC() const { return hDC; }
+    HGLRC GetRC() const { return hRC; }
+
+    // The OpenGL projection and view of a type 3 surface for the viewport:
+    // an orthographic box of the view with the far distance, looked at from
+    // half of it. The rotation is left to the replay.
+    void SetMatrix();
+    // Stores the far clip distance, refits a lat/long view and sets the
+    // matrix.
+    void SetFarDistance(double dDistance);
+    // With a context: makes it current on the DC, or shares the lists and
+    // textures of another context.
+    void SetCurrent(HDC hdc);
+    void ShareLists(HGLRC hOther);
+    // On a type 3 surface with a DC: makes the context current and caches the
+    // style's outline font.
+    void AddGLFont(tagXTextStyle* pStyle);
+
     // OpenGL text, shared by every back buffer of the process (and by
     // XBackBuffer3D): outline fonts in display lists, cached by face, weight,
     // italic, underline and strike-out (size and orientation scale), and the
@@ -129,14 +149,14 @@ public:
     // Stores the atlas texture name and returns whether the composite font
     // was started.
     static int GetFontTexture(unsigned int& nTexture);
-    // Empties the font cache and deletes the atlas texture, once no back
-    // buffer of either kind is alive.
-    static void FreeGLFontCache();
 
 protected:
     int nType;
     int nWidth;
     int nHeight;
+    HDC hDC;
+    HGLRC hRC;
+    double dFarDistance;
     double dWorldToCenter[2];
     double dWorldPerPixel[2];
     double dWorldPerPixelBase[2];
@@ -158,6 +178,19 @@ private:
     static void SetAffineWarp(XWarp2D& warp, const double* a, const double* b);
 
     void SetDefaults();
+
+    // The OpenGL surface, type 3 (XBackBufferGL.cpp). CreateGL makes and
+    // selects the context on hDC; ResizeGL sets the viewport (0 without a
+    // context); SwapGL swaps the buffers of hDC; ReadDIBGL reads the back
+    // buffer into DIB rows of nBits with y counted from the top;
+    // ReleaseGLFonts empties the font cache when the last back buffer goes.
+    int CreateGL();
+    void DeleteGL();
+    int ResizeGL(int w, int h);
+    void ClearGL(COLORREF clr);
+    void SwapGL();
+    int ReadDIBGL(void* pOut, int x, int y, int w, int h, int nBits);
+    static void ReleaseGLFonts();
     // The common end of the viewport setters.
     void ApplyViewport();
 };

@@ -25,16 +25,22 @@ public:
     // the OpenGL font cache.
     ~XBackBuffer3D() override;
 
+    // The window's DC, then the DC form.
+    virtual int Create(HWND hWnd);
+    // The wrapper's DC (null for a null wrapper), then the DC form.
+    virtual int Create(CDC* pDC);
     // A context for the DC with the format of pfd, made current, with colour
     // material, depth test and alpha blending set up. 0 for a null DC or a
     // format or context the platform cannot give.
     virtual int Create(HDC hdc);
+    virtual void Resize(CDC* pDC, int w, int h);
     // Makes the context current on the DC and sets the viewport; a zero size
     // does nothing.
     virtual void Resize(HDC hdc, int w, int h);
 
     // glFlush and SwapBuffers; the second argument is not used.
     void Swap(HDC hdc, unsigned long nUnused);
+    void Swap(CDC* pDC, unsigned long nUnused);
     void SetCurrent(HDC hdc);
     void ShareLists(HGLRC hOther);
     // Clears colour and depth; red is the colour's low byte. The rectangle is
