@@ -104,30 +104,41 @@ void DrawPolygon(const BYTE* pPoints, int n, const GLWalk& w)
         return;
     }
     double ox = GetF64(pPoints), oy = GetF64(pPoints + 8), oz = GetF64(pPoints + 16);
-    double* pLocal = static_cast<double*>(std::malloc(sizeof(double) * 3 * static_cast<size_t>(n)));
-    if (pLocal == nullptr)
-        return;
-    for (int i = 0; i < n; ++i) {
-        const BYTE* p = pPoints + i * POINT_BYTES;
-        pLocal[3 * i] = GetF64(p) - ox;
-        pLocal[3 * i + 1] = GetF64(p + 8) - oy;
-        pLocal[3 * i + 2] = GetF64(p + 16) - oz;
-    }
     glTranslated(ox, oy, oz);
-    glDisable(GL_CULL_FACE);
-    glPolygonMode(GL_FRONT, GL_FILL);
-    if (w.dBackAlpha != 0.0 && nStyle != tagXFillStyle::STYLE_SOLID) {
-        glDisable(GL_POLYGON_STIPPLE);
-        ColorUB(w.clrBack, w.dBackAlpha);
-        TessellatePass(pLocal, n);
-    }
-    if (w.dForeAlpha != 0.0 && nStyle != tagXFillStyle::STYLE_SOLID) {
-        glEnable(GL_POLYGON_STIPPLE);
-        ColorUB(w.clrFore, w.dForeAlpha);
-        TessellatePass(pLocal, n);
+    bool bBackPass = w.dBackAlpha != 0.0 && nStyle != tagXFillStyle::STYLE_SOLID;
+    bool bForePass = w.dForeAlpha != 0.0 && nStyle != tagXFillStyle::STYLE_SOLID;
+    // Culling is off while the passes fill and on after them; a polygon with
+    // no pass (a solid one) only needs it on, which spares OpenGL a state
+    // change between outlines.
+    if (bBackPass || bForePass) {
+        double* pLocal = static_cast<double*>(std::malloc(sizeof(double) * 3 * static_cast<size_t>(n)));
+        if (pLocal == nullptr) {
+            glTranslated(-ox, -oy, -oz);
+            return;
+        }
+        for (int i = 0; i < n; ++i) {
+            const BYTE* p = pPoints + i * POINT_BYTES;
+            pLocal[3 * i] = GetF64(p) - ox;
+            pLocal[3 * i + 1] = GetF64(p + 8) - oy;
+            pLocal[3 * i + 2] = GetF64(p + 16) - oz;
+        }
+        glDisable(GL_CULL_FACE);
+        glPolygonMode(GL_FRONT, GL_FILL);
+        if (bBackPass) {
+            glDisable(GL_POLYGON_STIPPLE);
+            ColorUB(w.clrBack, w.dBackAlpha);
+            TessellatePass(pLocal, n);
+        }
+        if (bForePass) {
+            glEnable(GL_POLYGON_STIPPLE);
+            ColorUB(w.clrFore, w.dForeAlpha);
+            TessellatePass(pLocal, n);
+        }
+        std::free(pLocal);
+    } else {
+        glPolygonMode(GL_FRONT, GL_FILL);
     }
     glEnable(GL_CULL_FACE);
-    std::free(pLocal);
     if (w.dLineAlpha != 0.0) {
         if (w.clrLine != w.clrFore)
             ColorUB(w.clrLine, w.dLineAlpha);
