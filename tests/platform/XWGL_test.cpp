@@ -41,25 +41,6 @@ TEST(WGL, FormatIsRgbaDoubleBufferedWithDeepDepth)
     EXPECT_EQ(DescribePixelFormat(dc.Handle(), 0, sizeof(pfd), &pfd), 0);
 }
 
-TEST(WGL, ContextIsCompatibilityProfile)
-{
-    XGLTestDC dc(8, 8);
-    ASSERT_TRUE(dc.MakeCurrent());
-    // Immediate mode, stipples and lists are there: no error after using them.
-    GLuint list = glGenLists(1);
-    glNewList(list, GL_COMPILE);
-    glBegin(GL_LINES);
-    glVertex2f(0, 0);
-    glVertex2f(1, 1);
-    glEnd();
-    glEndList();
-    glEnable(GL_LINE_STIPPLE);
-    glLineStipple(1, 0xF0F0);
-    glCallList(list);
-    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
-    EXPECT_EQ(wglGetCurrentDC(), dc.Handle());
-}
-
 TEST(WGL, SwapBuffersCopiesTheFrameRightWayUp)
 {
     for (bool bTopDown : {true, false}) {

@@ -61,6 +61,17 @@ public:
     FT_Face face = nullptr;
     Mapping map{};
 
+    Renderer() = default;
+    Renderer(const Renderer&) = delete;
+    Renderer& operator=(const Renderer&) = delete;
+    ~Renderer()
+    {
+        if (face != nullptr)
+            FT_Done_Face(face);
+        if (lib != nullptr)
+            FT_Done_FreeType(lib);
+    }
+
     bool Open(const char* pszFont)
     {
         if (FT_Init_FreeType(&lib) != 0 || FT_New_Face(lib, pszFont, 0, &face) != 0) {
