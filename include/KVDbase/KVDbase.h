@@ -57,6 +57,7 @@
 #include "KVDbase/drawing/XBackBuffer3D.h"
 #include "KVDbase/drawing/XDIB.h"
 #include "KVDbase/drawing/XDrawStyle.h"
+#include "KVDbase/drawing/XDrawStyleGDI.h"
 #include "KVDbase/drawing/XVertBuffer.h"
 
 #include "KVDbase/text/XGLTexture.h"

@@ -15,10 +15,6 @@
 #include <cstdlib>
 #include <cstring>
 
-XMapStringToPtr XBackBuffer::mapGLFont;
-unsigned int XBackBuffer::nFontTexture = 0;
-int XBackBuffer::bUseCompositeFont = 0;
-
 namespace {
 
 // A cache entry: the list base, then one record for each character code.
