@@ -11,17 +11,6 @@
 
 namespace {
 
-// A back buffer on an OpenGL surface: world x is the pixel column and world
-// y counts up from the bottom row (pixel centres at half units).
-class GLBack : public XBackBuffer {
-public:
-    GLBack(int w, int h)
-    {
-        nType = TYPE_OPENGL;
-        SetViewSize(w, h);
-        SetWorldToCenter(w / 2.0, h / 2.0);
-    }
-};
 
 const COLORREF kRed = 0x0000FF, kGreen = 0x00FF00, kBlue = 0xFF0000, kWhite = 0xFFFFFF;
 // At() reads blue, green, red from the low byte: the swap of a COLORREF.
@@ -33,12 +22,15 @@ DWORD Px(COLORREF c)
 class ReplayGLTest : public ::testing::Test {
 protected:
     static const int W = 100, H = 100;
+    // A type 3 back buffer on the DC: world x is the pixel column and world
+    // y counts up from the bottom row (pixel centres at half units).
     void SetUp() override
     {
-        ASSERT_TRUE(dc.MakeCurrent());
-        back = new GLBack(W, H);
-        glClearColor(1, 1, 1, 1);
-        glClear(GL_COLOR_BUFFER_BIT);
+        back = new XBackBuffer();
+        ASSERT_EQ(back->Create(dc.Handle(), XBackBuffer::TYPE_OPENGL), 1);
+        ASSERT_EQ(back->Resize(dc.Handle(), W, H), 1);
+        back->SetWorldToCenter(W / 2.0, H / 2.0);
+        back->Clear(kWhite, nullptr);
         vb.Start();
     }
     void TearDown() override
@@ -51,7 +43,7 @@ protected:
     {
         vb.End();
         vb.Draw(back);
-        ASSERT_TRUE(SwapBuffers(dc.Handle()));
+        back->Swap(static_cast<HDC>(nullptr), 0xCC0020); // lands the frame in the DC's pixels
         dc.Save(pszPng);
     }
     DWORD AtWorld(int x, int y) const { return dc.At(x, H - 1 - y); }
@@ -71,7 +63,7 @@ protected:
     }
 
     XGLTestDC dc{W, H};
-    GLBack* back = nullptr;
+    XBackBuffer* back = nullptr;
     XVertBuffer vb{XVertBuffer::PATH_GL};
 };
 
@@ -210,7 +202,7 @@ TEST_F(ReplayGLTest, ImageIsTexturedOnceAndDrawnAgainWithTheSameTexture)
     glClear(GL_COLOR_BUFFER_BIT);
     vb.Draw(back);
     EXPECT_EQ(XVertRecord::GetU32(XVertRecord::At(pRecord, XVertRecord::OFS_DIB_TEXTURE)), nTexture);
-    ASSERT_TRUE(SwapBuffers(dc.Handle()));
+    back->Swap(static_cast<HDC>(nullptr), 0xCC0020);
     EXPECT_EQ(AtWorld(65, 35), Px(kGreen));
 
     vb.Free(); // deletes the texture through the replay
@@ -221,7 +213,7 @@ TEST_F(ReplayGLTest, OutlineTextStandsAtItsAnchor)
 {
     tagXTextStyle style;
     std::memcpy(style.lf.lfFaceName, "Liberation Sans", 16);
-    XBackBuffer::AddGLFontStatic(&style, dc.Handle());
+    back->AddGLFont(&style);
     ASSERT_GE(XBackBuffer::GetGLFont(&style), 0);
     // Left-bottom at (10, 60); right-top at (90, 40): the text lies up and
     // right of the first anchor and down and left of the second.
