@@ -24,6 +24,7 @@
 struct HGLRC__ {
     EGLContext ctx;
     int nFormat;
+    bool bInCommonGroup; // shares with every other context of the process
 };
 
 namespace {
@@ -310,10 +311,19 @@ HGLRC wglCreateContext(HDC hdc)
     int nFormat = GetPixelFormat(hdc);
     if (nFormat == 0)
         return nullptr;
-    EGLContext ctx = NewContext(nFormat, EGL_NO_CONTEXT);
+    // Every context joins one share group, held by a context that lives as
+    // long as the process: display lists and textures outlive the context
+    // that made them and are seen by every other, as the class-wide font
+    // cache and the atlas texture need, and wglShareLists has nothing left
+    // to do. A driver that refuses the group gets a context of its own.
+    static const EGLContext root = NewContext(1, EGL_NO_CONTEXT);
+    EGLContext ctx = root == EGL_NO_CONTEXT ? EGL_NO_CONTEXT : NewContext(nFormat, root);
+    bool bShared = ctx != EGL_NO_CONTEXT;
+    if (!bShared)
+        ctx = NewContext(nFormat, EGL_NO_CONTEXT);
     if (ctx == EGL_NO_CONTEXT)
         return nullptr;
-    return new HGLRC__{ctx, nFormat};
+    return new HGLRC__{ctx, nFormat, bShared};
 }
 
 BOOL wglDeleteContext(HGLRC hglrc)
@@ -370,6 +380,8 @@ BOOL wglShareLists(HGLRC hglrcSrc, HGLRC hglrcDst)
 {
     if (hglrcSrc == nullptr || hglrcDst == nullptr || hglrcSrc == hglrcDst)
         return FALSE;
+    if (hglrcSrc->bInCommonGroup && hglrcDst->bInCommonGroup)
+        return TRUE;
     // EGL groups contexts only when one is made: the destination is made
     // anew inside the source's group.
     EGLContext ctx = NewContext(hglrcDst->nFormat, hglrcSrc->ctx);
@@ -377,6 +389,7 @@ BOOL wglShareLists(HGLRC hglrcSrc, HGLRC hglrcDst)
         return FALSE;
     EGLContext old = hglrcDst->ctx;
     hglrcDst->ctx = ctx;
+    hglrcDst->bInCommonGroup = hglrcSrc->bInCommonGroup;
     if (t_rc == hglrcDst) {
         const Display& d = GetDisplay();
         EGLSurface surf = eglGetCurrentSurface(EGL_DRAW);

@@ -83,7 +83,8 @@ KVD_API int DescribePixelFormat(HDC hdc, int iFormat, UINT nBytes, PIXELFORMATDE
 KVD_API BOOL SetPixelFormat(HDC hdc, int iFormat, const PIXELFORMATDESCRIPTOR* ppfd);
 KVD_API int GetPixelFormat(HDC hdc);
 
-// A context for DCs of the format of hdc; null when the DC has no format.
+// A context for DCs of the format of hdc, in the process's one share group;
+// null when the DC has no format.
 KVD_API HGLRC wglCreateContext(HDC hdc);
 // Releases it first if it is current on this thread.
 KVD_API BOOL wglDeleteContext(HGLRC hglrc);
@@ -92,8 +93,12 @@ KVD_API BOOL wglDeleteContext(HGLRC hglrc);
 KVD_API BOOL wglMakeCurrent(HDC hdc, HGLRC hglrc);
 KVD_API HGLRC wglGetCurrentContext();
 KVD_API HDC wglGetCurrentDC();
-// hglrcDst joins the lists and textures of hglrcSrc. As on WGL, the
-// destination is expected to hold no objects yet: its GL state starts anew.
+// hglrcDst joins the lists and textures of hglrcSrc. The contexts of this
+// platform all share one group from the start (display lists and textures
+// outlive the context that made them until they are deleted), so this
+// succeeds at once; a context the driver kept apart is made anew inside the
+// source's group, losing its state, as WGL expects of a destination that
+// holds no objects yet.
 KVD_API BOOL wglShareLists(HGLRC hglrcSrc, HGLRC hglrcDst);
 // Finishes the frame of the context current on hdc and copies it into the
 // DC's pixels. FALSE when hdc is not the current DC or has no known pixels.
