@@ -289,3 +289,54 @@ TEST_F(ReplayGLTest, ShapesOutsideTheViewAreCulledAndPointsDrawn)
 }
 
 } // namespace
+
+#include "XReferenceDrawing.h"
+
+namespace {
+
+// The reference map on this path. Its labels are sized in world units; this
+// path turns a world size into pixels (flag 0) and then draws it in world
+// units, so the map is replayed with the flag that takes sizes as they are.
+TEST(ReplayGLReference, ReferenceMap)
+{
+    using namespace XReferenceDrawing;
+    XGLTestDC dc(kWidth, kHeight);
+    XBackBuffer bb;
+    ASSERT_EQ(bb.Create(dc.Handle(), XBackBuffer::TYPE_OPENGL), 1);
+    ASSERT_EQ(bb.Resize(dc.Handle(), kWidth, kHeight), 1);
+    SetView(bb);
+    ASSERT_EQ(XBackBuffer::CreateCompositeFont(), 1);
+    for (LONG nWeight : {400, 700}) {
+        tagXTextStyle style;
+        style.lf.lfWeight = nWeight;
+        bb.AddGLFont(&style);
+    }
+    XVertBuffer vb(XVertBuffer::PATH_GL);
+    vb.SetFontSizeFlag(1);
+    Record(vb);
+    bb.Clear(0xFFFFFF, nullptr);
+    vb.Draw(&bb);
+    bb.Swap(static_cast<HDC>(nullptr), 0xCC0020);
+    dc.Save("reference_map_gl");
+
+    auto at = [&](double x, double y) {
+        bb.ConvWorldToPixelCoord(x, y);
+        return dc.At(static_cast<int>(x), static_cast<int>(y));
+    };
+    // Solid areas are outlines only here: the open sea and the land stay
+    // white; the hatched island paints its mask and its gaps.
+    for (const Probe& p : Probes())
+        EXPECT_EQ(at(p.x, p.y), Px(kWhite)) << p.x << "," << p.y;
+    int nIsland = 0, nGaps = 0;
+    for (double x = 126.4; x < 126.8; x += 0.01) {
+        DWORD px = at(x, 33.45);
+        nIsland += px == Px(kIsland);
+        nGaps += px == Px(kLand);
+    }
+    EXPECT_GT(nIsland, 0);
+    EXPECT_GT(nGaps, 0);
+    // The half-transparent legend is blended over the white.
+    EXPECT_NE(at(123.72, 38.88), Px(kWhite));
+}
+
+} // namespace
