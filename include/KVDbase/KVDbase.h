@@ -54,9 +54,13 @@
 #include "KVDbase/geometry/XWarpCoeff.h"
 
 #include "KVDbase/drawing/XBackBuffer.h"
+#include "KVDbase/drawing/XBackBuffer3D.h"
 #include "KVDbase/drawing/XDIB.h"
 #include "KVDbase/drawing/XDrawStyle.h"
 #include "KVDbase/drawing/XDrawStyleGDI.h"
 #include "KVDbase/drawing/XVertBuffer.h"
+
+#include "KVDbase/text/XGLTexture.h"
+#include "KVDbase/text/XSyllable.h"
 
 #include "KVDbase/crypto/XRSA.h"

@@ -361,6 +361,7 @@ public:
 TEST(XVertBuffer, ReplaysPlugInPerPath)
 {
     XCountingReplay replay;
+    XVertReplay* pInstalled = XVertReplay::Find(2); // the library's own, put back at the end
     XVertReplay::Install(2, &replay);
     {
         XVertBuffer vb(2);
@@ -371,7 +372,7 @@ TEST(XVertBuffer, ReplaysPlugInPerPath)
         XVertBuffer(1).Draw(nullptr); // no replay for path 1: nothing
         EXPECT_EQ(replay.nDraws, 1);
     }
-    XVertReplay::Install(2, nullptr);
+    XVertReplay::Install(2, pInstalled);
     EXPECT_EQ(replay.released, (std::vector<int>{1, 10, 65535}));
     XVertReplay::Install(7, &replay); // not a path: ignored
     EXPECT_EQ(XVertReplay::Find(7), nullptr);

@@ -22,8 +22,12 @@
 #include "KVDbase/platform/Export.h"
 #include "KVDbase/platform/Win32Types.h"
 
+struct _GLYPHMETRICSFLOAT;
+
 class KVD_API XBackBuffer : public XObject {
     XDECLARE_DYNAMIC(XBackBuffer)
+    // The last 3D back buffer to go empties the common font cache too.
+    friend class XBackBuffer3D;
 public:
     // Surface types.
     enum { TYPE_DDB = 1, TYPE_DIB = 2, TYPE_OPENGL = 3, TYPE_DC = 4 };
@@ -270,6 +274,43 @@ public:
     void FreeTemp();
     void* GetTemp() const { return pTemp; }
     int GetTempSize() const { return nTempSize; }
+
+    // Stores the far clip distance, refits a lat/long view and sets the
+    // matrix.
+    void SetFarDistance(double dDistance);
+    // With a context: makes it current on the DC, or shares the lists and
+    // textures of another context.
+    void SetCurrent(HDC hdc);
+    void ShareLists(HGLRC hOther);
+    // On a type 3 surface with a DC: makes the context current and caches the
+    // style's outline font.
+    void AddGLFont(tagXTextStyle* pStyle);
+
+    // OpenGL text, shared by every back buffer of the process (and by
+    // XBackBuffer3D): outline fonts in display lists, cached by face, weight,
+    // italic, underline and strike-out (size and orientation scale), and the
+    // glyph atlas of the composite font. Class-wide, unlocked: one drawing
+    // thread at a time, with a current context.
+
+    // Makes the outline font of the style (lists of character codes 0 to 254
+    // and their measures) unless the cache has it. hdc is where the font would
+    // be selected; the outlines come from the font files themselves.
+    static void AddGLFontStatic(tagXTextStyle* pStyle, HDC hdc);
+    // The display list base of the style's cached font, or -1.
+    static int GetGLFont(tagXTextStyle* pStyle);
+    // Its 256 glyph records (em units), or null.
+    static _GLYPHMETRICSFLOAT* GetGLFontGlyph(tagXTextStyle* pStyle);
+    // Width (sum of the advances; a byte above 254 counts as "A") and height
+    // (the tallest glyph of the font) of the text in em units; 0 when the
+    // style's font is not cached.
+    static int GetTextDimensionGL(XString strText, tagXTextStyle* pStyle, double& dWidth, double& dHeight);
+    // Loads the glyph atlas "dotum.xhf" from the library's own directory,
+    // once per process: 1 when loaded or tried before, 0 when the first try
+    // fails.
+    static int CreateCompositeFont();
+    // Stores the atlas texture name and returns whether the composite font
+    // was started.
+    static int GetFontTexture(unsigned int& nTexture);
 
 protected:
     tagXLineStyle LineStyle;

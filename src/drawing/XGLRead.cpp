@@ -1,0 +1,35 @@
+#include "drawing/XGLRead.h"
+#include "KVDbase/drawing/XDIB.h"
+
+#include <GL/gl.h>
+#include <GL/glext.h>
+
+int XfnGLReadDIB(void* pOut, BITMAPINFO* pInfo, int x, int y, int w, int h, int nWidth, int nHeight, int nBits)
+{
+    if (pOut == nullptr || pInfo == nullptr)
+        return 0;
+    if (w == 0)
+        w = nWidth;
+    if (h == 0)
+        h = nHeight;
+    BITMAPINFOHEADER& hdr = pInfo->bmiHeader;
+    if (x < 0 || y < 0 || w < 0 || h < 0 || x + w > nWidth || y + h > nHeight || w > hdr.biWidth ||
+        h > hdr.biHeight || hdr.biBitCount < nBits)
+        return 0;
+    // biSizeImage is left as the caller had it.
+    hdr = BITMAPINFOHEADER{40, w, h, 1, static_cast<WORD>(nBits), 0, hdr.biSizeImage, 0, 0, 0, 0};
+    XfnGLReadPixels(pOut, x, y, w, h, nHeight, nBits);
+    return 1;
+}
+
+void XfnGLReadPixels(void* pOut, int x, int y, int w, int h, int nHeight, int nBits)
+{
+    GLint nAlignment = 4;
+    glGetIntegerv(GL_PACK_ALIGNMENT, &nAlignment);
+    if (nAlignment != 4)
+        glPixelStorei(GL_PACK_ALIGNMENT, 4);
+    glReadBuffer(GL_BACK);
+    glReadPixels(x, nHeight - y - h, w, h, nBits == 24 ? GL_BGR_EXT : GL_BGRA_EXT, GL_UNSIGNED_BYTE, pOut);
+    if (nAlignment != 4)
+        glPixelStorei(GL_PACK_ALIGNMENT, nAlignment);
+}

@@ -1,0 +1,238 @@
+#include "KVDbase/drawing/XBackBuffer.h"
+#include "KVDbase/drawing/XBackBuffer3D.h"
+#include "KVDbase/drawing/XDIB.h"
+#include "XGLTestContext.h"
+
+#include <GL/gl.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+double Distance(const tagXVector3& a, const tagXVector3& b)
+{
+    return std::sqrt((a.x - b.x) * (a.x - b.x) + (a.y - b.y) * (a.y - b.y) + (a.z - b.z) * (a.z - b.z));
+}
+
+// OpenGL keeps its matrices in single precision.
+void ExpectNear(const tagXVector3& a, const tagXVector3& b, double dTol = 1e-5)
+{
+    EXPECT_NEAR(a.x, b.x, dTol);
+    EXPECT_NEAR(a.y, b.y, dTol);
+    EXPECT_NEAR(a.z, b.z, dTol);
+}
+
+class BackBuffer3DTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_EQ(bb.Create(dc.Handle()), 1);
+        bb.Resize(dc.Handle(), dc.Width(), dc.Height());
+        bb.LookAt(0, 0, 10, 0, 0, 0, 0, 1, 0);
+    }
+    XGLTestDC dc{21, 21};
+    XBackBuffer3D bb;
+};
+
+TEST(BackBuffer3D, CreateNeedsADC)
+{
+    XBackBuffer3D bb;
+    EXPECT_EQ(bb.Create(static_cast<HDC>(nullptr)), 0);
+    EXPECT_EQ(bb.Create(static_cast<CDC*>(nullptr)), 0);
+    EXPECT_EQ(bb.GetRC(), nullptr);
+    HWND hWnd = XfnCreateImageWindow(16, 16);
+    EXPECT_EQ(bb.Create(hWnd), 1);
+    EXPECT_EQ(bb.GetDC(), GetDC(hWnd));
+    wglMakeCurrent(nullptr, nullptr);
+    DestroyWindow(hWnd);
+}
+
+TEST_F(BackBuffer3DTest, CreateSetsUpADepthTestedContextOnTheDC)
+{
+    EXPECT_NE(bb.GetRC(), nullptr);
+    EXPECT_EQ(wglGetCurrentContext(), bb.GetRC());
+    EXPECT_TRUE(glIsEnabled(GL_DEPTH_TEST));
+    EXPECT_TRUE(glIsEnabled(GL_COLOR_MATERIAL));
+    PIXELFORMATDESCRIPTOR pfd{};
+    DescribePixelFormat(dc.Handle(), GetPixelFormat(dc.Handle()), sizeof(pfd), &pfd);
+    EXPECT_GE(pfd.cDepthBits, 24);
+    EXPECT_EQ(pfd.cColorBits, 32);
+}
+
+TEST_F(BackBuffer3DTest, ResizeSetsTheViewportUnlessASizeIsZero)
+{
+    EXPECT_EQ(bb.GetWidth(), 21);
+    bb.Resize(dc.Handle(), 0, 5);
+    EXPECT_EQ(bb.GetHeight(), 21);
+    bb.Resize(dc.Handle(), 12, 7);
+    EXPECT_EQ(bb.GetWidth(), 12);
+    EXPECT_EQ(bb.GetHeight(), 7);
+}
+
+TEST_F(BackBuffer3DTest, ClearSwapAndRead)
+{
+    bb.Clear(0x0000FF, nullptr); // red
+    glViewport(0, 0, 21, 21);
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    glMatrixMode(GL_MODELVIEW);
+    glLoadIdentity();
+    glColor3f(0, 0, 1);
+    glRectf(-1, 0, 1, 1); // the top half blue
+    bb.Swap(dc.Handle(), 0);
+    EXPECT_EQ(dc.At(3, 2), 0x0000FFu); // At() reads blue, green, red from the low byte
+    EXPECT_EQ(dc.At(3, 18), 0xFF0000u);
+
+    // y counts from the top; the rows come bottom row first.
+    std::vector<BYTE> header(sizeof(BITMAPINFO), 0);
+    BITMAPINFO* pInfo = reinterpret_cast<BITMAPINFO*>(header.data());
+    pInfo->bmiHeader.biWidth = 21;
+    pInfo->bmiHeader.biHeight = 21;
+    pInfo->bmiHeader.biBitCount = 32;
+    std::vector<BYTE> out(static_cast<size_t>(XfnCalcDIBWidthBytes(21, 24)) * 21, 0x55);
+    ASSERT_EQ(bb.ReadDIB24(out.data(), pInfo, 2, 1, 3, 2), 1);
+    EXPECT_EQ(pInfo->bmiHeader.biBitCount, 24);
+    EXPECT_EQ(pInfo->bmiHeader.biWidth, 3);
+    EXPECT_EQ(std::vector<BYTE>(out.begin(), out.begin() + 3), (std::vector<BYTE>{255, 0, 0}));
+    EXPECT_EQ(out[9], 0x55); // rows of 3 pixels are padded to 12 bytes
+    EXPECT_EQ(out[12], 255);
+
+    pInfo->bmiHeader = BITMAPINFOHEADER{40, 21, 21, 1, 32, 0, 0, 0, 0, 0, 0};
+    std::vector<BYTE> full(21 * 21 * 4, 0);
+    ASSERT_EQ(bb.ReadDIB32(full.data(), pInfo, 0, 0, 0, 0), 1);
+    EXPECT_EQ(full[2], 255);          // bottom row first: red
+    EXPECT_EQ(full[20 * 84 + 0], 255); // top row: blue
+
+    // Off the viewport, or more than the header holds.
+    EXPECT_EQ(bb.ReadDIB32(full.data(), pInfo, 20, 0, 2, 1), 0);
+    EXPECT_EQ(bb.ReadDIB32(full.data(), pInfo, -1, 0, 1, 1), 0);
+    EXPECT_EQ(bb.ReadDIB32(nullptr, pInfo, 0, 0, 1, 1), 0);
+    pInfo->bmiHeader.biWidth = 2;
+    EXPECT_EQ(bb.ReadDIB32(full.data(), pInfo, 0, 0, 3, 1), 0);
+    pInfo->bmiHeader.biBitCount = 24;
+    EXPECT_EQ(bb.ReadDIB32(full.data(), pInfo, 0, 0, 1, 1), 0);
+}
+
+TEST_F(BackBuffer3DTest, ZoomMovesTheEyeByAFractionOfTheDistance)
+{
+    struct Case {
+        bool bIn;
+        double f, dDistance;
+    } cases[] = {{true, 1.0, 0.0}, {true, 0.5, 5.0}, {false, 1.0, 20.0}, {true, 1.5, 5.0}};
+    for (const Case& c : cases) {
+        bb.LookAt(0, 0, 10, 0, 0, 0, 0, 1, 0);
+        if (c.bIn)
+            bb.ZoomIn(c.f);
+        else
+            bb.ZoomOut(c.f);
+        EXPECT_DOUBLE_EQ(Distance(bb.GetEye(), bb.GetCenter()), c.dDistance) << c.f;
+        EXPECT_EQ(bb.GetEye().x, 0.0);
+    }
+    EXPECT_EQ(bb.GetEye().z, -5.0); // passed the centre
+}
+
+TEST_F(BackBuffer3DTest, ProjectionQueries)
+{
+    bb.Ortho(-10, 10, -10, 10, 0.1, 100);
+    EXPECT_EQ(bb.IsParallelProjection(), 1);
+    EXPECT_EQ(bb.IsPerspectiveProjection(), 0);
+    GLint nMode = 0;
+    glGetIntegerv(GL_MATRIX_MODE, &nMode);
+    EXPECT_EQ(nMode, GL_PROJECTION);
+    bb.PerspectiveFov(45, 1, 0.1, 100);
+    EXPECT_EQ(bb.IsParallelProjection(), 0);
+    EXPECT_EQ(bb.IsPerspectiveProjection(), 1);
+}
+
+TEST_F(BackBuffer3DTest, TrackballRotateTurnsAboutTheCentre)
+{
+    bb.TrackballRotate(10, 10, 10, 10);
+    ExpectNear(bb.GetEye(), tagXVector3(0, 0, 10), 1e-12);
+    ExpectNear(bb.GetUp(), tagXVector3(0, 1, 0), 1e-12);
+
+    // A drag to the right through the middle turns the eye about the up axis
+    // and keeps its distance; the centre does not move.
+    bb.TrackballRotate(5, 10, 15, 10);
+    EXPECT_NEAR(Distance(bb.GetEye(), bb.GetCenter()), 10.0, 1e-9);
+    EXPECT_NEAR(bb.GetEye().y, 0.0, 1e-9);
+    EXPECT_LT(bb.GetEye().x, -1.0);
+    ExpectNear(bb.GetCenter(), tagXVector3(0, 0, 0), 0.0);
+    double m[16];
+    glGetDoublev(GL_MODELVIEW_MATRIX, m); // LookAt loaded the new camera
+    EXPECT_NEAR(-(m[2] * m[12] + m[6] * m[13] + m[10] * m[14]), bb.GetEye().z, 1e-5);
+}
+
+TEST_F(BackBuffer3DTest, TrackballTranslateFollowsTheDrag)
+{
+    bb.Ortho(-10, 10, -10, 10, 0.1, 100);
+    // 21 pixels span 20 units: 10 pixels to the right is 10 units.
+    bb.TrackballTranslate(10, 10, 20, 10);
+    ExpectNear(bb.GetEye(), tagXVector3(-10, 0, 10));
+    ExpectNear(bb.GetCenter(), tagXVector3(-10, 0, 0));
+
+    // A projection that cannot be inverted leaves the camera alone.
+    glMatrixMode(GL_PROJECTION);
+    double zero[16] = {};
+    glLoadMatrixd(zero);
+    bb.TrackballTranslate(0, 0, 20, 20);
+    ExpectNear(bb.GetEye(), tagXVector3(-10, 0, 10));
+}
+
+TEST_F(BackBuffer3DTest, FontCacheIsKeyedByFaceAndWeight)
+{
+    tagXTextStyle style{};
+    std::memcpy(style.lf.lfFaceName, "Liberation Sans", 16);
+    style.lf.lfWeight = 700;
+    style.lf.lfOrientation = 450;
+    {
+        XBackBuffer3D other;
+        other.AddGLFont(&style); // no DC: nothing
+        EXPECT_EQ(XBackBuffer3D::GetGLFont(&style), -1);
+    }
+    bb.AddGLFont(&style);
+    int nBase = XBackBuffer3D::GetGLFont(&style);
+    ASSERT_GT(nBase, 0);
+    EXPECT_EQ(style.lf.lfOrientation, 450); // put back after the outlines were made
+    EXPECT_TRUE(glIsList(nBase + 'A'));
+    // Size and orientation are not in the key; weight is.
+    tagXTextStyle bigger = style;
+    bigger.lf.lfHeight = 99;
+    bigger.lf.lfOrientation = 0;
+    EXPECT_EQ(XBackBuffer::GetGLFont(&bigger), nBase);
+    bigger.lf.lfWeight = 400;
+    EXPECT_EQ(XBackBuffer::GetGLFont(&bigger), -1);
+
+    const _GLYPHMETRICSFLOAT* pGlyphs = XBackBuffer3D::GetGLFontGlyph(&style);
+    ASSERT_NE(pGlyphs, nullptr);
+    double w = 0, h = 0;
+    ASSERT_EQ(XBackBuffer::GetTextDimensionGL("A\xC3", &style, w, h), 1);
+    EXPECT_DOUBLE_EQ(w, 2.0 * pGlyphs['A'].gmfCellIncX); // a byte above 127 counts as "A"
+    double dTallest = 0;
+    for (int c = 0; c < 255; ++c)
+        dTallest = std::max<double>(dTallest, pGlyphs[c].gmfBlackBoxY);
+    EXPECT_DOUBLE_EQ(h, dTallest);
+    EXPECT_EQ(XBackBuffer::GetTextDimensionGL("A", &bigger, w, h), 0);
+}
+
+TEST(BackBuffer3D, TheLastBackBufferToGoEmptiesTheFontCache)
+{
+    XGLTestDC dc(8, 8);
+    tagXTextStyle style{};
+    std::memcpy(style.lf.lfFaceName, "Liberation Serif", 17);
+    {
+        XBackBuffer3D bb;
+        ASSERT_EQ(bb.Create(dc.Handle()), 1);
+        bb.AddGLFont(&style);
+        ASSERT_GT(XBackBuffer::GetGLFont(&style), 0);
+    }
+    // A back buffer made by type and destroyed unbalances the class count
+    // for the rest of the process; the cache then stays.
+    if (XBackBuffer::GetRefCount() == 0 && XBackBuffer3D::GetRefCount() == 0) {
+        EXPECT_EQ(XBackBuffer::GetGLFont(&style), -1);
+    }
+}
+
+} // namespace

@@ -1,0 +1,184 @@
+#include "KVDbase/drawing/XBackBuffer.h"
+#include "KVDbase/files/XPath.h"
+#include "KVDbase/text/XSyllable.h"
+#include "XGLTestContext.h"
+
+#include <GL/gl.h>
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <set>
+#include <utility>
+#include <vector>
+
+namespace {
+
+struct GlyphCase {
+    wchar_t ch;
+    int nInitial, nVowel, nFinal;
+};
+
+const GlyphCase kGlyphCases[] = {
+    {L' ', -1, -1, -1},         {31, -1, -1, -1},           {L'!', 515, -1, -1},
+    {127, 609, -1, -1},         {128, -1, -1, -1},          {0x1100, 0, -1, -1},
+    {0x1112, 18, -1, -1},       {0x1161, -1, 19, -1},       {0x1175, -1, 39, -1},
+    {0x11A8, -1, -1, 40},       {0x11C2, -1, -1, 66},       {0xAC00, 67, 371, -1},  // first syllable
+    {0xAC01, 219, 392, 413},    {0xD7A3, 237, 487, 439},    {0xD76C, 161, 465, -1}, // last; c 18 j 19
+    {0xC640, 154, 380, -1},     {0xB204, 2 + 124, 13 + 371, -1},                   // c 11 j 9; c 2 j 13
+    {0xABFF, -1, -1, -1},       {0xD7A4, -1, -1, -1},
+};
+
+TEST(Syllable, GlyphNumbers)
+{
+    for (const GlyphCase& c : kGlyphCases) {
+        int g[3];
+        XfnGetSyllableGlyphs(c.ch, g);
+        EXPECT_EQ(g[0], c.nInitial) << std::hex << static_cast<int>(c.ch);
+        EXPECT_EQ(g[1], c.nVowel) << std::hex << static_cast<int>(c.ch);
+        EXPECT_EQ(g[2], c.nFinal) << std::hex << static_cast<int>(c.ch);
+    }
+}
+
+// The texture coordinates OpenGL received, read back in feedback mode.
+std::set<std::pair<float, float>> EmittedTexCoords(wchar_t ch, int& nVertices)
+{
+    std::vector<GLfloat> feedback(4096);
+    glFeedbackBuffer(static_cast<GLsizei>(feedback.size()), GL_3D_COLOR_TEXTURE, feedback.data());
+    glRenderMode(GL_FEEDBACK);
+    double quad[8] = {-0.5, 0.5, -0.5, -0.5, 0.5, -0.5, 0.5, 0.5};
+    glBegin(GL_QUADS);
+    XfnDrawSyllable(ch, quad);
+    glEnd();
+    int n = glRenderMode(GL_RENDER);
+    std::set<std::pair<float, float>> coords;
+    nVertices = 0;
+    // Each polygon: token, count, then per vertex x y z, r g b a, s t r q.
+    for (int i = 0; i < n;) {
+        EXPECT_EQ(feedback[i], static_cast<GLfloat>(GL_POLYGON_TOKEN));
+        int nCount = static_cast<int>(feedback[i + 1]);
+        for (int v = 0; v < nCount; ++v) {
+            const GLfloat* p = &feedback[i + 2 + v * 11];
+            coords.insert({p[7], p[8]});
+            ++nVertices;
+        }
+        i += 2 + nCount * 11;
+    }
+    return coords;
+}
+
+TEST(Syllable, EmittedQuadsSampleTheCellsOfTheGlyphs)
+{
+    XGLTestDC dc(8, 8);
+    ASSERT_TRUE(dc.MakeCurrent());
+    for (wchar_t ch : {static_cast<wchar_t>(0xAC00), static_cast<wchar_t>(0xD7A3), static_cast<wchar_t>(127),
+                       static_cast<wchar_t>(' '), static_cast<wchar_t>(128)}) {
+        int g[3];
+        XfnGetSyllableGlyphs(ch, g);
+        std::set<std::pair<float, float>> expected;
+        for (int glyph : g) {
+            if (glyph < 0)
+                continue;
+            float u = ((glyph % 25) * 20 + 3) / 512.0f, v = ((glyph / 25) * 20 + 3) / 512.0f, e = 20 / 512.0f;
+            expected.insert({{u, v}, {u, v + e}, {u + e, v + e}, {u + e, v}});
+        }
+        int nVertices = 0;
+        EXPECT_EQ(EmittedTexCoords(ch, nVertices), expected) << static_cast<int>(ch);
+        EXPECT_EQ(nVertices == 0, expected.empty());
+    }
+}
+
+// The atlas file the build placed beside the test program.
+std::vector<unsigned char> AtlasFile()
+{
+    std::vector<unsigned char> atlas(512 * 512);
+    XString strFile = XfnGetModulePath(XfnGetLibraryModule()) + "dotum.xhf";
+    FILE* fp = std::fopen(strFile, "rb");
+    if (fp == nullptr || std::fread(atlas.data(), 1, atlas.size(), fp) != atlas.size())
+        atlas.clear();
+    if (fp != nullptr)
+        std::fclose(fp);
+    return atlas;
+}
+
+// One test holds every use of the class-wide atlas: its texture belongs to
+// the context that loaded it.
+TEST(Syllable, RenderTextDrawsTheComposedSyllablesFromTheAtlas)
+{
+    std::vector<unsigned char> atlas = AtlasFile();
+    ASSERT_FALSE(atlas.empty()) << "dotum.xhf missing beside the test program";
+    XGLTestDC dc(200, 60);
+    ASSERT_TRUE(dc.MakeCurrent());
+    ASSERT_EQ(XBackBuffer::CreateCompositeFont(), 1);
+    unsigned int nTexture = 0;
+    ASSERT_EQ(XBackBuffer::GetFontTexture(nTexture), 1);
+    EXPECT_TRUE(glIsTexture(nTexture));
+
+    glViewport(0, 0, 200, 60);
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    glOrtho(0, 200, 0, 60, -1, 1);
+    glMatrixMode(GL_MODELVIEW);
+    glLoadIdentity();
+    glClearColor(0, 0, 0, 1);
+    glClear(GL_COLOR_BUFFER_BIT);
+    glColor4f(1, 1, 1, 1);
+    // Base line from (10, 10) to (190, 10), tops along y 50: two cells 90 wide.
+    tagXVector3 corners[4] = {{10, 10, 0}, {10, 50, 0}, {190, 50, 0}, {190, 10, 0}};
+    XfnRenderText("\xEA\xB0\x81" "A", 4, corners); // U+AC01 and "A"
+    XfnRenderText("", 0, corners);
+    EXPECT_TRUE(glIsEnabled(GL_BLEND));
+    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D));
+    ASSERT_TRUE(SwapBuffers(dc.Handle()));
+
+    // Every pixel against the atlas composed at its place, nearest texel.
+    const wchar_t text[2] = {0xAC01, L'A'};
+    int nBoth = 0, nEither = 0;
+    for (int y = 10; y < 50; ++y) {
+        for (int x = 10; x < 190; ++x) {
+            int i = (x - 10) / 90;
+            int g[3];
+            XfnGetSyllableGlyphs(text[i], g);
+            // Texture rows run down from the top edge.
+            int tx = static_cast<int>((x + 0.5 - 10 - 90 * i) / 90 * 20);
+            int ty = static_cast<int>((50 - (y + 0.5)) / 40 * 20);
+            bool bAtlas = false;
+            for (int glyph : g)
+                bAtlas = bAtlas ||
+                         (glyph >= 0 && atlas[(glyph / 25 * 20 + 3 + ty) * 512 + glyph % 25 * 20 + 3 + tx] >= 128);
+            bool bDrawn = (dc.At(x, 59 - y) & 0xFF) >= 128; // y counts up from the bottom
+            nBoth += bAtlas && bDrawn;
+            nEither += bAtlas || bDrawn;
+        }
+    }
+    ASSERT_GT(nEither, 200);
+    EXPECT_GT(static_cast<double>(nBoth) / nEither, 0.75);
+    // Nothing below the base line.
+    for (int x = 0; x < 200; ++x)
+        EXPECT_EQ(dc.At(x, 59 - 5), 0u);
+
+    // A line to look at: "Hangul font KVD" in Korean, 60 pixels high.
+    // Another DC's context sees the atlas once it shares the first one's
+    // objects.
+    XGLTestDC wide(300, 80);
+    HGLRC rcWide = wide.NewContext();
+    ASSERT_TRUE(wglShareLists(wglGetCurrentContext(), rcWide));
+    ASSERT_TRUE(wglMakeCurrent(wide.Handle(), rcWide));
+    EXPECT_TRUE(glIsTexture(nTexture));
+    glViewport(0, 0, 300, 80);
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    glOrtho(0, 300, 0, 80, -1, 1);
+    glClearColor(1, 1, 1, 1);
+    glClear(GL_COLOR_BUFFER_BIT);
+    glColor4f(0.1f, 0.1f, 0.5f, 1);
+    const char* pszLine = "\xED\x95\x9C\xEA\xB8\x80 \xEA\xB8\x80\xEA\xBC\xB4 KVD";
+    int n = static_cast<int>(std::strlen(pszLine));
+    // Each character half as wide as high, as the replay lays atlas text out.
+    tagXVector3 line[4] = {{10, 10, 0}, {10, 70, 0}, {10 + 30.0 * 9, 70, 0}, {10 + 30.0 * 9, 10, 0}};
+    XfnRenderText(pszLine, n, line);
+    ASSERT_TRUE(SwapBuffers(wide.Handle()));
+    wide.Save("atlas_text");
+}
+
+} // namespace
