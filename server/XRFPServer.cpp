@@ -342,8 +342,13 @@ void XRFPServer::AcceptLoop()
         }
         if (bStopping)
             break;
-        if (n > 0 && (fds[1].revents & POLLIN))
-            Accept();
+        // Nothing that goes wrong with one connection may end the listener.
+        try {
+            if (n > 0 && (fds[1].revents & POLLIN))
+                Accept();
+        } catch (const std::exception& e) {
+            XfnRFPLogLimited("failure", "", "accepting a connection failed (%s)", e.what());
+        }
         ReapConnections(false);
         pContext->logins.Reap(nLinger);
     }

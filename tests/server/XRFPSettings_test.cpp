@@ -160,10 +160,10 @@ TEST_F(XRFPSettingsFiles, SecretFilesMustBePrivate)
     ASSERT_TRUE(XfnRFPLoadOrCreateKey(Path("key"), 1024, strPrivate, strPublic, bCreated, strError)) << strError;
     fs::create_directories(dir / "root");
     ASSERT_TRUE(XfnRFPAddUserToFile(Path("users"), "alice", "pw", Path("root"), strError)) << strError;
-    fs::create_symlink(dir / "key", dir / "key.link");
-    fs::create_symlink(dir / "users", dir / "users.link");
-    fs::copy_file(dir / "key", dir / "key.open");
-    fs::copy_file(dir / "users", dir / "users.open");
+    for (const char* pszFile : {"key", "users"}) {
+        fs::create_symlink(dir / pszFile, dir / (std::string(pszFile) + ".link"));
+        fs::copy_file(dir / pszFile, dir / (std::string(pszFile) + ".open"));
+    }
     fs::permissions(dir / "key.open", static_cast<fs::perms>(0640));
     fs::permissions(dir / "users.open", static_cast<fs::perms>(0604));
     XRFPUserTable users;

@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <mutex>
 #include <random>
 #include <string>
 #include <vector>
@@ -323,6 +324,33 @@ public:
 private:
     XSysSocket s = XSYS_INVALID_SOCKET;
 };
+
+// Log lines captured while a test runs (XfnRFPSetLogSink(&CaptureLog)).
+struct tagCapturedLog {
+    std::mutex lock;
+    std::vector<std::string> vecLines;
+};
+
+inline tagCapturedLog& CapturedLog()
+{
+    static tagCapturedLog log;
+    return log;
+}
+
+inline void CaptureLog(const std::string& strLine)
+{
+    std::lock_guard<std::mutex> guard(CapturedLog().lock);
+    CapturedLog().vecLines.push_back(strLine);
+}
+
+inline size_t CountLogLines(const std::string& strText)
+{
+    std::lock_guard<std::mutex> guard(CapturedLog().lock);
+    size_t n = 0;
+    for (const std::string& strLine : CapturedLog().vecLines)
+        n += strLine.find(strText) != std::string::npos;
+    return n;
+}
 
 // A client of a test server, logged in as the user given.
 inline std::unique_ptr<RawClient> LoggedIn(TestServer& server, const std::string& strUser,
