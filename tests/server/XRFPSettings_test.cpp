@@ -127,6 +127,15 @@ TEST(XRFPUsers, HashesAreSaltedAndChecked)
     std::string strTampered = strHash;
     strTampered.back() = strTampered.back() == '0' ? '1' : '0';
     EXPECT_FALSE(XfnRFPVerifyPassword("secret", strTampered));
+
+    // A pool's reconnects skip the slow hash, for the very password only.
+    XRFPVerifiedLogins verified;
+    tagXRFPUser user{"alice", strHash, "/"};
+    EXPECT_FALSE(verified.Known(user, "secret"));
+    verified.Remember(user, "secret");
+    EXPECT_TRUE(verified.Known(user, "secret"));
+    EXPECT_FALSE(verified.Known(user, "Secret"));
+    EXPECT_FALSE(verified.Known(tagXRFPUser{"alice", strTampered, "/"}, "secret")) << "a new hash forgets";
 }
 
 TEST_F(XRFPSettingsFiles, KeyFileIsMadeOnceAndReused)
