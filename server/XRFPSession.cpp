@@ -401,7 +401,8 @@ bool XRFPSession::Serve(XRFPFiles& files, tagXRFPRequest& req)
             bSent = reply.Flush();
         }
         stream.SetDeadline(XRFPStream::Deadline::max());
-        XfnRFPLogDetail(strWho, "command %u: error 0x%X", static_cast<unsigned>(nCommand), static_cast<unsigned>(nError));
+        XfnRFPLogDetail(strWho, "command %u: error 0x%X", static_cast<unsigned>(nCommand),
+                        static_cast<unsigned>(nError));
         return bSent;
     }
     case XRF_CMD_DATA_BLOCK: {
