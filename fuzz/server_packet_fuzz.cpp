@@ -86,6 +86,7 @@ tagFuzzServer& Server()
         p->context.settings.nMaxHandles = 16;
         p->context.settings.nMaxListItems = 64;
         p->context.settings.nMaxBlock = 65536;
+        p->context.settings.nMaxRead = 65536;  // a session's replies are collected in memory
         XfnRFBuildLoginRequest(p->vecLogin, tagXRFLoginRequest{std::string(XfnRSAEncryptStringByKey(strPublic, "fuzz")),
                                                                std::string(XfnRSAEncryptStringByKey(strPublic, "pw"))});
         XfnRFPSetLogSink(&Discard);

@@ -186,7 +186,8 @@ int XfnRFPReadAt(int fd, void* pData, size_t nSize, int64_t nPosition, size_t& n
 {
     nRead = 0;
     while (nRead < nSize) {
-        ssize_t n = pread(fd, static_cast<BYTE*>(pData) + nRead, nSize - nRead, nPosition + static_cast<int64_t>(nRead));
+        ssize_t n =
+            pread(fd, static_cast<BYTE*>(pData) + nRead, nSize - nRead, nPosition + static_cast<int64_t>(nRead));
         if (n < 0 && errno == EINTR)
             continue;
         if (n < 0)
@@ -278,7 +279,8 @@ int XfnRFPWriteFileAtomically(const std::string& strFile, const std::string& str
     if (!fd)
         return errno;
     size_t nWritten = 0;
-    int nError = fchmod(fd.Get(), 0600) != 0 ? errno : XfnRFPWriteAt(fd.Get(), strText.data(), strText.size(), 0, nWritten);
+    int nError =
+        fchmod(fd.Get(), 0600) != 0 ? errno : XfnRFPWriteAt(fd.Get(), strText.data(), strText.size(), 0, nWritten);
     if (!nError && fsync(fd.Get()) != 0)
         nError = errno;
     fd.Reset();

@@ -611,7 +611,8 @@ DWORD XRFPFiles::FindFirstFile(const std::string& strPath, DWORD& hFind, WIN32_F
     } else {
         tagXRFPStat info;
         bool bLink = false;
-        if (int nError = EntryInfo(login.RootFd(), fdDir.Get(), pHandle->strDirectory, pHandle->strPattern, info, bLink))
+        int nError = EntryInfo(login.RootFd(), fdDir.Get(), pHandle->strDirectory, pHandle->strPattern, info, bLink);
+        if (nError)
             return Escaped(nError) ? XRFP_ERROR_ACCESS_DENIED : static_cast<DWORD>(nError);
         FillFindData(info, pHandle->strPattern, data);
         // One entry found: nothing is left to read.
@@ -688,9 +689,9 @@ DWORD XRFPFiles::ListTree(XRFPFd fdDir, const std::string& strHostDir, const std
         }
         if (walk.bRecurse && info.IsDirectory() && !bLink && nDepth < static_cast<int>(XRFP_MAX_DEPTH)) {
             XRFPFd fdChild;
+            std::string strChild = strHostDir.empty() ? strEntry : strHostDir + "/" + strEntry;
             if (XfnRFPOpenBeneath(cursor.Fd(), strEntry, O_RDONLY | O_DIRECTORY | O_NOFOLLOW, fdChild) == 0)
-                if (DWORD nError = ListTree(std::move(fdChild), strHostDir.empty() ? strEntry : strHostDir + "/" + strEntry,
-                                            strRelative, nDepth + 1, walk))
+                if (DWORD nError = ListTree(std::move(fdChild), strChild, strRelative, nDepth + 1, walk))
                     return nError;
             if (!walk.bSent)
                 return 0;

@@ -90,7 +90,8 @@ public:
         if (tWake > tDeadline)
             return false;
         for (;;) {
-            auto nLeft = std::chrono::duration_cast<std::chrono::milliseconds>(tWake - std::chrono::steady_clock::now());
+            auto nLeft =
+                std::chrono::duration_cast<std::chrono::milliseconds>(tWake - std::chrono::steady_clock::now());
             if (nLeft.count() <= 0)
                 return true;
             // Only a hang-up ends the wait early; bytes sent meanwhile wait.
@@ -210,7 +211,8 @@ bool XRFPServer::PrepareUsersAndKey(std::string& strError)
         }
     }
     if (pContext->users.Size() == 0) {
-        strError = "no users: give --users FILE, --user NAME:PASSWORD:ROOT or --throwaway";
+        strError = "no users: give --users FILE, --user NAME:ROOT (with its password on standard input) or "
+                   "--throwaway";
         return false;
     }
     return true;
@@ -342,8 +344,13 @@ void XRFPServer::AcceptLoop()
         }
         if (bStopping)
             break;
-        if (n > 0 && (fds[1].revents & POLLIN))
-            Accept();
+        // Nothing that goes wrong with one connection may end the listener.
+        try {
+            if (n > 0 && (fds[1].revents & POLLIN))
+                Accept();
+        } catch (const std::exception& e) {
+            XfnRFPLogLimited("failure", "", "accepting a connection failed (%s)", e.what());
+        }
         ReapConnections(false);
         pContext->logins.Reap(nLinger);
     }

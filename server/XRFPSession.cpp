@@ -202,7 +202,7 @@ DWORD XRFPSession::CheckLogin(const tagXRFPRequest& req, std::string& strUser, c
         XfnRFPVerifyPassword(strPassword, DummyHash());
         nError = XRFP_ERROR_NO_SUCH_USER;
         XfnRFPLogLimited("login", strWho, "login refused: no user %s", LogName(strUser).c_str());
-    } else if (!XfnRFPVerifyPassword(strPassword, pUser->strHash)) {
+    } else if (!context.verified.Known(*pUser, strPassword) && !XfnRFPVerifyPassword(strPassword, pUser->strHash)) {
         nError = XRFP_ERROR_BAD_PASSWORD;
         XfnRFPLogLimited("login", strWho, "login of %s refused: incorrect password", strUser.c_str());
     }
@@ -211,6 +211,7 @@ DWORD XRFPSession::CheckLogin(const tagXRFPRequest& req, std::string& strUser, c
         return nError;
     }
     context.throttle.Succeeded(strAddress, strUser);
+    context.verified.Remember(*pUser, strPassword);
     if (pUser->strRoot.empty()) {
         XfnRFPLog(strWho, "login of %s refused: the user's root is missing", strUser.c_str());
         return XRFP_ERROR_ROOT_NOT_IN_SERVICE;
@@ -400,7 +401,8 @@ bool XRFPSession::Serve(XRFPFiles& files, tagXRFPRequest& req)
             bSent = reply.Flush();
         }
         stream.SetDeadline(XRFPStream::Deadline::max());
-        XfnRFPLogDetail(strWho, "command %u: error 0x%X", static_cast<unsigned>(nCommand), static_cast<unsigned>(nError));
+        XfnRFPLogDetail(strWho, "command %u: error 0x%X", static_cast<unsigned>(nCommand),
+                        static_cast<unsigned>(nError));
         return bSent;
     }
     case XRF_CMD_DATA_BLOCK: {

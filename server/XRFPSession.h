@@ -24,6 +24,7 @@ struct tagXRFPContext {
     tagXRFPSettings settings;
     XRFPKeyRing keys;
     XRFPUserTable users;
+    XRFPVerifiedLogins verified;      // passwords of recent logins, as keyed digests
     XRFPLoginTable logins;
     XRFPAdmission admission;
     XRFPThrottle throttle;

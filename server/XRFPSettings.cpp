@@ -114,7 +114,10 @@ bool XfnRFPApplySetting(tagXRFPSettings& settings, const std::string& strName, c
             strError = "--" + strName + " is on or off";
             return false;
         }
-        (strName == "verbose" ? settings.bVerbose : strName == "throwaway" ? settings.bThrowaway : settings.bAllowRoot) = b;
+        bool& bSetting = strName == "verbose"     ? settings.bVerbose
+                         : strName == "throwaway" ? settings.bThrowaway
+                                                  : settings.bAllowRoot;
+        bSetting = b;
         return true;
     }
     if (strName == "listen")

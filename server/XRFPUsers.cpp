@@ -5,6 +5,7 @@
 #include "XRFPPath.h"
 
 #include <crypto++/hex.h>
+#include <crypto++/hmac.h>
 #include <crypto++/misc.h>
 #include <crypto++/osrng.h>
 #include <crypto++/pwdbased.h>
@@ -169,6 +170,41 @@ const tagXRFPUser* XRFPUserTable::Find(const std::string& strName) const
 {
     auto it = mapUsers.find(strName);
     return it == mapUsers.end() ? nullptr : &it->second;
+}
+
+XRFPVerifiedLogins::XRFPVerifiedLogins()
+{
+    CryptoPP::AutoSeededRandomPool rng;
+    CryptoPP::byte key[32];
+    rng.GenerateBlock(key, sizeof key);
+    strKey.assign(reinterpret_cast<const char*>(key), sizeof key);
+}
+
+std::string XRFPVerifiedLogins::Digest(const tagXRFPUser& user, const std::string& strPassword) const
+{
+    // The stored hash takes part, so that a changed users file forgets.
+    std::string strMessage = user.strName + '\0' + user.strHash + '\0' + strPassword;
+    CryptoPP::HMAC<CryptoPP::SHA256> hmac(reinterpret_cast<const CryptoPP::byte*>(strKey.data()), strKey.size());
+    CryptoPP::byte digest[CryptoPP::SHA256::DIGESTSIZE];
+    hmac.CalculateDigest(digest, reinterpret_cast<const CryptoPP::byte*>(strMessage.data()), strMessage.size());
+    return std::string(reinterpret_cast<const char*>(digest), sizeof digest);
+}
+
+bool XRFPVerifiedLogins::Known(const tagXRFPUser& user, const std::string& strPassword)
+{
+    std::string strDigest = Digest(user, strPassword);
+    std::lock_guard<std::mutex> guard(lock);
+    auto it = mapDigests.find(user.strName);
+    return it != mapDigests.end() &&
+           CryptoPP::VerifyBufsEqual(reinterpret_cast<const CryptoPP::byte*>(it->second.data()),
+                                     reinterpret_cast<const CryptoPP::byte*>(strDigest.data()), strDigest.size());
+}
+
+void XRFPVerifiedLogins::Remember(const tagXRFPUser& user, const std::string& strPassword)
+{
+    std::string strDigest = Digest(user, strPassword);
+    std::lock_guard<std::mutex> guard(lock);
+    mapDigests[user.strName] = strDigest;
 }
 
 bool XfnRFPAddUserToFile(const std::string& strFile, const std::string& strName, const std::string& strPassword,

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <map>
+#include <mutex>
 #include <string>
 
 struct tagXRFPUser {
@@ -39,6 +40,25 @@ public:
 
 private:
     std::map<std::string, tagXRFPUser> mapUsers;
+};
+
+// Remembers, for each user, a keyed digest (HMAC-SHA-256 under a key made at
+// start and never stored) of the password of its last successful login, so
+// that the reconnects of a client's pool cost one HMAC instead of a full
+// PBKDF2 run, while a wrong password always takes the slow path. Holds one
+// entry per user at most. Thread-safe.
+class XRFPVerifiedLogins {
+public:
+    XRFPVerifiedLogins();
+    bool Known(const tagXRFPUser& user, const std::string& strPassword);
+    void Remember(const tagXRFPUser& user, const std::string& strPassword);
+
+private:
+    std::string Digest(const tagXRFPUser& user, const std::string& strPassword) const;
+
+    std::string strKey;
+    std::mutex lock;
+    std::map<std::string, std::string> mapDigests;
 };
 
 // Appends a user to a users file, or replaces the line of a user of that

@@ -12,6 +12,7 @@
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -621,8 +622,12 @@ public:
     // Runs "xrfpd adduser" to put a user in the users file.
     bool AddUser(const std::string& strUser, const std::string& strPassword, const fs::path& root)
     {
-        std::vector<std::string> vecArgs = {settings.strServer, "adduser", "--users", Users(), "--password",
-                                            strPassword, strUser, root.string()};
+        // The password goes in a file, never on a command line.
+        fs::path passwordFile = dir / "password";
+        std::ofstream(passwordFile) << strPassword << "\n";
+        fs::permissions(passwordFile, fs::perms::owner_read | fs::perms::owner_write);
+        std::vector<std::string> vecArgs = {settings.strServer, "adduser", "--users", Users(), "--password-file",
+                                            passwordFile.string(), strUser, root.string()};
         pid_t pid = Spawn(vecArgs);
         int nStatus = 0;
         return pid > 0 && waitpid(pid, &nStatus, 0) == pid && WIFEXITED(nStatus) && WEXITSTATUS(nStatus) == 0;
@@ -638,6 +643,12 @@ public:
         std::vector<std::string> vecArgs = {settings.strServer, "--users", Users(), "--key-file",
                                             (dir / "xrfpd.key").string(), "--listen", "127.0.0.1", "--port",
                                             std::to_string(nPort), "--port-file", portFile.string()};
+        // Every worker connects from loopback, and after a restart all of
+        // them log in again at once.
+        for (const char* pszArg : {"--max-per-address", "1024", "--max-unauthenticated", "256"})
+            vecArgs.push_back(pszArg);
+        if (geteuid() == 0)
+            vecArgs.push_back("--allow-root");
         pidServer = Spawn(vecArgs, (dir / "xrfpd.log").string());
         if (pidServer <= 0)
             return false;

@@ -19,24 +19,6 @@ const DWORD kRead = 0x80000000u;
 const DWORD kWrite = 0x40000000u;
 enum : DWORD { kCreateNew = 1, kCreateAlways = 2, kOpenExisting = 3, kOpenAlways = 4, kTruncateExisting = 5 };
 
-// Log lines captured while a test runs.
-std::mutex g_logLock;
-std::vector<std::string> g_vecLog;
-
-void CaptureLog(const std::string& strLine)
-{
-    std::lock_guard<std::mutex> guard(g_logLock);
-    g_vecLog.push_back(strLine);
-}
-
-size_t CountLogLines(const std::string& strText)
-{
-    std::lock_guard<std::mutex> guard(g_logLock);
-    return static_cast<size_t>(std::count_if(g_vecLog.begin(), g_vecLog.end(), [&](const std::string& strLine) {
-        return strLine.find(strText) != std::string::npos;
-    }));
-}
-
 std::vector<BYTE> Bytes(std::initializer_list<DWORD> words)
 {
     std::vector<BYTE> vecBytes;

@@ -127,6 +127,15 @@ TEST(XRFPUsers, HashesAreSaltedAndChecked)
     std::string strTampered = strHash;
     strTampered.back() = strTampered.back() == '0' ? '1' : '0';
     EXPECT_FALSE(XfnRFPVerifyPassword("secret", strTampered));
+
+    // A pool's reconnects skip the slow hash, for the very password only.
+    XRFPVerifiedLogins verified;
+    tagXRFPUser user{"alice", strHash, "/"};
+    EXPECT_FALSE(verified.Known(user, "secret"));
+    verified.Remember(user, "secret");
+    EXPECT_TRUE(verified.Known(user, "secret"));
+    EXPECT_FALSE(verified.Known(user, "Secret"));
+    EXPECT_FALSE(verified.Known(tagXRFPUser{"alice", strTampered, "/"}, "secret")) << "a new hash forgets";
 }
 
 TEST_F(XRFPSettingsFiles, KeyFileIsMadeOnceAndReused)
@@ -160,10 +169,10 @@ TEST_F(XRFPSettingsFiles, SecretFilesMustBePrivate)
     ASSERT_TRUE(XfnRFPLoadOrCreateKey(Path("key"), 1024, strPrivate, strPublic, bCreated, strError)) << strError;
     fs::create_directories(dir / "root");
     ASSERT_TRUE(XfnRFPAddUserToFile(Path("users"), "alice", "pw", Path("root"), strError)) << strError;
-    fs::create_symlink(dir / "key", dir / "key.link");
-    fs::create_symlink(dir / "users", dir / "users.link");
-    fs::copy_file(dir / "key", dir / "key.open");
-    fs::copy_file(dir / "users", dir / "users.open");
+    for (const char* pszFile : {"key", "users"}) {
+        fs::create_symlink(dir / pszFile, dir / (std::string(pszFile) + ".link"));
+        fs::copy_file(dir / pszFile, dir / (std::string(pszFile) + ".open"));
+    }
     fs::permissions(dir / "key.open", static_cast<fs::perms>(0640));
     fs::permissions(dir / "users.open", static_cast<fs::perms>(0604));
     XRFPUserTable users;

@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <mutex>
 #include <random>
 #include <string>
 #include <vector>
@@ -24,10 +25,15 @@ namespace xrfptest {
 
 namespace fs = std::filesystem;
 
+// In memory where the machine offers it: some tests make thousands of files.
 inline fs::path ScratchDir(const std::string& strTag)
 {
     static std::mt19937 rng(std::random_device{}());
-    fs::path dir = fs::temp_directory_path() / ("kvd_xrfpd_" + strTag + "_" + std::to_string(rng()));
+    std::string strName = "kvd_xrfpd_" + strTag + "_" + std::to_string(rng());
+    std::error_code ec;
+    if (fs::create_directories(fs::path("/dev/shm") / strName, ec))
+        return fs::path("/dev/shm") / strName;
+    fs::path dir = fs::temp_directory_path() / strName;
     fs::create_directories(dir);
     return dir;
 }
@@ -109,15 +115,23 @@ class RawClient {
 public:
     ~RawClient() { Close(); }
 
-    // Connects and reads the greeting; false on any failure.
-    bool Connect(uint16_t nPort)
+    // Connects without reading anything; false on failure.
+    bool ConnectOnly(uint16_t nPort, int nTimeoutMs = 10000)
     {
         uint32_t nError = 0;
         s = XfnSysSocketOpen(nError);
         if (s == XSYS_INVALID_SOCKET || XfnSysSocketConnect(s, "127.0.0.1", nPort) != 0)
             return false;
-        XfnSysSocketSetTimeout(s, true, 10000);
+        XfnSysSocketSetTimeout(s, true, nTimeoutMs);
         XfnSysSocketSetNoDelay(s, true);
+        return true;
+    }
+
+    // Connects and reads the greeting; false on any failure.
+    bool Connect(uint16_t nPort, int nTimeoutMs = 10000)
+    {
+        if (!ConnectOnly(nPort, nTimeoutMs))
+            return false;
         std::vector<BYTE> vecGreeting;
         return Recv(XRF_GREETING_SIZE, vecGreeting) &&
                XfnRFParseGreeting(vecGreeting.data(), vecGreeting.size(), greeting) == XRF_WIRE_OK;
@@ -157,6 +171,17 @@ public:
         return true;
     }
 
+    // One receive: the bytes that came (into vecData), 0 at the end of the
+    // stream, -1 on a failure or timeout.
+    long RecvSome(std::vector<BYTE>& vecData, size_t nMax)
+    {
+        vecData.resize(nMax);
+        uint32_t nError = 0;
+        long n = XfnSysSocketRecv(s, vecData.data(), nMax, nError);
+        vecData.resize(n > 0 ? static_cast<size_t>(n) : 0);
+        return n;
+    }
+
     // True when the server has closed the connection: the next receive sees
     // the end of the stream (or a reset, when the server left bytes unread)
     // rather than data or a timeout.
@@ -168,14 +193,26 @@ public:
         return n == 0 || (n < 0 && nError == 10054);
     }
 
-    // The login reply's error word, or ~0 when no reply came.
-    DWORD Login(const std::string& strUser, const std::string& strPassword)
+    // A login packet for the key of this connection's greeting.
+    std::vector<BYTE> LoginPacket(const std::string& strUser, const std::string& strPassword)
     {
         XString strKey(greeting.strPublicKey.c_str());
         tagXRFLoginRequest req{std::string(XfnRSAEncryptStringByKey(strKey, strUser.c_str())),
                                std::string(XfnRSAEncryptStringByKey(strKey, strPassword.c_str()))};
-        std::vector<BYTE> vecPacket, vecReply;
+        std::vector<BYTE> vecPacket;
         XfnRFBuildLoginRequest(vecPacket, req);
+        return vecPacket;
+    }
+
+    // The login reply's error word, or ~0 when no reply came.
+    DWORD Login(const std::string& strUser, const std::string& strPassword)
+    {
+        return SendLogin(LoginPacket(strUser, strPassword));
+    }
+
+    DWORD SendLogin(const std::vector<BYTE>& vecPacket)
+    {
+        std::vector<BYTE> vecReply;
         tagXRFReply reply{};
         if (!Send(vecPacket) || !Recv(16, vecReply) ||
             XfnRFParseReply(vecReply.data(), vecReply.size(), XRF_CMD_LOGIN, reply) != XRF_WIRE_OK)
@@ -287,6 +324,33 @@ public:
 private:
     XSysSocket s = XSYS_INVALID_SOCKET;
 };
+
+// Log lines captured while a test runs (XfnRFPSetLogSink(&CaptureLog)).
+struct tagCapturedLog {
+    std::mutex lock;
+    std::vector<std::string> vecLines;
+};
+
+inline tagCapturedLog& CapturedLog()
+{
+    static tagCapturedLog log;
+    return log;
+}
+
+inline void CaptureLog(const std::string& strLine)
+{
+    std::lock_guard<std::mutex> guard(CapturedLog().lock);
+    CapturedLog().vecLines.push_back(strLine);
+}
+
+inline size_t CountLogLines(const std::string& strText)
+{
+    std::lock_guard<std::mutex> guard(CapturedLog().lock);
+    size_t n = 0;
+    for (const std::string& strLine : CapturedLog().vecLines)
+        n += strLine.find(strText) != std::string::npos;
+    return n;
+}
 
 // A client of a test server, logged in as the user given.
 inline std::unique_ptr<RawClient> LoggedIn(TestServer& server, const std::string& strUser,

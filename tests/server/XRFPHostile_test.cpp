@@ -1,0 +1,325 @@
+// The server against clients that try to harm it or other users: a race
+// that swaps a link under a path, connections that hold slots without
+// logging in, requests that pin memory, a failed allocation, the process
+// out of descriptors, a replayed login, guessed passwords.
+#include "XRFPTestClient.h"
+
+#include "XRFPErrors.h"
+#include "XRFPLog.h"
+#include "XRFPThrottle.h"
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <mutex>
+#include <new>
+#include <thread>
+
+using namespace xrfptest;
+
+// Allocations this large fail here, as they would on a machine without the
+// memory: the test of a failed allocation asks the server for one. The other
+// forms of new and delete reach these through the library's defaults, save
+// the ones a sanitizer takes over, which pair among themselves.
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+void* operator new(size_t nSize)
+{
+    void* p = nSize < (size_t(768) << 20) ? std::malloc(nSize ? nSize : 1) : nullptr;
+    if (!p)
+        throw std::bad_alloc();
+    return p;
+}
+void* operator new(size_t nSize, const std::nothrow_t&) noexcept
+{
+    return nSize < (size_t(768) << 20) ? std::malloc(nSize ? nSize : 1) : nullptr;
+}
+void operator delete(void* p) noexcept
+{
+    std::free(p);
+}
+void operator delete(void* p, size_t) noexcept
+{
+    std::free(p);
+}
+
+namespace {
+
+const DWORD kRead = 0x80000000u;
+const DWORD kWrite = 0x40000000u;
+const DWORD kOpenExisting = 3, kCreateAlways = 2;
+
+// The resident size of this process, where the test servers run, in KiB.
+long ResidentKiB()
+{
+    std::ifstream in("/proc/self/status");
+    std::string strWord;
+    while (in >> strWord)
+        if (strWord == "VmRSS:") {
+            long n = 0;
+            in >> n;
+            return n;
+        }
+    return 0;
+}
+
+double SecondsSince(std::chrono::steady_clock::time_point t)
+{
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - t).count();
+}
+
+tagXRFPSettings Settings(std::initializer_list<std::pair<const char*, const char*>> values)
+{
+    tagXRFPSettings settings;
+    std::string strError;
+    for (const auto& value : values)
+        EXPECT_TRUE(XfnRFPApplySetting(settings, value.first, value.second, strError)) << strError;
+    return settings;
+}
+
+} // namespace
+
+// A second connection of the same user swaps a directory on the path for a
+// link that climbs out (users can move links) while the first opens files
+// through that path: no open ever reaches outside the root.
+TEST(ServerHostile, LinkSwapRaceNeverLeavesTheRoot)
+{
+    TestServer server;
+    fs::path root = server.Root("alice");
+    fs::create_directories(root / "p" / "bob");
+    WriteText(root / "p" / "bob" / "bob.txt", "alice's own");
+    WriteText(server.Root("bob") / "bob.txt", "bob's secret");
+    fs::create_directory_symlink("..", root / "plink");  // from the root, leads to the directory above
+
+    auto pReader = LoggedIn(server, "alice", "secret1");
+    auto pMover = LoggedIn(server, "alice", "secret1");
+    std::atomic<bool> bStop{false};
+    std::thread mover([&] {
+        auto move = [&](const char* pszOld, const char* pszNew) {
+            std::vector<BYTE> vecPacket;
+            XfnRFBuildMoveFileRequest(vecPacket, tagXRFMoveFileRequest{pszOld, pszNew});
+            pMover->Small(vecPacket, XRF_CMD_MOVE_FILE);
+        };
+        while (!bStop) {
+            move("p", "pdir");
+            move("plink", "p");
+            move("p", "plink");
+            move("pdir", "p");
+        }
+    });
+    int nEscapes = 0, nReads = 0;
+    auto tStart = std::chrono::steady_clock::now();
+    while (SecondsSince(tStart) < 2.0) {
+        tagXRFCreateFileReply opened = pReader->Create("p\\bob\\bob.txt", kRead, kOpenExisting);
+        DWORD nAttributes = pReader->Path(XRF_CMD_GET_FILE_ATTRIBUTES, "p\\bob\\bob.txt").nError;
+        // ENOENT when the mover had taken "p" away for a moment.
+        EXPECT_TRUE(nAttributes == 0 || nAttributes == XRFP_ERROR_ACCESS_DENIED ||
+                    nAttributes == XRFP_ERROR_PATH_NOT_FOUND || nAttributes == ENOENT)
+            << std::hex << "0x" << nAttributes;
+        if (opened.nError)
+            continue;
+        std::string strData;
+        pReader->Read(opened.hFile, 0, 64, strData);
+        pReader->Handle(XRF_CMD_CLOSE_HANDLE, opened.hFile);
+        ++nReads;
+        nEscapes += strData != "alice's own";
+    }
+    bStop = true;
+    mover.join();
+    EXPECT_EQ(nEscapes, 0) << "of " << nReads << " reads";
+    EXPECT_GT(nReads, 0);
+    EXPECT_EQ(ReadText(server.Root("bob") / "bob.txt"), "bob's secret");
+}
+
+// Connections that never log in, or trickle their login a byte at a time,
+// are closed at the login deadline and hold only the slots kept for them;
+// a logged-in user goes on meanwhile, and logs in again afterwards.
+TEST(ServerHostile, IdleAndTricklingConnectionsCannotLockUsersOut)
+{
+    TestServer server(Settings({{"login-timeout", "2"}, {"max-unauthenticated", "4"}, {"max-per-address", "5"}}));
+    auto pUser = LoggedIn(server, "alice", "secret1");
+    auto tStart = std::chrono::steady_clock::now();
+    RawClient idle[3];
+    for (RawClient& c : idle)
+        ASSERT_TRUE(c.Connect(server.Port()));
+    RawClient trickler;
+    ASSERT_TRUE(trickler.Connect(server.Port()));
+    std::vector<BYTE> vecLogin = trickler.LoginPacket("alice", "secret1");
+    std::atomic<bool> bTrickleCut{false};
+    std::thread trickle([&] {
+        for (size_t i = 0; i < vecLogin.size() && !bTrickleCut; ++i) {
+            if (!trickler.Send(std::vector<BYTE>{vecLogin[i]}))
+                bTrickleCut = true;
+            std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        }
+    });
+    // The slots for connections not logged in are full: more are closed at once.
+    RawClient refused;
+    EXPECT_FALSE(refused.Connect(server.Port(), 3000));
+    EXPECT_EQ(pUser->Path(XRF_CMD_GET_FILE_ATTRIBUTES, "").nError, 0u);
+
+    for (RawClient& c : idle)
+        EXPECT_TRUE(c.ClosedByServer());
+    EXPECT_TRUE(trickler.ClosedByServer());
+    bTrickleCut = true;
+    trickle.join();
+    EXPECT_LT(SecondsSince(tStart), 4.5) << "the login deadline is 2 s";
+    auto pLater = LoggedIn(server, "bob", "secret2");
+    EXPECT_EQ(pLater->Path(XRF_CMD_GET_FILE_ATTRIBUTES, "").nError, 0u);
+    EXPECT_EQ(pUser->Path(XRF_CMD_GET_FILE_ATTRIBUTES, "").nError, 0u);
+
+    // One address holds at most its share.
+    RawClient more[4];
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(more[i].Connect(server.Port(), 3000), i < 3) << i;
+}
+
+// A file list is made while it is sent, never held whole; a read is
+// streamed, and given up at the send deadline by a client that reads a
+// little at a time; find handles keep a place in the directory, not its
+// names; each user's handles draw on a memory budget.
+TEST(ServerHostile, MemoryIsBoundedByWhatClientsCannotPin)
+{
+    TestServer server(Settings({{"idle-timeout", "2"}, {"max-user-memory", "8"}}));
+    fs::path root = server.Root("alice");
+    fs::create_directories(root / "many");
+    const int nFiles = 20000;
+    for (int i = 0; i < nFiles; ++i)
+        WriteText(root / "many" / ("entry_with_a_long_name_" + std::to_string(i)), "");
+
+    // The list's items come to 6.5 MiB, for a client that does not read.
+    {
+        auto pLister = LoggedIn(server, "alice", "secret1");
+        std::vector<BYTE> vecRequest;
+        XfnRFBuildPathRequest(vecRequest, tagXRFPathRequest{XRF_CMD_FIND_FILE_LIST, "many", 0});
+        long nBase = ResidentKiB(), nPeak = 0;
+        ASSERT_TRUE(pLister->Send(vecRequest));
+        for (auto tStart = std::chrono::steady_clock::now(); SecondsSince(tStart) < 1.5;)
+            nPeak = std::max(nPeak, ResidentKiB() - nBase);
+        EXPECT_LT(nPeak, 4 * 1024) << "KiB held for the list";
+    }
+
+    // A read of 1 GiB, taken 4 KiB at a time: the server gives up at its
+    // deadline, and what is left in the socket ends before the data does.
+    fs::resize_file(root / "many" / "entry_with_a_long_name_0", 1 << 30);
+    auto pReader = LoggedIn(server, "alice", "secret1");
+    DWORD h = pReader->Create("many\\entry_with_a_long_name_0", kRead, kOpenExisting).hFile;
+    std::vector<BYTE> vecRequest, vecSome;
+    XfnRFBuildTransferRequest(vecRequest, XRF_CMD_READ_FILE, tagXRFTransferRequest{0, h, 1u << 30});
+    long nBase = ResidentKiB(), nPeak = 0;
+    ASSERT_TRUE(pReader->Send(vecRequest));
+    ASSERT_TRUE(pReader->Recv(16, vecSome));
+    tagXRFReply head{};
+    ASSERT_EQ(XfnRFParseReadReply(vecSome.data(), vecSome.size(), 1u << 30, head), XRF_WIRE_OK);
+    EXPECT_EQ(head.nValue, 1u << 30) << "served whole";
+    auto tStart = std::chrono::steady_clock::now();
+    size_t nReceived = 0;
+    while (SecondsSince(tStart) < 3.5) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(250));
+        nPeak = std::max(nPeak, ResidentKiB() - nBase);
+        if (pReader->Recv(4096, vecSome))
+            nReceived += 4096;
+    }
+    EXPECT_LT(nPeak, 4 * 1024) << "KiB held for the read";
+    for (long n = 1; n > 0; nReceived += static_cast<size_t>(std::max(n, 0L)))
+        n = pReader->RecvSome(vecSome, 1 << 20);
+    EXPECT_LT(nReceived, size_t(1) << 30);
+
+    auto pClient = LoggedIn(server, "alice", "secret1");
+    long nBefore = ResidentKiB();
+    int nHandles = 0;
+    DWORD nError = 0;
+    for (; nHandles < 256; ++nHandles) {
+        std::vector<BYTE> vecPacket, vecReply;
+        XfnRFBuildPathRequest(vecPacket, tagXRFPathRequest{XRF_CMD_FIND_FIRST_FILE, "many\\*", 0});
+        vecReply = pClient->Exchange(vecPacket, XRF_CMD_FIND_FIRST_FILE);
+        tagXRFFindReply reply{};
+        ASSERT_EQ(XfnRFParseFindFirstReply(vecReply.data(), vecReply.size(), reply), XRF_WIRE_OK);
+        if ((nError = reply.nError) != 0)
+            break;
+    }
+    EXPECT_EQ(nError, static_cast<DWORD>(ENOMEM)) << "the user's budget of 8 MiB ends the handles";
+    EXPECT_GT(nHandles, 100);
+    EXPECT_LT(ResidentKiB() - nBefore, 12 * 1024) << nHandles << " handles on " << nFiles << " entries";
+}
+
+// A request whose memory cannot be had ends its own connection; the
+// server, the other connections and the user's handles go on.
+TEST(ServerHostile, FailedAllocationClosesOnlyItsConnection)
+{
+    TestServer server(Settings({{"max-block", "1073741824"}, {"max-user-memory", "4096"}}));
+    auto pBystander = LoggedIn(server, "alice", "secret1");
+    DWORD h = pBystander->Create("keep.txt", kRead | kWrite, kCreateAlways).hFile;
+    auto pGreedy = LoggedIn(server, "alice", "secret1");
+    std::vector<BYTE> vecHead;
+    XfnRFBuildDataBlockHead(vecHead, tagXRFDataBlockHead{(1u << 30) - 1});
+    ASSERT_TRUE(pGreedy->Send(vecHead));
+    EXPECT_TRUE(pGreedy->ClosedByServer());
+    EXPECT_EQ(server.Server().FailedConnections(), 1);
+    EXPECT_EQ(pBystander->Write(h, 0, "still here").nError, 0u);
+    EXPECT_EQ(LoggedIn(server, "alice", "secret1")->Create("keep.txt", kRead, kOpenExisting).nFileSize, 10);
+}
+
+// A login recorded on the wire is refused once the greeting key that it
+// was encrypted for has been replaced.
+TEST(ServerHostile, ReplayedLoginIsRefusedAfterKeyRotation)
+{
+    TestServer server(Settings({{"key-uses", "1"}, {"key-bits", "1024"}}));
+    RawClient first;
+    ASSERT_TRUE(first.Connect(server.Port()));
+    std::vector<BYTE> vecRecorded = first.LoginPacket("alice", "secret1");
+    EXPECT_EQ(first.SendLogin(vecRecorded), 0u);
+
+    RawClient replay;
+    ASSERT_TRUE(replay.Connect(server.Port()));
+    EXPECT_NE(replay.greeting.strPublicKey, first.greeting.strPublicKey);
+    EXPECT_EQ(replay.SendLogin(vecRecorded), XRFP_ERROR_INVALID_PACKET);
+    EXPECT_TRUE(replay.ClosedByServer());
+    RawClient honest;
+    ASSERT_TRUE(honest.Connect(server.Port()));
+    EXPECT_EQ(honest.Login("alice", "secret1"), 0u);
+}
+
+// After a few failures from one address or on one name, every further
+// attempt waits longer; the log keeps its lines few whatever the flood.
+TEST(ServerHostile, PasswordGuessingIsSlowedAndItsLogLimited)
+{
+    TestServer server;
+    auto guess = [&](const char* pszPassword) {
+        RawClient c;
+        EXPECT_TRUE(c.Connect(server.Port()));
+        return c.Login("alice", pszPassword);
+    };
+    auto tStart = std::chrono::steady_clock::now();
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(guess("wrong"), XRFP_ERROR_BAD_PASSWORD);
+    double dFree = SecondsSince(tStart);
+    tStart = std::chrono::steady_clock::now();
+    EXPECT_EQ(guess("wrong"), XRFP_ERROR_BAD_PASSWORD);
+    EXPECT_GE(SecondsSince(tStart), 0.45) << "the 4th guess waits 0.5 s; the first three took " << dFree << " s";
+    tStart = std::chrono::steady_clock::now();
+    EXPECT_EQ(guess("secret1"), 0u) << "the right password still works, after its wait";
+    EXPECT_GE(SecondsSince(tStart), 0.95) << "the 5th attempt waits 1 s";
+
+    // The counts behind those waits, per address and per name.
+    XRFPThrottle throttle;
+    for (int i = 0; i < 3; ++i)
+        throttle.Failed("10.0.0.1", "alice");
+    throttle.Failed("10.0.0.2", "bob");
+    EXPECT_EQ(throttle.Delay("10.0.0.1", "").count(), 500);
+    EXPECT_EQ(throttle.Delay("10.0.0.9", "alice").count(), 500) << "a name is slowed from any address";
+    EXPECT_EQ(throttle.Delay("10.0.0.2", "bob").count(), 0);
+    for (int i = 0; i < 20; ++i)
+        throttle.Failed("10.0.0.1", "");
+    EXPECT_EQ(throttle.Delay("10.0.0.1", "").count(), 10000) << "the ceiling";
+    throttle.Succeeded("10.0.0.1", "alice");
+    EXPECT_EQ(throttle.Delay("10.0.0.1", "alice").count(), 0) << "a success clears both counts";
+
+    XfnRFPSetLogSink(&CaptureLog);
+    for (int i = 0; i < 200; ++i)
+        XfnRFPLogLimited("test-kind", "", "flood line");
+    XfnRFPLogLimited("other-kind", "", "another kind");
+    XfnRFPSetLogSink(nullptr);
+    EXPECT_LE(CountLogLines("flood line"), 21u);
+    EXPECT_EQ(CountLogLines("another kind"), 1u);
+}
