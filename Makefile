@@ -59,7 +59,7 @@ coverage: setup
 	find $(COVERAGE_BUILD) -name '*.gcda' -delete
 	cd $(COVERAGE_BUILD) && ctest --output-on-failure -j $(JOBS)
 	gcovr --root . --filter 'src/' --filter 'include/' --filter 'server/' \
-	  --object-directory $(COVERAGE_BUILD) --print-summary --txt $(COVERAGE_BUILD)/coverage.txt $(COVERAGE_BUILD)
+	  --print-summary --txt $(COVERAGE_BUILD)/coverage.txt $(COVERAGE_BUILD)
 	@echo "per file: $(COVERAGE_BUILD)/coverage.txt"
 
 # Each fuzz target for FUZZ_SECONDS seconds (clang and libFuzzer).

@@ -115,25 +115,6 @@ TEST(XList, PooledNodesAndEmptyingFreesEverything)
     EXPECT_EQ(list.GetHead(), 1.5);
 }
 
-TEST(XList, StringListBuildsAndEndsItsStrings)
-{
-    XStringList list(3);
-    XString strShared("shared text");
-    for (int i = 0; i < 10; ++i)
-        list.AddTail(strShared);
-    list.AddHead(list.GetTail());
-    list.SetAt(list.FindIndex(5), "five");
-    EXPECT_EQ(list.RemoveHead(), "shared text");
-    EXPECT_EQ(list.GetAt(list.FindIndex(4)), "five");
-    list.RemoveAt(list.FindIndex(4));
-    EXPECT_EQ(list.Find("five"), nullptr);
-    EXPECT_EQ(list.RemoveTail(), strShared);
-    list.RemoveAll();
-    EXPECT_TRUE(list.IsEmpty());
-    list.AddTail("again");
-    EXPECT_EQ(list.GetHead(), "again");
-}
-
 TEST(XStack, LastInFirstOutOverReusedCells)
 {
     int a = 1, b = 2, c = 3;

@@ -188,20 +188,6 @@ TEST(XStringConcat, AllFormsAndSelfAppend)
     EXPECT_TRUE(e.IsEmpty());
 }
 
-TEST(XStringCompare, OrderAndCase)
-{
-    XString s("Apple");
-    EXPECT_EQ(s.Compare("Apple"), 0);
-    EXPECT_LT(s.Compare("apple"), 0);
-    EXPECT_EQ(s.CompareNoCase("aPPLE"), 0);
-    EXPECT_GT(s.CompareNoCase("APPL"), 0);
-    EXPECT_TRUE(s == "Apple");
-    EXPECT_TRUE("Apple" == s);
-    EXPECT_TRUE(s < XString("B"));
-    EXPECT_TRUE(s >= "Apple");
-    EXPECT_TRUE(XString("\xc3\xa9") > "z"); // code point order
-}
-
 TEST(XStringExtract, BoundsAndSharing)
 {
     XProbeString s("hello world");

@@ -53,17 +53,6 @@ const unsigned int kShareAll = XFile::flagShareDenyNone;
 
 } // namespace
 
-TEST(XFile, RegisteredClasses)
-{
-    XMemFile mem;
-    XStdioFile text;
-    EXPECT_STREQ(mem.GetRuntimeClass()->lpszClassName, "XMemFile");
-    EXPECT_STREQ(text.GetRuntimeClass()->lpszClassName, "XStdioFile");
-    EXPECT_EQ(XStdioFile::GetRuntimeClassStatic()->pBaseClass, XFile::GetRuntimeClassStatic());
-    EXPECT_EQ(XFile::GetRuntimeClassStatic()->pBaseClass, XObject::GetRuntimeClassStatic());
-    EXPECT_EQ(XFile::GetRuntimeClassStatic()->pfnCreateObject, nullptr);
-}
-
 TEST(XFile, OpenFailuresGiveErrnoAndTheUselessLocalName)
 {
     XFilesTestDir dir;

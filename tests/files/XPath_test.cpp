@@ -43,14 +43,51 @@ TEST(XfnComparePath, IgnoresCaseOfPlainLettersOnly)
     EXPECT_EQ(XfnComparePath("X\xEF\xBC\xA1", "x\xEF\xBC\xA1"), 1);
 }
 
-TEST(XfnGetFileName, NameAfterAnySeparatorOrColon)
+// The XString forms: name, title, extension, directory and root.
+TEST(XPath, PartsOfAPath)
 {
-    EXPECT_STREQ(XfnGetFileName(XString("C:name")), "name");
-    EXPECT_STREQ(XfnGetFileName(XString("dir\\sub/file.txt")), "file.txt");
-    EXPECT_STREQ(XfnGetFileName(XString("dir/")), "");
-    EXPECT_STREQ(XfnGetFileName(XString("plain")), "plain");
-    // A trail byte never counts as a separator: the walk is by characters.
-    EXPECT_STREQ(XfnGetFileName(XString("d/\xE4\xBD\xA0.txt")), "\xE4\xBD\xA0.txt");
+    typedef XString (*PartFn)(XString);
+    const struct {
+        PartFn pfn;
+        const char* pszPath;
+        const char* pszPart;
+    } cases[] = {
+        {XfnGetFileName, "C:name", "name"},
+        {XfnGetFileName, "dir\\sub/file.txt", "file.txt"},
+        {XfnGetFileName, "dir/", ""},
+        {XfnGetFileName, "plain", "plain"},
+        // A trail byte never counts as a separator: the walk is by characters.
+        {XfnGetFileName, "d/\xE4\xBD\xA0.txt", "\xE4\xBD\xA0.txt"},
+        {XfnGetFileTitle, "/data/scene.tif", "scene.tif"},
+        {XfnGetFileTitle, "/data/", ""},
+        {XfnGetFileTitle, "/data/*.tif", "*.tif"},
+        {XfnGetFileExt, "a.tar.gz", "gz"},
+        {XfnGetFileExt, ".profile", "profile"},
+        {XfnGetFileExt, "file.", ""},
+        {XfnGetFileExt, "dir.d/file", ""},
+        {XfnGetFileExt, "dir.d\\file", ""},
+        {XfnGetDirName, "name.txt", ""},
+        {XfnGetDirName, "a/b\\c.txt", "a/b\\"},
+        {XfnGetDirName, "C:\\dir\\f", "C:\\dir\\"},
+        {XfnGetDirName, "C:f", "C:"},
+        {XfnGetDirName, "/usr/lib/", "/usr/lib/"},
+        {XfnGetRoot, "C:\\dir\\file", "C:\\"},
+        {XfnGetRoot, "\\\\server\\share\\dir", "\\\\server\\share\\"},
+        {XfnGetRoot, "//server/share/dir", "//server/share/"},
+        {XfnGetRoot, "\\\\server\\share", "\\\\server\\share"},
+        {XfnGetRoot, "name", "name"},
+        {XfnGetRoot, "/usr/lib", "/"},
+        // The doubled separator is found in the middle; nothing follows the
+        // "server" part, so the text stands whole.
+        {XfnGetRoot, "C:\\a\\\\b", "C:\\a\\\\b"},
+    };
+    for (const auto& c : cases)
+        EXPECT_STREQ(c.pfn(XString(c.pszPath)), c.pszPart) << c.pszPath;
+    // The buffer form of the title cuts, and gives 0, when the title does not fit.
+    EXPECT_EQ(XfnGetFileTitle("/data/scene.tif", nullptr, 0), 10u);
+    char out[4];
+    EXPECT_EQ(XfnGetFileTitle("/data/scene.tif", out, sizeof(out)), 0u);
+    EXPECT_STREQ(out, "sce");
 }
 
 TEST(XfnGetFileName, BufferFormCountsOrCuts)
@@ -62,49 +99,6 @@ TEST(XfnGetFileName, BufferFormCountsOrCuts)
     // The XString form keeps 255 characters.
     std::string longName(300, 'n');
     EXPECT_EQ(XfnGetFileName(XString(("/d/" + longName).c_str())).GetLength(), 255);
-}
-
-TEST(XfnGetFileTitle, IsTheNameWithItsExtension)
-{
-    EXPECT_STREQ(XfnGetFileTitle(XString("/data/scene.tif")), "scene.tif");
-    EXPECT_EQ(XfnGetFileTitle("/data/scene.tif", nullptr, 0), 10u);
-    char out[4];
-    // Too small for the title: the cut name is the answer.
-    EXPECT_EQ(XfnGetFileTitle("/data/scene.tif", out, sizeof(out)), 0u);
-    EXPECT_STREQ(out, "sce");
-    EXPECT_STREQ(XfnGetFileTitle(XString("/data/")), "");
-    EXPECT_STREQ(XfnGetFileTitle(XString("/data/*.tif")), "*.tif");
-}
-
-TEST(XfnGetFileExt, LastExtensionWithoutDot)
-{
-    EXPECT_STREQ(XfnGetFileExt(XString("a.tar.gz")), "gz");
-    EXPECT_STREQ(XfnGetFileExt(XString(".profile")), "profile");
-    EXPECT_STREQ(XfnGetFileExt(XString("file.")), "");
-    EXPECT_STREQ(XfnGetFileExt(XString("dir.d/file")), "");
-    EXPECT_STREQ(XfnGetFileExt(XString("dir.d\\file")), "");
-}
-
-TEST(XfnGetDirName, KeepsDriveAndTrailingSeparator)
-{
-    EXPECT_STREQ(XfnGetDirName(XString("name.txt")), "");
-    EXPECT_STREQ(XfnGetDirName(XString("a/b\\c.txt")), "a/b\\");
-    EXPECT_STREQ(XfnGetDirName(XString("C:\\dir\\f")), "C:\\dir\\");
-    EXPECT_STREQ(XfnGetDirName(XString("C:f")), "C:");
-    EXPECT_STREQ(XfnGetDirName(XString("/usr/lib/")), "/usr/lib/");
-}
-
-TEST(XfnGetRoot, DriveNetworkAndPlainForms)
-{
-    EXPECT_STREQ(XfnGetRoot(XString("C:\\dir\\file")), "C:\\");
-    EXPECT_STREQ(XfnGetRoot(XString("\\\\server\\share\\dir")), "\\\\server\\share\\");
-    EXPECT_STREQ(XfnGetRoot(XString("//server/share/dir")), "//server/share/");
-    EXPECT_STREQ(XfnGetRoot(XString("\\\\server\\share")), "\\\\server\\share");
-    EXPECT_STREQ(XfnGetRoot(XString("name")), "name");
-    EXPECT_STREQ(XfnGetRoot(XString("/usr/lib")), "/");
-    // The doubled separator is found in the middle; nothing follows the
-    // "server" part, so the text stands whole.
-    EXPECT_STREQ(XfnGetRoot(XString("C:\\a\\\\b")), "C:\\a\\\\b");
 }
 
 TEST(XfnFullPath, ResolvesFromCurrentDirectory)

@@ -70,27 +70,6 @@ TEST(XMatrix, ProductRowByColumn)
     EXPECT_EQ(af, tagXMatrixf(4, 6, 0, 0, 1, 3, 0, 0, 0, 0, 1, 0, 10, 12, 0, 1));
 }
 
-TEST(XMatrix, ScalarAndElementOperators)
-{
-    tagXMatrix m;
-    m.Identity();
-    tagXMatrix s = m * 3.0 + 1.0;
-    EXPECT_EQ(s(0, 0), 4.0);
-    EXPECT_EQ(s(0, 1), 1.0);
-    EXPECT_EQ((2.0 * m)(2, 2), 2.0);
-    EXPECT_EQ((s - m)(1, 1), 3.0);
-    EXPECT_EQ((-s)(3, 2), -1.0);
-    EXPECT_EQ((s / 10.0)(0, 0), 0.4);
-    s -= 1.0;
-    s /= 3.0;
-    EXPECT_EQ(s.IsIdentity(), 1);
-    s += m;
-    s -= m;
-    s *= 5.0;
-    EXPECT_EQ(s, m * 5.0);
-    EXPECT_TRUE(std::isinf((m / 0.0)(0, 0)));
-}
-
 TEST(XMatrix, VectorIsARowOnTheLeft)
 {
     const tagXMatrix t = Translation(5, -6, 7);

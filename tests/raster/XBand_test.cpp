@@ -82,21 +82,6 @@ TEST(XBand, RegisteredByNameButNotCreatable)
     EXPECT_EQ(band.GetRuntimeClass(), pClass);
 }
 
-TEST(XBand, HistogramIsCopiedInAndLentOut)
-{
-    XRecordingBand band;
-    int64_t counts[256];
-    for (int i = 0; i < 256; ++i)
-        counts[i] = int64_t(i) * 1000000007;
-    band.SetHistogram(counts);
-    EXPECT_NE(band.GetHistogram(), counts);
-    EXPECT_EQ(0, std::memcmp(band.GetHistogram(), counts, sizeof counts));
-    band.GetHistogram()[3] = 5; // written through the pointer
-    EXPECT_EQ(band.Histogram[3], 5);
-    band.SetDataType(16);
-    EXPECT_EQ(band.GetDataSize(), 16);
-}
-
 TEST(XBand, ReadsComeDownToOneReadSubset)
 {
     XRecordingBand band;

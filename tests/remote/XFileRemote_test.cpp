@@ -1,15 +1,11 @@
 // XFile on paths of the remote form, end to end against the project's
 // server on loopback: every operation, the static ones, renames between
-// local and remote files and between servers, an archive and a tiled raster
-// on a remote file, many threads on one pool, refused logins, and a server
-// that stops in the middle of a read and comes back.
+// local and remote files and between servers, many threads on one pool,
+// refused logins, and a server that stops in the middle of a read and comes
+// back. (The demo puts an archive and a tiled raster on a remote file.)
 
 #include <gtest/gtest.h>
 
-#include "KVDbase/collections/XArray.h"
-#include "KVDbase/collections/XMap.h"
-#include "KVDbase/core/XArchive.h"
-#include "KVDbase/raster/XTB.h"
 #include "KVDbase/remote/XRFConnectionPool.h"
 #include "remote/XRFTestServer.h"
 
@@ -249,92 +245,6 @@ TEST_F(XFileRemoteTest, RenameBetweenLocalRemoteAndServers)
     EXPECT_EQ(ThrownCode([&] { XFile::Rename(server.Path("none").c_str(), (localDir / "x").string().c_str()); }), 2u);
     EXPECT_FALSE(fs::exists(localDir / "x"));
     fs::remove_all(localDir);
-}
-
-TEST_F(XFileRemoteTest, AnArchiveObjectGraphOnARemoteFile)
-{
-    XStringArray shared;
-    shared.Add("shared");
-    shared.Add(XString('s', 5000));
-    XDWordArray numbers;
-    numbers.SetSize(300000);
-    for (int i = 0; i < numbers.GetSize(); ++i)
-        numbers.SetAt(i, static_cast<DWORD>(i) * 2654435761u);
-    XMapStringToOb names;
-    names["first"] = &shared;
-    names["second"] = &numbers;
-    XObArray graph;
-    graph.Add(&shared);
-    graph.Add(&numbers);
-    graph.Add(&names);
-    graph.Add(&shared);
-
-    const std::string strPath = server.Path("graph.arc");
-    {
-        XFile file(strPath.c_str(), XFile::flagWrite | XFile::flagCreate);
-        XArchive ar(&file, XArchive::store);
-        ar << &graph;
-        ar.Close();
-    }
-    XFile file(strPath.c_str(), XFile::flagRead);
-    XArchive ar(&file, XArchive::load);
-    XObArray* pGraph = nullptr;
-    ar >> pGraph;
-    ar.Close();
-    ASSERT_NE(pGraph, nullptr);
-    ASSERT_EQ(pGraph->GetSize(), 4);
-    XStringArray* pShared = static_cast<XStringArray*>(pGraph->GetAt(0));
-    XDWordArray* pNumbers = static_cast<XDWordArray*>(pGraph->GetAt(1));
-    XMapStringToOb* pNames = static_cast<XMapStringToOb*>(pGraph->GetAt(2));
-    EXPECT_EQ(pGraph->GetAt(3), pShared);
-    EXPECT_STREQ(pShared->GetAt(0), "shared");
-    EXPECT_EQ(pShared->GetAt(1), XString('s', 5000));
-    ASSERT_EQ(pNumbers->GetSize(), 300000);
-    EXPECT_EQ(pNumbers->GetAt(299999), 299999u * 2654435761u);
-    XObject* pFound = nullptr;
-    ASSERT_TRUE(pNames->Lookup("second", pFound));
-    EXPECT_EQ(pFound, pNumbers);
-    EXPECT_EQ(file.GetPosition(), file.GetLength());
-    delete pShared;
-    delete pNumbers;
-    delete pNames;
-    delete pGraph;
-}
-
-TEST_F(XFileRemoteTest, ATiledRasterOnARemoteFile)
-{
-    const int nWidth = 300, nHeight = 200, nPixel = 2;
-    std::vector<BYTE> vecRaster = Pattern(static_cast<size_t>(nWidth) * nHeight * nPixel, 3);
-    const std::string strPath = server.Path("raster.xtb");
-    {
-        XFile file(strPath.c_str(), XFile::flagReadWrite | XFile::flagCreate);
-        XTB tb;
-        ASSERT_EQ(tb.Set(&file, 64, nWidth, nHeight, nPixel, 64, 48), 1);
-        ASSERT_EQ(tb.WriteSubset(vecRaster.data(), 0, nWidth - 1, 0, nHeight - 1), 1);
-        EXPECT_EQ(file.GetLength(), 64 + static_cast<int64_t>(vecRaster.size()));
-    }
-    // Read back a window across tile edges, remotely and from the bytes as
-    // the server stored them.
-    std::vector<BYTE> vecStored(fs::file_size(server.Root() / "raster.xtb"));
-    ASSERT_EQ(vecStored.size(), 64 + vecRaster.size());
-    XFile remote(strPath.c_str(), XFile::flagRead);
-    XTB tbRemote;
-    ASSERT_EQ(tbRemote.Set(&remote, 64, nWidth, nHeight, nPixel, 64, 48), 1);
-    const int x0 = 50, x1 = 170, y0 = 40, y1 = 150;
-    std::vector<BYTE> vecWindow(static_cast<size_t>(x1 - x0 + 1) * (y1 - y0 + 1) * nPixel);
-    ASSERT_EQ(tbRemote.ReadSubset(vecWindow.data(), x0, x1, y0, y1), 1);
-    for (int y = y0; y <= y1; ++y)
-        for (int x = x0; x <= x1; ++x)
-            for (int b = 0; b < nPixel; ++b)
-                ASSERT_EQ(vecWindow[((y - y0) * (x1 - x0 + 1) + (x - x0)) * nPixel + b],
-                          vecRaster[(y * nWidth + x) * nPixel + b])
-                    << x << "," << y;
-    // Tile (1, 1) starts after the first tile row and one tile.
-    int64_t nOffset = 0;
-    int nSize = 0, nTileWidth = 0, nTileHeight = 0;
-    ASSERT_EQ(tbRemote.GetTileInfo(1, 1, nOffset, nSize, nTileWidth, nTileHeight), 1);
-    std::string strStored = ReadBytes(server.Root() / "raster.xtb");
-    EXPECT_EQ(std::memcmp(strStored.data() + 64 + nOffset, &vecRaster[(48 * nWidth + 64) * nPixel], 64 * nPixel), 0);
 }
 
 TEST_F(XFileRemoteTest, SixteenThreadsShareOnePool)

@@ -94,15 +94,6 @@ TEST(XParallelProcess, WorkerIIsPinnedToProcessorIAndTheMaskWrapsAt32)
         EXPECT_EQ(work.anRuns[i].load(), 2) << "worker " << i;
 }
 
-TEST(XParallelProcess, DefaultCountIsOnePerProcessor)
-{
-    XRecorder work;
-    work.Create(-1, false);
-    EXPECT_EQ(work.GetNumThreads(), XfnSysGetProcessorCount());
-    EXPECT_TRUE(work.Run());
-    EXPECT_EQ(work.TotalRuns(), XfnSysGetProcessorCount());
-}
-
 TEST(XParallelProcess, SuspendedWorkersStartWithTheFirstRunAndQuitWithoutOne)
 {
     XRecorder quitOnly;
