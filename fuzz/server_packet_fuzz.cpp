@@ -71,6 +71,7 @@ tagFuzzServer& Server()
                 break;
         }
         std::ofstream(p->dir / "users") << "fuzz\t" << CheapHash("pw") << "\t" << p->root.string() << "\n";
+        fs::permissions(p->dir / "users", fs::perms::owner_read | fs::perms::owner_write);
         std::string strError;
         if (!p->context.users.Load((p->dir / "users").string(), strError)) {
             std::fprintf(stderr, "fuzz set-up: %s\n", strError.c_str());
@@ -78,8 +79,10 @@ tagFuzzServer& Server()
         }
         XString strPrivate, strPublic;
         XfnGenerateRSAKey(512, strPrivate, strPublic, "fuzz key");  // small: decrypted twice a run
-        p->context.strPrivateKey = static_cast<const char*>(strPrivate);
-        p->context.strPublicKey = static_cast<const char*>(strPublic);
+        tagXRFPKeyRotation rotation;
+        rotation.nUses = 0;  // one key, which the login put in front of every input was made for
+        p->context.keys.Start(tagXRFPKey{static_cast<const char*>(strPrivate), static_cast<const char*>(strPublic)},
+                              rotation);
         p->context.settings.nMaxHandles = 16;
         p->context.settings.nMaxListItems = 64;
         p->context.settings.nMaxBlock = 65536;
@@ -121,8 +124,12 @@ void RunSession(const uint8_t* pData, size_t nSize)
     vecStream.insert(vecStream.end(), pData, pData + nSize);
     XRFPMemoryStream stream(vecStream.data(), vecStream.size());
     long nLogins = server.context.nLogins;
-    XRFPSession(server.context, stream, "fuzz", false).Run();
-    if (server.context.nLogins != nLogins + 1)
+    if (server.context.admission.Admit("fuzz") != XRFP_ADMIT_OK)
+        std::abort();
+    XRFPSession session(server.context, stream, "fuzz", "fuzz");
+    session.Run();
+    server.context.admission.Leave("fuzz", session.LoggedIn());
+    if (server.context.nLogins != nLogins + 1 || server.context.nFailed != 0)
         std::abort();
     // Handles of this run go with it; the root is emptied when it grows.
     server.context.logins.Clear();

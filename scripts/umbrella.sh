@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Writes include/KVDbase/KVDbase.h: one include for every public header, so
-# that an application needs only the one.
+# that an application needs only the one. A header that says it is "not part
+# of KVDbase.h" (the GDI-shaped stand-ins) is left out.
 set -euo pipefail
 cd "$(dirname "$0")/../include"
 {
@@ -10,6 +11,7 @@ cd "$(dirname "$0")/../include"
     [ -d "KVDbase/$folder" ] || continue
     echo
     for h in $(ls KVDbase/$folder/*.h | sort); do
+      grep -q "not part of KVDbase.h" "$h" && continue
       echo "#include \"$h\""
     done
   done

@@ -5,14 +5,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <climits>
-#include <cstdlib>
 #include <cstring>
-#include <dirent.h>
 #include <fcntl.h>
-#include <ftw.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -22,71 +17,47 @@ const int64_t kEpochDifference = 116444736000000000LL;  // 1601 to 1970 in 100 n
 const DWORD kReadAccess = 0x80000000u | 0x10000000u | 0x1u;
 const DWORD kWriteAccess = 0x40000000u | 0x10000000u | 0x2u | 0x4u;
 
-DWORD LastError()
-{
-    return static_cast<DWORD>(errno);
-}
-
-// stat with the birth time where the file system keeps one, else the time
-// of the last status change stands in for the creation time.
-struct tagXRFPStat {
-    struct stat st;
-    timespec tCreation;
-};
-
-bool StatAt(int dirfd, const char* pszPath, int nFlags, tagXRFPStat& info)
-{
-    struct statx sx {};
-    if (statx(dirfd, pszPath, nFlags, STATX_BASIC_STATS | STATX_BTIME, &sx) != 0)
-        return false;
-    std::memset(&info.st, 0, sizeof info.st);
-    info.st.st_mode = sx.stx_mode;
-    info.st.st_size = static_cast<off_t>(sx.stx_size);
-    info.st.st_atim = timespec{sx.stx_atime.tv_sec, sx.stx_atime.tv_nsec};
-    info.st.st_mtim = timespec{sx.stx_mtime.tv_sec, sx.stx_mtime.tv_nsec};
-    info.st.st_ctim = timespec{sx.stx_ctime.tv_sec, sx.stx_ctime.tv_nsec};
-    timespec tBirth{sx.stx_btime.tv_sec, static_cast<long>(sx.stx_btime.tv_nsec)};
-    info.tCreation = (sx.stx_mask & STATX_BTIME) ? tBirth : info.st.st_ctim;
-    return true;
-}
-
-bool StatPath(const std::string& strPath, tagXRFPStat& info)
-{
-    return StatAt(AT_FDCWD, strPath.c_str(), 0, info);
-}
-
-bool StatFd(int fd, tagXRFPStat& info)
-{
-    return StatAt(fd, "", AT_EMPTY_PATH, info);
-}
+// What a handle costs the user's memory budget: a search keeps the C
+// library's directory buffer (32 KiB) besides the handle itself.
+const size_t kFileHandleCost = 1024;
+const size_t kFindHandleCost = 40 * 1024;
+// A read is streamed in pieces of this size.
+const size_t kReadPiece = 256 * 1024;
+// A name held while a directory's entries are sorted costs its length and
+// this much besides.
+const size_t kNameCost = 48;
 
 _FILETIME FileTimeOf(const timespec& ts)
 {
     return XfnRFPFileTime(ts.tv_sec, ts.tv_nsec);
 }
 
-DWORD Attributes(const struct stat& st, const std::string& strName)
+DWORD Attributes(const tagXRFPStat& info, const std::string& strName)
 {
     DWORD nAttributes = 0;
-    if (S_ISDIR(st.st_mode))
+    if (info.IsDirectory())
         nAttributes |= FILE_ATTRIBUTE_DIRECTORY;
-    if (!(st.st_mode & S_IWUSR))
+    if (!(info.nMode & S_IWUSR))
         nAttributes |= FILE_ATTRIBUTE_READONLY;
     if (!strName.empty() && strName[0] == '.')
         nAttributes |= FILE_ATTRIBUTE_HIDDEN;
     return nAttributes ? nAttributes : static_cast<DWORD>(FILE_ATTRIBUTE_NORMAL);
 }
 
+uint64_t SizeOf(const tagXRFPStat& info)
+{
+    return info.IsDirectory() ? 0 : static_cast<uint64_t>(info.nSize);
+}
+
 void FillFindData(const tagXRFPStat& info, const std::string& strName, WIN32_FIND_DATAA& data)
 {
     std::memset(&data, 0, sizeof data);
-    data.dwFileAttributes = Attributes(info.st, strName);
+    data.dwFileAttributes = Attributes(info, strName);
     data.ftCreationTime = FileTimeOf(info.tCreation);
-    data.ftLastAccessTime = FileTimeOf(info.st.st_atim);
-    data.ftLastWriteTime = FileTimeOf(info.st.st_mtim);
-    uint64_t nSize = S_ISDIR(info.st.st_mode) ? 0 : static_cast<uint64_t>(info.st.st_size);
-    data.nFileSizeHigh = static_cast<DWORD>(nSize >> 32);
-    data.nFileSizeLow = static_cast<DWORD>(nSize);
+    data.ftLastAccessTime = FileTimeOf(info.tAccess);
+    data.ftLastWriteTime = FileTimeOf(info.tWrite);
+    data.nFileSizeHigh = static_cast<DWORD>(SizeOf(info) >> 32);
+    data.nFileSizeLow = static_cast<DWORD>(SizeOf(info));
     std::memcpy(data.cFileName, strName.data(), std::min(strName.size(), sizeof data.cFileName - 1));
 }
 
@@ -106,77 +77,107 @@ void FillItem(const tagXRFPStat& info, const std::string& strName, const std::st
               XRFPFileInfoItem& item)
 {
     item.fill(0);
-    PutU32(item.data(), Attributes(info.st, strName));
-    uint64_t nSize = S_ISDIR(info.st.st_mode) ? 0 : static_cast<uint64_t>(info.st.st_size);
-    PutU32(item.data() + 8, static_cast<DWORD>(nSize));
-    PutU32(item.data() + 12, static_cast<DWORD>(nSize >> 32));
+    PutU32(item.data(), Attributes(info, strName));
+    PutU32(item.data() + 8, static_cast<DWORD>(SizeOf(info)));
+    PutU32(item.data() + 12, static_cast<DWORD>(SizeOf(info) >> 32));
     PutFileTime(item.data() + 16, FileTimeOf(info.tCreation));
-    PutFileTime(item.data() + 24, FileTimeOf(info.st.st_atim));
-    PutFileTime(item.data() + 32, FileTimeOf(info.st.st_mtim));
+    PutFileTime(item.data() + 24, FileTimeOf(info.tAccess));
+    PutFileTime(item.data() + 32, FileTimeOf(info.tWrite));
     std::memcpy(item.data() + XRFP_ITEM_NAME_AT, strRelative.data(), strRelative.size());
 }
 
-// Splits and resolves a client path; pbRoot tells whether it named the root.
-DWORD Locate(const std::string& strRoot, const std::string& strPath, XRFPFollow follow, std::string& strHost,
-             bool* pbRoot = nullptr)
+bool Escaped(int nErrno)
 {
-    std::vector<std::string> vecParts;
-    if (!XfnRFPSplitPath(strPath, vecParts))
+    return nErrno == EXDEV || nErrno == ELOOP;
+}
+
+// The error word of a failed resolution of a directory on the way.
+DWORD DirectoryError(int nErrno)
+{
+    if (Escaped(nErrno))
         return XRFP_ERROR_ACCESS_DENIED;
-    if (pbRoot)
-        *pbRoot = vecParts.empty();
-    return XfnRFPResolve(strRoot, vecParts, follow, strHost);
+    if (nErrno == ENOENT || nErrno == ENOTDIR)
+        return XRFP_ERROR_PATH_NOT_FOUND;
+    return static_cast<DWORD>(nErrno);
 }
 
-// The sorted names of a directory, without "." and "..".
-bool ListNames(const std::string& strDir, std::vector<std::string>& vecNames)
+std::string HostPath(const std::vector<std::string>& vecParts, size_t nEnd)
 {
-    DIR* pDir = opendir(strDir.c_str());
-    if (!pDir)
-        return false;
-    while (dirent* pEntry = readdir(pDir)) {
-        std::string strName = pEntry->d_name;
-        if (strName != "." && strName != "..")
-            vecNames.push_back(strName);
+    return XfnRFPJoinPath(vecParts, 0, nEnd, '/');
+}
+
+// The directory that holds the last part, opened for the *at calls.
+DWORD OpenParent(int fdRoot, const std::vector<std::string>& vecParts, XRFPFd& fd)
+{
+    int nError = XfnRFPOpenBeneath(fdRoot, HostPath(vecParts, vecParts.size() - 1), O_PATH | O_DIRECTORY, fd);
+    return nError ? DirectoryError(nError) : 0;
+}
+
+// The error word of a failed open of a whole path: a missing directory on
+// the way is "Path not found", a missing last part ENOENT.
+DWORD PathError(int fdRoot, int nErrno, const std::vector<std::string>& vecParts)
+{
+    if (Escaped(nErrno))
+        return XRFP_ERROR_ACCESS_DENIED;
+    if ((nErrno == ENOENT || nErrno == ENOTDIR) && !vecParts.empty()) {
+        XRFPFd fd;
+        if (DWORD nError = OpenParent(fdRoot, vecParts, fd))
+            return nError;
     }
-    closedir(pDir);
-    std::sort(vecNames.begin(), vecNames.end());
-    return true;
+    return static_cast<DWORD>(nErrno);
 }
 
-// The status of an entry found in a listing. A link is reported as what it
-// leads to, and only when that lies inside the root; otherwise it is left
-// out, since it cannot be used.
-bool EntryStat(const std::string& strRoot, const std::string& strDir, const std::string& strName, tagXRFPStat& info,
-               bool& bLink)
+// The status of an entry found in a directory. A link is reported as what
+// it leads to, and only when that lies beneath the root; otherwise it is
+// left out, since it cannot be used.
+int EntryInfo(int fdRoot, int fdDir, const std::string& strDir, const std::string& strName, tagXRFPStat& info,
+              bool& bLink)
 {
-    std::string strPath = strDir + "/" + strName;
-    if (!StatAt(AT_FDCWD, strPath.c_str(), AT_SYMLINK_NOFOLLOW, info))
-        return false;
-    bLink = S_ISLNK(info.st.st_mode);
+    if (int nError = XfnRFPStatAt(fdDir, strName.c_str(), info))
+        return nError;
+    bLink = info.IsLink();
     if (!bLink)
-        return true;
-    char szReal[PATH_MAX];
-    if (!realpath(strPath.c_str(), szReal))
-        return false;
-    std::string strReal = szReal;
-    if (strReal.compare(0, strRoot.size(), strRoot) != 0 ||
-        (strReal.size() > strRoot.size() && strReal[strRoot.size()] != '/'))
-        return false;
-    return StatPath(strReal, info);
+        return 0;
+    XRFPFd fd;
+    if (int nError = XfnRFPOpenBeneath(fdRoot, strDir.empty() ? strName : strDir + "/" + strName, O_PATH, fd))
+        return nError;
+    return XfnRFPStatFd(fd.Get(), info);
 }
 
-thread_local int t_nRemoveError = 0;
+// The longest path and the deepest nesting below a directory, in the
+// client's form ("\\a\\b" counts 4), for a move that must not build what
+// no path can name.
+struct tagMeasure {
+    size_t nLength = 0;
+    size_t nDepth = 0;
+    size_t nVisited = 0;
+    size_t nMaxVisited = 0;
+};
 
-// Directories deeper than this are not walked by a file list.
-const int kMaxListDepth = 64;
-
-int RemoveEntry(const char* pszPath, const struct stat*, int nType, FTW*)
+DWORD Measure(int fdDir, size_t nLength, size_t nDepth, tagMeasure& m)
 {
-    int nResult = nType == FTW_DP ? rmdir(pszPath) : unlink(pszPath);
-    if (nResult != 0) {
-        t_nRemoveError = errno;
-        return 1;
+    if (nDepth > XRFP_MAX_DEPTH || nLength > XRFP_MAX_PATH)
+        return ENAMETOOLONG;
+    XRFPFd fd;
+    XRFPDirCursor cursor;
+    if (int nError = XfnRFPOpenBeneath(fdDir, ".", O_RDONLY | O_DIRECTORY, fd))
+        return static_cast<DWORD>(nError);
+    if (int nError = cursor.Open(std::move(fd)))
+        return static_cast<DWORD>(nError);
+    std::string strName;
+    while (cursor.Next(strName)) {
+        if (++m.nVisited > m.nMaxVisited)
+            return E2BIG;
+        size_t nChildLength = nLength + 1 + strName.size();
+        m.nLength = std::max(m.nLength, nChildLength);
+        m.nDepth = std::max(m.nDepth, nDepth + 1);
+        tagXRFPStat info;
+        if (XfnRFPStatAt(cursor.Fd(), strName.c_str(), info) == 0 && info.IsDirectory()) {
+            XRFPFd fdChild;
+            if (XfnRFPOpenBeneath(cursor.Fd(), strName, O_PATH | O_DIRECTORY | O_NOFOLLOW, fdChild) == 0)
+                if (DWORD nError = Measure(fdChild.Get(), nChildLength, nDepth + 1, m))
+                    return nError;
+        }
     }
     return 0;
 }
@@ -195,93 +196,126 @@ int64_t XfnRFPUnixTime100ns(const _FILETIME& ft)
     return static_cast<int64_t>(n) - kEpochDifference;
 }
 
+DWORD XRFPFiles::TakeSlot(XRFPCharge& slot)
+{
+    if (limits.pDescriptors && !slot.Take(limits.pDescriptors, 1))
+        return EMFILE;
+    return 0;
+}
+
 DWORD XRFPFiles::CreateFile(const tagXRFCreateFileRequest& req, DWORD& hFile, int64_t& nSize)
 {
     bool bRead = (req.nDesiredAccess & kReadAccess) != 0;
     bool bWrite = (req.nDesiredAccess & kWriteAccess) != 0;
-    int nFlags = (bRead && bWrite ? O_RDWR : bWrite ? O_WRONLY : O_RDONLY) | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
-    switch (req.nDisposition) {
-    case 1:  // create new
-        nFlags |= O_CREAT | O_EXCL;
-        break;
-    case 2:  // create always; truncated once the share modes allow it, unless
-             // the handle could not truncate then
-        nFlags |= O_CREAT | (bWrite ? 0 : O_TRUNC);
-        break;
-    case 3:  // open existing
-        break;
-    case 4:  // open always
-        nFlags |= O_CREAT;
-        break;
-    case 5:  // truncate existing
-        if (!bWrite)
-            return XRFP_ERROR_INVALID_PARAMETER;
-        break;
-    default:
+    DWORD nDisposition = req.nDisposition;
+    if (nDisposition < 1 || nDisposition > 5 || (nDisposition == 5 && !bWrite))
         return XRFP_ERROR_INVALID_PARAMETER;
-    }
-    std::string strHost;
-    if (DWORD nError = Locate(login.Root(), req.strPath, XRFP_FOLLOW_LAST, strHost))
+    bool bTruncate = nDisposition == 2 || nDisposition == 5;
+    bool bMayCreate = nDisposition == 1 || nDisposition == 2 || nDisposition == 4;
+    std::vector<std::string> vecParts;
+    if (!XfnRFPSplitPath(req.strPath, vecParts))
+        return XRFP_ERROR_ACCESS_DENIED;
+    if (vecParts.empty())
+        return EISDIR;
+    if (bMayCreate && vecParts.size() > XRFP_MAX_DEPTH)
+        return ENAMETOOLONG;
+
+    auto pHandle = std::make_shared<tagXRFPHandle>();
+    if (DWORD nError = TakeSlot(pHandle->slot))
         return nError;
+    if (!pHandle->memory.Take(login.Memory(), kFileHandleCost))
+        return ENOMEM;
+    // A truncating open may lack write access: the descriptor still gets it,
+    // since the truncation waits for the share check, and the handle's own
+    // flags keep it from writing.
+    int nAccess = bRead && bWrite ? O_RDWR : bWrite ? O_WRONLY : bTruncate ? O_RDWR : O_RDONLY;
     // Not blocking on open keeps a named pipe from stalling the connection;
     // anything but a regular file is refused before use.
-    int fd = open(strHost.c_str(), nFlags, 0666);
-    if (fd < 0)
-        return LastError();
-    auto pHandle = std::make_shared<tagXRFPHandle>();
-    pHandle->fd = fd;
+    int nFlags = nAccess | O_NONBLOCK | O_NOCTTY;
+    std::string strHost = HostPath(vecParts, vecParts.size());
+    XRFPFd fd;
+    int nError = nDisposition == 1 ? XfnRFPCreateBeneath(login.RootFd(), strHost, nFlags, fd)
+                                   : XfnRFPOpenBeneath(login.RootFd(), strHost, nFlags, fd);
+    if (nError == ENOENT && bMayCreate && nDisposition != 1) {
+        nError = XfnRFPCreateBeneath(login.RootFd(), strHost, nFlags, fd);
+        if (nError == EEXIST)  // made by someone else meanwhile
+            nError = XfnRFPOpenBeneath(login.RootFd(), strHost, nFlags, fd);
+    }
+    if (nError)
+        return PathError(login.RootFd(), nError, vecParts);
+    tagXRFPStat info;
+    if (int nStat = XfnRFPStatFd(fd.Get(), info))
+        return static_cast<DWORD>(nStat);
+    if (info.IsDirectory())
+        return EISDIR;
+    if (!info.IsRegular())
+        return XRFP_ERROR_ACCESS_DENIED;
+    if (int nBlocking = XfnRFPMakeBlocking(fd.Get()))
+        return static_cast<DWORD>(nBlocking);
+    pHandle->fd = std::move(fd);
     pHandle->bRead = bRead;
     pHandle->bWrite = bWrite;
-    struct stat st {};
-    if (fstat(fd, &st) != 0)
-        return LastError();
-    if (S_ISDIR(st.st_mode))
-        return EISDIR;
-    if (!S_ISREG(st.st_mode))
-        return XRFP_ERROR_ACCESS_DENIED;
-    fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK);
     pHandle->nShare = req.nShareMode;
-    pHandle->nDevice = st.st_dev;
-    pHandle->nInode = st.st_ino;
+    pHandle->nDevice = info.nDevice;
+    pHandle->nInode = info.nInode;
     if (!XfnRFPEnterShare(*pHandle))
         return EBUSY;
-    if ((req.nDisposition == 2 || req.nDisposition == 5) && bWrite && st.st_size != 0) {
-        if (ftruncate(fd, 0) != 0)
-            return LastError();
-        st.st_size = 0;
+    if (bTruncate && info.nSize != 0) {
+        if (int nTruncate = XfnRFPTruncate(pHandle->fd.Get(), 0))
+            return static_cast<DWORD>(nTruncate);
+        info.nSize = 0;
     }
-    if (!login.Add(pHandle, nMaxHandles, hFile))
+    if (!login.Add(pHandle, limits.nMaxHandles, hFile))
         return EMFILE;
-    nSize = st.st_size;
+    nSize = info.nSize;
     return 0;
 }
 
-DWORD XRFPFiles::ReadFile(DWORD hFile, int64_t nPosition, DWORD nCount, std::vector<BYTE>& vecData)
+bool XRFPFiles::ReadFile(DWORD hFile, int64_t nPosition, DWORD nCount, XRFPReplySink& sink)
 {
-    vecData.clear();
     XRFPHandlePtr pHandle = login.Get(hFile, false);
     if (!pHandle)
-        return XRFP_ERROR_INVALID_HANDLE;
+        return sink.ReadHead(0, XRFP_ERROR_INVALID_HANDLE);
+    if (!pHandle->bRead)
+        return sink.ReadHead(0, EBADF);
     if (nPosition < 0)
-        return EINVAL;
-    vecData.resize(nCount);
-    size_t nDone = 0;
-    while (nDone < nCount) {
-        ssize_t n = pread(pHandle->fd, vecData.data() + nDone, nCount - nDone, nPosition + static_cast<int64_t>(nDone));
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0) {
-            vecData.clear();
-            return LastError();
-        }
-        if (n == 0)
-            break;
-        nDone += static_cast<size_t>(n);
+        return sink.ReadHead(0, EINVAL);
+    if (nCount > limits.nMaxRead)
+        return sink.ReadHead(0, XRFP_ERROR_INVALID_PARAMETER);
+    size_t nPiece = std::min<size_t>(nCount, kReadPiece);
+    if (vecPiece.size() < nPiece) {
+        if (!pieceCharge.Take(login.Memory(), nPiece - vecPiece.size()))
+            return sink.ReadHead(0, ENOMEM);
+        vecPiece.resize(nPiece);
     }
-    vecData.resize(nDone);
+    int fd = pHandle->fd.Get();
+    size_t nGot = 0;
+    if (int nError = XfnRFPReadAt(fd, vecPiece.data(), nPiece, nPosition, nGot))
+        return sink.ReadHead(0, static_cast<DWORD>(nError));
+    // The head must carry the count before the data: the first piece and
+    // the file's length fix it, and a larger read is streamed piece by
+    // piece after the head, never held whole.
+    size_t nTotal = nGot;
+    tagXRFPStat info;
+    if (nGot == nPiece && nPiece < nCount && XfnRFPStatFd(fd, info) == 0 && info.nSize > nPosition)
+        nTotal = std::max(nGot, std::min<size_t>(nCount, static_cast<uint64_t>(info.nSize - nPosition)));
+    if (!sink.ReadHead(static_cast<DWORD>(nTotal), 0) || !sink.ReadData(vecPiece.data(), nGot))
+        return false;
+    size_t nSent = nGot;
+    while (nSent < nTotal) {
+        size_t nWant = std::min(kReadPiece, nTotal - nSent);
+        if (XfnRFPReadAt(fd, vecPiece.data(), nWant, nPosition + static_cast<int64_t>(nSent), nGot) != 0)
+            return false;
+        // A file cut short meanwhile: the promised count is kept with zeros.
+        std::fill(vecPiece.begin() + static_cast<std::ptrdiff_t>(nGot),
+                  vecPiece.begin() + static_cast<std::ptrdiff_t>(nWant), BYTE(0));
+        if (!sink.ReadData(vecPiece.data(), nWant))
+            return false;
+        nSent += nWant;
+    }
     std::lock_guard<std::mutex> guard(pHandle->lock);
-    pHandle->nPosition = nPosition + static_cast<int64_t>(nDone);
-    return 0;
+    pHandle->nPosition = nPosition + static_cast<int64_t>(nTotal);
+    return true;
 }
 
 DWORD XRFPFiles::WriteFile(DWORD hFile, int64_t nPosition, const BYTE* pData, DWORD nSize, DWORD& nWritten,
@@ -292,22 +326,16 @@ DWORD XRFPFiles::WriteFile(DWORD hFile, int64_t nPosition, const BYTE* pData, DW
     XRFPHandlePtr pHandle = login.Get(hFile, false);
     if (!pHandle)
         return XRFP_ERROR_INVALID_HANDLE;
+    if (!pHandle->bWrite)
+        return EBADF;
     if (nPosition < 0)
         return EINVAL;
-    DWORD nError = 0;
-    while (nWritten < nSize) {
-        ssize_t n = pwrite(pHandle->fd, pData + nWritten, nSize - nWritten, nPosition + nWritten);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0) {
-            nError = n < 0 ? LastError() : static_cast<DWORD>(ENOSPC);
-            break;
-        }
-        nWritten += static_cast<DWORD>(n);
-    }
-    struct stat st {};
-    if (fstat(pHandle->fd, &st) == 0)
-        nLength = st.st_size;
+    size_t nDone = 0;
+    DWORD nError = static_cast<DWORD>(XfnRFPWriteAt(pHandle->fd.Get(), pData, nSize, nPosition, nDone));
+    nWritten = static_cast<DWORD>(nDone);
+    tagXRFPStat info;
+    if (XfnRFPStatFd(pHandle->fd.Get(), info) == 0)
+        nLength = info.nSize;
     std::lock_guard<std::mutex> guard(pHandle->lock);
     pHandle->nPosition = nPosition + nWritten;
     return nError;
@@ -323,8 +351,10 @@ DWORD XRFPFiles::SetEndOfFile(DWORD hFile)
     XRFPHandlePtr pHandle = login.Get(hFile, false);
     if (!pHandle)
         return XRFP_ERROR_INVALID_HANDLE;
+    if (!pHandle->bWrite)
+        return EBADF;
     std::lock_guard<std::mutex> guard(pHandle->lock);
-    return ftruncate(pHandle->fd, pHandle->nPosition) == 0 ? 0 : LastError();
+    return static_cast<DWORD>(XfnRFPTruncate(pHandle->fd.Get(), pHandle->nPosition));
 }
 
 DWORD XRFPFiles::SetFilePointer(const tagXRFSetFilePointerRequest& req, int64_t& nPosition)
@@ -343,10 +373,10 @@ DWORD XRFPFiles::SetFilePointer(const tagXRFSetFilePointerRequest& req, int64_t&
         nBase = pHandle->nPosition;
         break;
     case 2: {
-        struct stat st {};
-        if (fstat(pHandle->fd, &st) != 0)
-            return LastError();
-        nBase = st.st_size;
+        tagXRFPStat info;
+        if (int nError = XfnRFPStatFd(pHandle->fd.Get(), info))
+            return static_cast<DWORD>(nError);
+        nBase = info.nSize;
         break;
     }
     default:
@@ -365,7 +395,7 @@ DWORD XRFPFiles::FlushFileBuffers(DWORD hFile)
     XRFPHandlePtr pHandle = login.Get(hFile, false);
     if (!pHandle)
         return XRFP_ERROR_INVALID_HANDLE;
-    return fsync(pHandle->fd) == 0 ? 0 : LastError();
+    return static_cast<DWORD>(XfnRFPSync(pHandle->fd.Get()));
 }
 
 DWORD XRFPFiles::GetFileTime(DWORD hFile, _FILETIME& ftCreation, _FILETIME& ftAccess, _FILETIME& ftWrite)
@@ -373,12 +403,12 @@ DWORD XRFPFiles::GetFileTime(DWORD hFile, _FILETIME& ftCreation, _FILETIME& ftAc
     XRFPHandlePtr pHandle = login.Get(hFile, false);
     if (!pHandle)
         return XRFP_ERROR_INVALID_HANDLE;
-    tagXRFPStat info{};
-    if (!StatFd(pHandle->fd, info))
-        return LastError();
+    tagXRFPStat info;
+    if (int nError = XfnRFPStatFd(pHandle->fd.Get(), info))
+        return static_cast<DWORD>(nError);
     ftCreation = FileTimeOf(info.tCreation);
-    ftAccess = FileTimeOf(info.st.st_atim);
-    ftWrite = FileTimeOf(info.st.st_mtim);
+    ftAccess = FileTimeOf(info.tAccess);
+    ftWrite = FileTimeOf(info.tWrite);
     return 0;
 }
 
@@ -402,7 +432,7 @@ DWORD XRFPFiles::SetFileTime(const tagXRFSetFileTimeRequest& req)
         }
         times[i] = timespec{nSeconds, static_cast<long>(nRest * 100)};
     }
-    return futimens(pHandle->fd, times) == 0 ? 0 : LastError();
+    return static_cast<DWORD>(XfnRFPSetTimes(pHandle->fd.Get(), times));
 }
 
 DWORD XRFPFiles::GetFileSize(DWORD hFile, int64_t& nSize)
@@ -410,102 +440,147 @@ DWORD XRFPFiles::GetFileSize(DWORD hFile, int64_t& nSize)
     XRFPHandlePtr pHandle = login.Get(hFile, false);
     if (!pHandle)
         return XRFP_ERROR_INVALID_HANDLE;
-    struct stat st {};
-    if (fstat(pHandle->fd, &st) != 0)
-        return LastError();
-    nSize = st.st_size;
+    tagXRFPStat info;
+    if (int nError = XfnRFPStatFd(pHandle->fd.Get(), info))
+        return static_cast<DWORD>(nError);
+    nSize = info.nSize;
     return 0;
 }
 
 DWORD XRFPFiles::GetFileAttributes(const std::string& strPath, DWORD& nAttributes)
 {
-    std::string strHost;
-    if (DWORD nError = Locate(login.Root(), strPath, XRFP_FOLLOW_LAST, strHost))
-        return nError;
-    tagXRFPStat info{};
-    if (!StatPath(strHost, info))
-        return LastError();
-    nAttributes = Attributes(info.st, strHost.substr(strHost.rfind('/') + 1));
+    std::vector<std::string> vecParts;
+    if (!XfnRFPSplitPath(strPath, vecParts))
+        return XRFP_ERROR_ACCESS_DENIED;
+    XRFPFd fd;
+    if (int nError = XfnRFPOpenBeneath(login.RootFd(), HostPath(vecParts, vecParts.size()), O_PATH, fd))
+        return PathError(login.RootFd(), nError, vecParts);
+    tagXRFPStat info;
+    if (int nError = XfnRFPStatFd(fd.Get(), info))
+        return static_cast<DWORD>(nError);
+    nAttributes = Attributes(info, vecParts.empty() ? std::string() : vecParts.back());
     return 0;
 }
 
 DWORD XRFPFiles::SetFileAttributes(const std::string& strPath, DWORD nAttributes)
 {
-    std::string strHost;
-    bool bRoot = false;
-    if (DWORD nError = Locate(login.Root(), strPath, XRFP_FOLLOW_LAST, strHost, &bRoot))
-        return nError;
-    if (bRoot)
+    std::vector<std::string> vecParts;
+    if (!XfnRFPSplitPath(strPath, vecParts) || vecParts.empty())
         return XRFP_ERROR_ACCESS_DENIED;
-    struct stat st {};
-    if (stat(strHost.c_str(), &st) != 0)
-        return LastError();
-    mode_t mode = st.st_mode & 07777;
-    mode = (nAttributes & FILE_ATTRIBUTE_READONLY) ? mode & ~static_cast<mode_t>(0222) : mode | S_IWUSR;
-    return chmod(strHost.c_str(), mode) == 0 ? 0 : LastError();
+    XRFPFd fd;
+    int nFlags = O_RDONLY | O_NONBLOCK | O_NOCTTY;
+    if (int nError = XfnRFPOpenBeneath(login.RootFd(), HostPath(vecParts, vecParts.size()), nFlags, fd))
+        return PathError(login.RootFd(), nError, vecParts);
+    tagXRFPStat info;
+    if (int nError = XfnRFPStatFd(fd.Get(), info))
+        return static_cast<DWORD>(nError);
+    if (!info.IsRegular() && !info.IsDirectory())
+        return XRFP_ERROR_ACCESS_DENIED;
+    mode_t nMode = info.nMode & 07777;
+    nMode = (nAttributes & FILE_ATTRIBUTE_READONLY) ? nMode & ~static_cast<mode_t>(0222) : nMode | S_IWUSR;
+    return static_cast<DWORD>(XfnRFPSetMode(fd.Get(), nMode));
 }
 
 DWORD XRFPFiles::DeleteFile(const std::string& strPath)
 {
-    std::string strHost;
-    bool bRoot = false;
-    if (DWORD nError = Locate(login.Root(), strPath, XRFP_NO_FOLLOW_LAST, strHost, &bRoot))
-        return nError;
-    if (bRoot)
+    std::vector<std::string> vecParts;
+    if (!XfnRFPSplitPath(strPath, vecParts) || vecParts.empty())
         return XRFP_ERROR_ACCESS_DENIED;
-    return unlink(strHost.c_str()) == 0 ? 0 : LastError();
+    XRFPFd fdParent;
+    if (DWORD nError = OpenParent(login.RootFd(), vecParts, fdParent))
+        return nError;
+    return static_cast<DWORD>(XfnRFPUnlink(fdParent.Get(), vecParts.back().c_str(), false));
+}
+
+DWORD XRFPFiles::DeepestBelow(int fdDir, const char* pszName, size_t& nLength, size_t& nDepth)
+{
+    XRFPFd fd;
+    if (int nError = XfnRFPOpenBeneath(fdDir, pszName, O_PATH | O_DIRECTORY | O_NOFOLLOW, fd))
+        return static_cast<DWORD>(nError);
+    tagMeasure m;
+    m.nMaxVisited = limits.nMaxListItems;
+    DWORD nError = Measure(fd.Get(), 0, 0, m);
+    nLength = m.nLength;
+    nDepth = m.nDepth;
+    return nError;
 }
 
 DWORD XRFPFiles::MoveFile(const std::string& strOldPath, const std::string& strNewPath)
 {
-    std::string strOld, strNew;
-    bool bOldRoot = false, bNewRoot = false;
-    if (DWORD nError = Locate(login.Root(), strOldPath, XRFP_NO_FOLLOW_LAST, strOld, &bOldRoot))
-        return nError;
-    if (DWORD nError = Locate(login.Root(), strNewPath, XRFP_NO_FOLLOW_LAST, strNew, &bNewRoot))
-        return nError;
-    if (bOldRoot || bNewRoot)
+    std::vector<std::string> vecOld, vecNew;
+    if (!XfnRFPSplitPath(strOldPath, vecOld) || !XfnRFPSplitPath(strNewPath, vecNew) || vecOld.empty() ||
+        vecNew.empty())
         return XRFP_ERROR_ACCESS_DENIED;
-    struct stat st {};
-    if (lstat(strOld.c_str(), &st) != 0)
-        return LastError();
-    if (lstat(strNew.c_str(), &st) == 0)
-        return EEXIST;
-    return rename(strOld.c_str(), strNew.c_str()) == 0 ? 0 : LastError();
+    XRFPFd fdOld, fdNew;
+    if (DWORD nError = OpenParent(login.RootFd(), vecOld, fdOld))
+        return nError;
+    if (DWORD nError = OpenParent(login.RootFd(), vecNew, fdNew))
+        return nError;
+    tagXRFPStat info;
+    if (int nError = XfnRFPStatAt(fdOld.Get(), vecOld.back().c_str(), info))
+        return static_cast<DWORD>(nError);
+    // What is moved must stay nameable in its new place, with all below it.
+    size_t nLength = 0, nDepth = 0;
+    if (info.IsDirectory())
+        if (DWORD nError = DeepestBelow(fdOld.Get(), vecOld.back().c_str(), nLength, nDepth))
+            return nError;
+    if (vecNew.size() + nDepth > XRFP_MAX_DEPTH ||
+        XfnRFPJoinPath(vecNew, 0, vecNew.size(), '\\').size() + nLength > XRFP_MAX_PATH)
+        return ENAMETOOLONG;
+    return static_cast<DWORD>(XfnRFPRename(fdOld.Get(), vecOld.back().c_str(), fdNew.Get(), vecNew.back().c_str()));
 }
 
 DWORD XRFPFiles::CreateDirectory(const std::string& strPath)
 {
-    std::string strHost;
-    bool bRoot = false;
-    if (DWORD nError = Locate(login.Root(), strPath, XRFP_NO_FOLLOW_LAST, strHost, &bRoot))
-        return nError;
-    if (bRoot)
+    std::vector<std::string> vecParts;
+    if (!XfnRFPSplitPath(strPath, vecParts))
+        return XRFP_ERROR_ACCESS_DENIED;
+    if (vecParts.empty())
         return EEXIST;
-    return mkdir(strHost.c_str(), 0777) == 0 ? 0 : LastError();
+    if (vecParts.size() > XRFP_MAX_DEPTH)
+        return ENAMETOOLONG;
+    XRFPFd fdParent;
+    if (DWORD nError = OpenParent(login.RootFd(), vecParts, fdParent))
+        return nError;
+    return static_cast<DWORD>(XfnRFPMakeDirectory(fdParent.Get(), vecParts.back().c_str()));
 }
 
 DWORD XRFPFiles::RemoveDirectory(const std::string& strPath, DWORD nFlag)
 {
-    std::string strHost;
-    bool bRoot = false;
-    if (DWORD nError = Locate(login.Root(), strPath, XRFP_NO_FOLLOW_LAST, strHost, &bRoot))
-        return nError;
-    if (bRoot)
+    std::vector<std::string> vecParts;
+    if (!XfnRFPSplitPath(strPath, vecParts) || vecParts.empty())
         return XRFP_ERROR_ACCESS_DENIED;
+    XRFPFd fdParent;
+    if (DWORD nError = OpenParent(login.RootFd(), vecParts, fdParent))
+        return nError;
+    const char* pszName = vecParts.back().c_str();
     if (!nFlag)
-        return rmdir(strHost.c_str()) == 0 ? 0 : LastError();
-    struct stat st {};
-    if (lstat(strHost.c_str(), &st) != 0)
-        return LastError();
-    if (!S_ISDIR(st.st_mode))
+        return static_cast<DWORD>(XfnRFPUnlink(fdParent.Get(), pszName, true));
+    tagXRFPStat info;
+    if (int nError = XfnRFPStatAt(fdParent.Get(), pszName, info))
+        return static_cast<DWORD>(nError);
+    if (!info.IsDirectory())
         return ENOTDIR;
-    // Depth first, never following a link: a link inside is removed, not
-    // what it leads to.
-    t_nRemoveError = 0;
-    if (nftw(strHost.c_str(), RemoveEntry, 16, FTW_DEPTH | FTW_PHYS) != 0)
-        return t_nRemoveError ? static_cast<DWORD>(t_nRemoveError) : LastError();
-    return 0;
+    return static_cast<DWORD>(XfnRFPRemoveTree(fdParent.Get(), pszName, 4 * XRFP_MAX_DEPTH));
+}
+
+DWORD XRFPFiles::NextMatch(tagXRFPHandle& handle, WIN32_FIND_DATAA& data)
+{
+    if (!handle.pCursor)
+        return ENODATA;
+    std::string strName;
+    while (handle.pCursor->Next(strName)) {
+        if (++handle.nVisited > limits.nMaxListItems)
+            return E2BIG;
+        tagXRFPStat info;
+        bool bLink = false;
+        if (XfnRFPMatchPattern(handle.strPattern, strName) &&
+            EntryInfo(login.RootFd(), handle.pCursor->Fd(), handle.strDirectory, strName, info, bLink) == 0) {
+            FillFindData(info, strName, data);
+            return 0;
+        }
+    }
+    return ENODATA;
 }
 
 DWORD XRFPFiles::FindFirstFile(const std::string& strPath, DWORD& hFind, WIN32_FIND_DATAA& data)
@@ -515,47 +590,34 @@ DWORD XRFPFiles::FindFirstFile(const std::string& strPath, DWORD& hFind, WIN32_F
         return XRFP_ERROR_ACCESS_DENIED;
     if (vecParts.empty())
         return ENOENT;
-    std::string strPattern = vecParts.back();
-    vecParts.pop_back();
-    std::string strDir;
-    if (DWORD nError = XfnRFPResolve(login.Root(), vecParts, XRFP_FOLLOW_LAST, strDir))
-        return nError;
-    struct stat st {};
-    if (stat(strDir.c_str(), &st) != 0 || !S_ISDIR(st.st_mode))
-        return XRFP_ERROR_PATH_NOT_FOUND;
-
     auto pHandle = std::make_shared<tagXRFPHandle>();
     pHandle->bFind = true;
-    if (XfnRFPHasWildcards(strPattern)) {
-        std::vector<std::string> vecNames;
-        if (!ListNames(strDir, vecNames))
-            return LastError();
-        for (const std::string& strName : vecNames) {
-            tagXRFPStat info{};
-            bool bLink = false;
-            if (pHandle->vecFound.size() >= nMaxListItems)
-                break;
-            if (XfnRFPMatchPattern(strPattern, strName) && EntryStat(login.Root(), strDir, strName, info, bLink)) {
-                pHandle->vecFound.emplace_back();
-                FillFindData(info, strName, pHandle->vecFound.back());
-            }
-        }
+    pHandle->strDirectory = HostPath(vecParts, vecParts.size() - 1);
+    pHandle->strPattern = vecParts.back();
+    if (DWORD nError = TakeSlot(pHandle->slot))
+        return nError;
+    if (!pHandle->memory.Take(login.Memory(), kFindHandleCost))
+        return ENOMEM;
+    XRFPFd fdDir;
+    if (int nError = XfnRFPOpenBeneath(login.RootFd(), pHandle->strDirectory, O_RDONLY | O_DIRECTORY, fdDir))
+        return DirectoryError(nError);
+    if (XfnRFPHasWildcards(pHandle->strPattern)) {
+        pHandle->pCursor = std::make_unique<XRFPDirCursor>();
+        if (int nError = pHandle->pCursor->Open(std::move(fdDir)))
+            return static_cast<DWORD>(nError);
+        DWORD nError = NextMatch(*pHandle, data);
+        if (nError)
+            return nError == ENODATA ? static_cast<DWORD>(ENOENT) : nError;
     } else {
-        vecParts.push_back(strPattern);
-        std::string strHost;
-        if (DWORD nError = XfnRFPResolve(login.Root(), vecParts, XRFP_FOLLOW_LAST, strHost))
-            return nError;
-        tagXRFPStat info{};
-        if (!StatPath(strHost, info))
-            return LastError();
-        pHandle->vecFound.emplace_back();
-        FillFindData(info, strPattern, pHandle->vecFound.back());
+        tagXRFPStat info;
+        bool bLink = false;
+        if (int nError = EntryInfo(login.RootFd(), fdDir.Get(), pHandle->strDirectory, pHandle->strPattern, info, bLink))
+            return Escaped(nError) ? XRFP_ERROR_ACCESS_DENIED : static_cast<DWORD>(nError);
+        FillFindData(info, pHandle->strPattern, data);
+        // One entry found: nothing is left to read.
+        pHandle->slot.Release();
     }
-    if (pHandle->vecFound.empty())
-        return ENOENT;
-    data = pHandle->vecFound[0];
-    pHandle->nNext = 1;
-    if (!login.Add(pHandle, nMaxHandles, hFind))
+    if (!login.Add(pHandle, limits.nMaxHandles, hFind))
         return EMFILE;
     return 0;
 }
@@ -566,10 +628,7 @@ DWORD XRFPFiles::FindNextFile(DWORD hFind, WIN32_FIND_DATAA& data)
     if (!pHandle)
         return XRFP_ERROR_INVALID_HANDLE;
     std::lock_guard<std::mutex> guard(pHandle->lock);
-    if (pHandle->nNext >= pHandle->vecFound.size())
-        return ENODATA;
-    data = pHandle->vecFound[pHandle->nNext++];
-    return 0;
+    return NextMatch(*pHandle, data);
 }
 
 DWORD XRFPFiles::FindClose(DWORD hFind)
@@ -579,63 +638,86 @@ DWORD XRFPFiles::FindClose(DWORD hFind)
 
 DWORD XRFPFiles::GetRootList(std::vector<std::string>& vecRoots)
 {
-    std::vector<std::string> vecNames;
-    if (!ListNames(login.Root(), vecNames))
-        return LastError();
-    for (const std::string& strName : vecNames) {
-        tagXRFPStat info{};
-        bool bLink = false;
-        if (strName.size() < XRF_ROOT_ENTRY_SIZE && EntryStat(login.Root(), login.Root(), strName, info, bLink) &&
-            S_ISDIR(info.st.st_mode))
-            vecRoots.push_back(strName);
-    }
+    vecRoots.assign(1, ".");
     return 0;
 }
 
-DWORD XRFPFiles::ListTree(const std::string& strDir, const std::string& strPrefix, const std::string& strPattern,
-                          bool bRecurse, int nDepth, std::vector<XRFPFileInfoItem>& vecItems)
+struct XRFPFiles::tagWalk {
+    std::string strPattern;
+    bool bRecurse = false;
+    size_t nVisited = 0;
+    XRFPReplySink* pSink = nullptr;
+    bool bSent = true;
+};
+
+DWORD XRFPFiles::ListTree(XRFPFd fdDir, const std::string& strHostDir, const std::string& strPrefix, int nDepth,
+                          tagWalk& walk)
 {
+    XRFPDirCursor cursor;
+    if (int nError = cursor.Open(std::move(fdDir)))
+        return nDepth == 0 ? static_cast<DWORD>(nError) : 0;
+    // A directory's names are sorted before they go out; they are all that
+    // is held, charged to the user, and the walk stops at the list limit
+    // whether the entries match or not.
     std::vector<std::string> vecNames;
-    if (!ListNames(strDir, vecNames))
-        return 0;
-    // Each directory's entries come before the next entry of its parent;
-    // links are listed but never entered, so the walk cannot loop or leave
-    // the root.
-    for (const std::string& strName : vecNames) {
-        tagXRFPStat info{};
+    XRFPCharge names;
+    std::string strName;
+    while (cursor.Next(strName)) {
+        if (++walk.nVisited > limits.nMaxListItems)
+            return E2BIG;
+        if (!names.Take(login.Memory(), strName.size() + kNameCost))
+            return ENOMEM;
+        vecNames.push_back(strName);
+    }
+    std::sort(vecNames.begin(), vecNames.end());
+    for (const std::string& strEntry : vecNames) {
+        // A link is listed as what it leads to, when that lies beneath the
+        // root; it is never entered.
+        tagXRFPStat info;
         bool bLink = false;
-        if (!EntryStat(login.Root(), strDir, strName, info, bLink))
+        if (EntryInfo(login.RootFd(), cursor.Fd(), strHostDir, strEntry, info, bLink) != 0)
             continue;
-        std::string strRelative = strPrefix.empty() ? strName : strPrefix + "\\" + strName;
-        if (XfnRFPMatchPattern(strPattern, strName) && strRelative.size() < XRFP_ITEM_NAME_SIZE) {
-            if (vecItems.size() >= nMaxListItems)
-                return E2BIG;
-            vecItems.emplace_back();
-            FillItem(info, strName, strRelative, vecItems.back());
+        std::string strRelative = strPrefix.empty() ? strEntry : strPrefix + "\\" + strEntry;
+        if (XfnRFPMatchPattern(walk.strPattern, strEntry) && strRelative.size() < XRFP_ITEM_NAME_SIZE) {
+            XRFPFileInfoItem item;
+            FillItem(info, strEntry, strRelative, item);
+            if (!walk.pSink->ListItem(item)) {
+                walk.bSent = false;
+                return 0;
+            }
         }
-        if (bRecurse && S_ISDIR(info.st.st_mode) && !bLink && nDepth < kMaxListDepth)
-            if (DWORD nError = ListTree(strDir + "/" + strName, strRelative, strPattern, true, nDepth + 1, vecItems))
-                return nError;
+        if (walk.bRecurse && info.IsDirectory() && !bLink && nDepth < static_cast<int>(XRFP_MAX_DEPTH)) {
+            XRFPFd fdChild;
+            if (XfnRFPOpenBeneath(cursor.Fd(), strEntry, O_RDONLY | O_DIRECTORY | O_NOFOLLOW, fdChild) == 0)
+                if (DWORD nError = ListTree(std::move(fdChild), strHostDir.empty() ? strEntry : strHostDir + "/" + strEntry,
+                                            strRelative, nDepth + 1, walk))
+                    return nError;
+            if (!walk.bSent)
+                return 0;
+        }
     }
     return 0;
 }
 
-DWORD XRFPFiles::FindFileList(const std::string& strPath, DWORD nFlag, std::vector<XRFPFileInfoItem>& vecItems)
+DWORD XRFPFiles::FindFileList(const std::string& strPath, DWORD nFlag, XRFPReplySink& sink, bool& bSent)
 {
+    bSent = true;
     std::vector<std::string> vecParts;
     if (!XfnRFPSplitPath(strPath, vecParts))
         return XRFP_ERROR_ACCESS_DENIED;
-    std::string strPattern = "*";
+    tagWalk walk;
+    walk.strPattern = "*";
     if (!vecParts.empty() && XfnRFPHasWildcards(vecParts.back())) {
-        strPattern = vecParts.back();
+        walk.strPattern = vecParts.back();
         vecParts.pop_back();
     }
-    std::string strTop;
-    if (DWORD nError = XfnRFPResolve(login.Root(), vecParts, XRFP_FOLLOW_LAST, strTop))
-        return nError;
-    struct stat st {};
-    if (stat(strTop.c_str(), &st) != 0 || !S_ISDIR(st.st_mode))
-        return XRFP_ERROR_PATH_NOT_FOUND;
-
-    return ListTree(strTop, std::string(), strPattern, nFlag != 0, 0, vecItems);
+    walk.bRecurse = nFlag != 0;
+    walk.pSink = &sink;
+    XRFPFd fdTop;
+    std::string strTop = HostPath(vecParts, vecParts.size());
+    if (int nError = XfnRFPOpenBeneath(login.RootFd(), strTop, O_RDONLY | O_DIRECTORY, fdTop))
+        return DirectoryError(nError);
+    DWORD nError = ListTree(std::move(fdTop), strTop, std::string(), 0, walk);
+    bSent = walk.bSent;
+    return nError;
 }

@@ -1,8 +1,10 @@
 // The file operations of one login, each the server side of one command:
-// paths are resolved inside the user's root, handles live in the login's
-// table, and the result is the reply's error word (0, a "Remote File" code of
-// the catalogue, or the errno of the system call that failed). An object is
-// made per connection; the login behind it is shared and thread-safe.
+// paths are resolved beneath the descriptor of the user's root, handles live
+// in the login's table, and the result is the reply's error word (0, a
+// "Remote File" code of the catalogue, or the errno of the system call that
+// failed). An object is made per connection; the login behind it is shared
+// and thread-safe. What a request holds in memory is charged to the user's
+// budget, and every descriptor a handle keeps to the server's.
 #pragma once
 
 #include "KVDbase/remote/XRFWire.h"
@@ -23,16 +25,34 @@
 typedef std::array<BYTE, XRF_FILE_INFO_ITEM_SIZE> XRFPFileInfoItem;
 enum : DWORD { XRFP_ITEM_NAME_AT = 40, XRFP_ITEM_NAME_SIZE = XRF_FILE_INFO_ITEM_SIZE - XRFP_ITEM_NAME_AT };
 
+// Where a read's data or a file list's items go as they are made: a
+// reply is streamed, never built whole. False when the connection failed.
+class XRFPReplySink {
+public:
+    virtual ~XRFPReplySink() = default;
+    // The read reply's head (count and error), then its data in pieces.
+    virtual bool ReadHead(DWORD nCount, DWORD nError) = 0;
+    virtual bool ReadData(const BYTE* pData, size_t nSize) = 0;
+    virtual bool ListItem(const XRFPFileInfoItem& item) = 0;
+};
+
+struct tagXRFPFileLimits {
+    size_t nMaxHandles = 256;     // per user
+    size_t nMaxListItems = 100000;  // entries looked at by one search or list
+    DWORD nMaxRead = 1u << 30;    // bytes of one read; more is refused
+    XRFPBudgetPtr pDescriptors;   // the server's handle budget; null: none
+};
+
 class XRFPFiles {
 public:
-    XRFPFiles(XRFPLogin& login, size_t nMaxHandles, size_t nMaxListItems)
-        : login(login), nMaxHandles(nMaxHandles), nMaxListItems(nMaxListItems)
-    {
-    }
+    XRFPFiles(XRFPLogin& login, const tagXRFPFileLimits& limits) : login(login), limits(limits) {}
 
     DWORD CreateFile(const tagXRFCreateFileRequest& req, DWORD& hFile, int64_t& nSize);
-    // Reads up to nCount bytes at nPosition into vecData (resized to what came).
-    DWORD ReadFile(DWORD hFile, int64_t nPosition, DWORD nCount, std::vector<BYTE>& vecData);
+    // Reads up to nCount bytes at nPosition, to the end of the file, and
+    // streams the reply to the sink (head first, with the count it will
+    // send). False only when the connection failed or the data could not be
+    // read after the head went: the connection must close.
+    bool ReadFile(DWORD hFile, int64_t nPosition, DWORD nCount, XRFPReplySink& sink);
     DWORD WriteFile(DWORD hFile, int64_t nPosition, const BYTE* pData, DWORD nSize, DWORD& nWritten,
                     int64_t& nLength);
     DWORD CloseHandle(DWORD hFile);
@@ -54,26 +74,33 @@ public:
     // A non-zero flag removes the directory with everything below it.
     DWORD RemoveDirectory(const std::string& strPath, DWORD nFlag);
 
-    // The last component may hold wildcards; "." and ".." are never listed.
-    // The end of a search is ENODATA.
+    // The last component may hold wildcards; "." and ".." are never listed;
+    // names come in the directory's order. The end of a search is ENODATA,
+    // or E2BIG once it has looked at the list limit's number of entries.
     DWORD FindFirstFile(const std::string& strPath, DWORD& hFind, WIN32_FIND_DATAA& data);
     DWORD FindNextFile(DWORD hFind, WIN32_FIND_DATAA& data);
     DWORD FindClose(DWORD hFind);
 
-    // The directories at the top of the user's root, by name.
+    // The user's root, named "." as every command takes it.
     DWORD GetRootList(std::vector<std::string>& vecRoots);
-    // The entries of a directory (or of a pattern's directory that match it);
-    // a non-zero flag walks the whole tree below. E2BIG when the list was cut
-    // at its limit; the items gathered are still returned.
-    DWORD FindFileList(const std::string& strPath, DWORD nFlag, std::vector<XRFPFileInfoItem>& vecItems);
+    // Streams the entries of a directory (or of a pattern's directory that
+    // match it) to the sink, sorted by name; a non-zero flag walks the whole
+    // tree below. E2BIG when the walk looked at more entries than the list
+    // limit. bSent is false when the sink failed: the connection must close.
+    DWORD FindFileList(const std::string& strPath, DWORD nFlag, XRFPReplySink& sink, bool& bSent);
 
 private:
-    DWORD ListTree(const std::string& strDir, const std::string& strPrefix, const std::string& strPattern,
-                   bool bRecurse, int nDepth, std::vector<XRFPFileInfoItem>& vecItems);
+    struct tagWalk;
+    DWORD ListTree(XRFPFd fdDir, const std::string& strHostDir, const std::string& strPrefix, int nDepth,
+                   tagWalk& walk);
+    DWORD NextMatch(tagXRFPHandle& handle, WIN32_FIND_DATAA& data);
+    DWORD TakeSlot(XRFPCharge& slot);
+    DWORD DeepestBelow(int fdDir, const char* pszName, size_t& nLength, size_t& nDepth);
 
     XRFPLogin& login;
-    size_t nMaxHandles;
-    size_t nMaxListItems;
+    tagXRFPFileLimits limits;
+    std::vector<BYTE> vecPiece;  // a read's piece, kept for the next read
+    XRFPCharge pieceCharge;
 };
 
 // File times: 100-nanosecond units since 1601 from and to seconds and

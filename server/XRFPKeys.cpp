@@ -7,12 +7,11 @@
 #include <crypto++/osrng.h>
 #include <crypto++/rsa.h>
 
+#include "XRFPFileSystem.h"
+#include "XRFPLog.h"
+
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
-#include <fstream>
-#include <sstream>
-#include <unistd.h>
 
 void XfnRFPGenerateKey(int nBits, std::string& strPrivate, std::string& strPublic)
 {
@@ -45,11 +44,10 @@ bool XfnRFPLoadOrCreateKey(const std::string& strFile, int nBits, std::string& s
                            bool& bCreated, std::string& strError)
 {
     bCreated = false;
-    std::ifstream in(strFile);
-    if (in) {
-        std::ostringstream text;
-        text << in.rdbuf();
-        strPrivate = text.str();
+    std::string strText;
+    int nError = XfnRFPReadPrivateFile(strFile, 0077, strText, strError);
+    if (nError == 0) {
+        strPrivate = strText;
         while (!strPrivate.empty() && (strPrivate.back() == '\n' || strPrivate.back() == '\r'))
             strPrivate.pop_back();
         try {
@@ -60,25 +58,105 @@ bool XfnRFPLoadOrCreateKey(const std::string& strFile, int nBits, std::string& s
         }
         return true;
     }
-    if (errno != ENOENT) {
-        strError = "cannot read key file " + strFile + ": " + std::strerror(errno);
+    if (nError != ENOENT)
         return false;
-    }
     XfnRFPGenerateKey(nBits, strPrivate, strPublic);
-    int fd = open(strFile.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (fd < 0) {
-        strError = "cannot create key file " + strFile + ": " + std::strerror(errno);
-        return false;
-    }
-    std::string strText = strPrivate + "\n";
-    bool bWritten = write(fd, strText.data(), strText.size()) == static_cast<ssize_t>(strText.size());
-    bWritten = fsync(fd) == 0 && bWritten;
-    close(fd);
-    if (!bWritten) {
-        strError = "cannot write key file " + strFile;
-        unlink(strFile.c_str());
+    if (int nWrite = XfnRFPWriteFileAtomically(strFile, strPrivate + "\n")) {
+        strError = "cannot write key file " + strFile + ": " + std::strerror(nWrite);
         return false;
     }
     bCreated = true;
     return true;
+}
+
+void XRFPKeyRing::Start(const tagXRFPKey& first, const tagXRFPKeyRotation& rotationNew)
+{
+    Stop();
+    std::lock_guard<std::mutex> guard(lock);
+    rotation = rotationNew;
+    pCurrent = std::make_shared<const tagXRFPKey>(first);
+    nCurrentUses = 0;
+    tCurrentSince = std::chrono::steady_clock::now();
+    queueReady.clear();
+    bStopping = false;
+    if (rotation.nUses > 0)
+        generator = std::thread(&XRFPKeyRing::Generate, this);
+}
+
+void XRFPKeyRing::Stop()
+{
+    {
+        std::lock_guard<std::mutex> guard(lock);
+        bStopping = true;
+    }
+    changed.notify_all();
+    if (generator.joinable())
+        generator.join();
+}
+
+bool XRFPKeyRing::Spent(std::chrono::steady_clock::time_point tNow) const
+{
+    return rotation.nUses > 0 && (nCurrentUses >= rotation.nUses ||
+                                  tNow - tCurrentSince >= std::chrono::seconds(rotation.nLifetimeSeconds));
+}
+
+bool XRFPKeyRing::WantNext(std::chrono::steady_clock::time_point tNow) const
+{
+    // The next key is made once the current one is half used, so that it is
+    // ready when needed, and no sooner: a quiet server makes no keys.
+    return queueReady.empty() && (2 * nCurrentUses >= rotation.nUses ||
+                                  2 * (tNow - tCurrentSince) >= std::chrono::seconds(rotation.nLifetimeSeconds));
+}
+
+XRFPKeyPtr XRFPKeyRing::ForGreeting()
+{
+    std::unique_lock<std::mutex> guard(lock);
+    while (!bStopping && Spent(std::chrono::steady_clock::now())) {
+        if (!queueReady.empty()) {
+            pCurrent = queueReady.front();
+            queueReady.pop_front();
+            nCurrentUses = 0;
+            tCurrentSince = std::chrono::steady_clock::now();
+            break;
+        }
+        changed.notify_all();
+        changed.wait(guard);
+    }
+    ++nCurrentUses;
+    if (WantNext(std::chrono::steady_clock::now()))
+        changed.notify_all();
+    return pCurrent;
+}
+
+XRFPKeyPtr XRFPKeyRing::Current()
+{
+    std::lock_guard<std::mutex> guard(lock);
+    return pCurrent;
+}
+
+void XRFPKeyRing::Generate()
+{
+    std::unique_lock<std::mutex> guard(lock);
+    while (!bStopping) {
+        if (!WantNext(std::chrono::steady_clock::now())) {
+            // Wakes by itself too, as a key also ages out with no greeting.
+            changed.wait_for(guard, std::chrono::seconds(1));
+            continue;
+        }
+        int nBits = rotation.nBits;
+        guard.unlock();
+        auto pKey = std::make_shared<tagXRFPKey>();
+        try {
+            XfnRFPGenerateKey(nBits, pKey->strPrivate, pKey->strPublic);
+        } catch (const std::exception& e) {
+            // Greetings go on with the current key until a new one is made.
+            XfnRFPLog("", "cannot make a greeting key (%s); trying again", e.what());
+            std::this_thread::sleep_for(std::chrono::seconds(1));
+            guard.lock();
+            continue;
+        }
+        guard.lock();
+        queueReady.push_back(std::move(pKey));
+        changed.notify_all();
+    }
 }

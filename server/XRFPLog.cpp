@@ -1,6 +1,8 @@
 #include "XRFPLog.h"
 
+#include <algorithm>
 #include <atomic>
+#include <map>
 #include <cstdarg>
 #include <cstdio>
 #include <ctime>
@@ -9,6 +11,42 @@
 namespace {
 
 std::mutex g_logLock;
+
+// A burst of this many lines of one kind, then one line per interval.
+const double kBurst = 20;
+const double kLinesPerSecond = 0.2;
+
+struct tagBucket {
+    double dTokens = kBurst;
+    timespec tLast{};
+    long nHeld = 0;
+};
+std::mutex g_limitLock;
+std::map<std::string, tagBucket> g_mapBuckets;
+
+// True when a line of the kind may go out now; nHeld is how many were held
+// back since the last one.
+bool Allowed(const char* pszKind, long& nHeld)
+{
+    timespec tNow{};
+    clock_gettime(CLOCK_MONOTONIC, &tNow);
+    std::lock_guard<std::mutex> guard(g_limitLock);
+    tagBucket& bucket = g_mapBuckets[pszKind];
+    if (bucket.tLast.tv_sec != 0 || bucket.tLast.tv_nsec != 0) {
+        double dSeconds = static_cast<double>(tNow.tv_sec - bucket.tLast.tv_sec) +
+                          static_cast<double>(tNow.tv_nsec - bucket.tLast.tv_nsec) / 1e9;
+        bucket.dTokens = std::min(kBurst, bucket.dTokens + dSeconds * kLinesPerSecond);
+    }
+    bucket.tLast = tNow;
+    if (bucket.dTokens < 1) {
+        ++bucket.nHeld;
+        return false;
+    }
+    bucket.dTokens -= 1;
+    nHeld = bucket.nHeld;
+    bucket.nHeld = 0;
+    return true;
+}
 std::atomic<bool> g_bVerbose{false};
 XfnRFPLogSink g_pfnSink = nullptr;
 
@@ -66,4 +104,20 @@ void XfnRFPLogDetail(const std::string& strWho, const char* pszFormat, ...)
     va_start(args, pszFormat);
     WriteV(strWho, pszFormat, args);
     va_end(args);
+}
+
+void XfnRFPLogLimited(const char* pszKind, const std::string& strWho, const char* pszFormat, ...)
+{
+    long nHeld = 0;
+    if (!Allowed(pszKind, nHeld))
+        return;
+    char szMessage[900];
+    va_list args;
+    va_start(args, pszFormat);
+    std::vsnprintf(szMessage, sizeof szMessage, pszFormat, args);
+    va_end(args);
+    if (nHeld)
+        XfnRFPLog(strWho, "%s (%ld more of these held back)", szMessage, nHeld);
+    else
+        XfnRFPLog(strWho, "%s", szMessage);
 }

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <random>
-#include <unistd.h>
 
 namespace {
 
@@ -67,8 +67,6 @@ tagXRFPHandle::~tagXRFPHandle()
                 g_mapShares.erase(it);
         }
     }
-    if (fd >= 0)
-        close(fd);
 }
 
 bool XRFPLogin::Add(const XRFPHandlePtr& pHandle, size_t nMax, DWORD& hHandle)
@@ -117,12 +115,19 @@ void XRFPLogin::CloseAll()
     // The descriptors close as the last user of each handle lets go of it.
 }
 
-XRFPLoginPtr XRFPLoginTable::Enter(const std::string& strUser, const std::string& strRoot)
+XRFPLoginPtr XRFPLoginTable::Enter(const std::string& strUser, const std::string& strRoot, size_t nMemoryBudget)
 {
     std::lock_guard<std::mutex> guard(lock);
     XRFPLoginPtr& pLogin = mapLogins[strUser];
-    if (!pLogin || pLogin->Root() != strRoot)
-        pLogin = std::make_shared<XRFPLogin>(strUser, strRoot);
+    if (!pLogin || pLogin->Root() != strRoot) {
+        XRFPFd fdRoot;
+        if (int nError = XfnRFPOpenRoot(strRoot, fdRoot)) {
+            mapLogins.erase(strUser);
+            errno = nError;
+            return nullptr;
+        }
+        pLogin = std::make_shared<XRFPLogin>(strUser, strRoot, std::move(fdRoot), nMemoryBudget);
+    }
     ++pLogin->nConnections;
     return pLogin;
 }

@@ -1,7 +1,5 @@
 #include "XRFPPath.h"
 
-#include "XRFPErrors.h"
-
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -12,13 +10,6 @@ namespace {
 bool IsSeparator(char ch)
 {
     return ch == '\\' || ch == '/';
-}
-
-bool Inside(const std::string& strRoot, const std::string& strPath)
-{
-    if (strPath.compare(0, strRoot.size(), strRoot) != 0)
-        return false;
-    return strPath.size() == strRoot.size() || strPath[strRoot.size()] == '/' || strRoot == "/";
 }
 
 // realpath, with the reason for a failure.
@@ -104,38 +95,15 @@ bool XfnRFPMatchPattern(const std::string& strPattern, const std::string& strNam
     return Match(strPattern.c_str(), strName.c_str());
 }
 
-DWORD XfnRFPResolve(const std::string& strRoot, const std::vector<std::string>& vecParts, XRFPFollow follow,
-                    std::string& strHostPath)
+std::string XfnRFPJoinPath(const std::vector<std::string>& vecParts, size_t nFirst, size_t nEnd, char chSeparator)
 {
-    if (vecParts.empty()) {
-        strHostPath = strRoot;
-        return 0;
+    std::string strPath;
+    for (size_t i = nFirst; i < nEnd && i < vecParts.size(); ++i) {
+        if (i > nFirst)
+            strPath += chSeparator;
+        strPath += vecParts[i];
     }
-    std::string strParent = strRoot;
-    for (size_t i = 0; i + 1 < vecParts.size(); ++i)
-        strParent += "/" + vecParts[i];
-    std::string strRealParent;
-    int nErrno = 0;
-    if (!RealPath(strParent, strRealParent, nErrno))
-        return nErrno == ENOENT || nErrno == ENOTDIR ? XRFP_ERROR_PATH_NOT_FOUND : static_cast<DWORD>(nErrno);
-    if (!Inside(strRoot, strRealParent))
-        return XRFP_ERROR_ACCESS_DENIED;
-    struct stat st {};
-    if (stat(strRealParent.c_str(), &st) != 0 || !S_ISDIR(st.st_mode))
-        return XRFP_ERROR_PATH_NOT_FOUND;
-
-    strHostPath = (strRealParent == "/" ? "" : strRealParent) + "/" + vecParts.back();
-    if (follow == XRFP_NO_FOLLOW_LAST)
-        return 0;
-    if (lstat(strHostPath.c_str(), &st) != 0 || !S_ISLNK(st.st_mode))
-        return 0;
-    // A link: where it leads must exist and stay inside; a dangling link
-    // cannot be checked and is refused.
-    std::string strTarget;
-    if (!RealPath(strHostPath, strTarget, nErrno) || !Inside(strRoot, strTarget))
-        return XRFP_ERROR_ACCESS_DENIED;
-    strHostPath = strTarget;
-    return 0;
+    return strPath;
 }
 
 std::string XfnRFPCanonicalDirectory(const std::string& strPath)

@@ -1,8 +1,9 @@
 // Server paths: a client names files with backslashes (slashes are taken as
-// well) relative to its user's root. A path is first split lexically, where
+// well) relative to its user's root. A path is split lexically here, where
 // an absolute path, a drive or stream colon, or ".." climbing above the root
-// is refused; the directories on the way are then resolved on disk, and a
-// symbolic link that leads outside the root is refused too. Thread-safe.
+// is refused; the kernel then resolves the parts beneath the root's
+// descriptor (XRFPFileSystem.h), which refuses links that lead out.
+// Thread-safe.
 #pragma once
 
 #include "KVDbase/platform/Win32Types.h"
@@ -20,18 +21,13 @@ bool XfnRFPHasWildcards(const std::string& strName);
 // the clients' own file systems do; "*.*" matches every name.
 bool XfnRFPMatchPattern(const std::string& strPattern, const std::string& strName);
 
-// How the last component is treated.
-enum XRFPFollow {
-    XRFP_FOLLOW_LAST,     // a link there is followed (and must stay inside)
-    XRFP_NO_FOLLOW_LAST,  // the name itself is acted on: delete, rename
-};
+// The parts joined by chSeparator, from nFirst up to (not including) nEnd.
+std::string XfnRFPJoinPath(const std::vector<std::string>& vecParts, size_t nFirst, size_t nEnd, char chSeparator);
 
-// Resolves vecParts below strRoot (a canonical absolute directory) into the
-// host path to act on. 0, or XRFP_ERROR_ACCESS_DENIED for an escape,
-// XRFP_ERROR_PATH_NOT_FOUND when a directory on the way is missing, or errno.
-// The last component need not exist.
-DWORD XfnRFPResolve(const std::string& strRoot, const std::vector<std::string>& vecParts, XRFPFollow follow,
-                    std::string& strHostPath);
+// Bounds on what the server lets a client build, so that every entry below
+// a root stays nameable by a path field: at most this many directories deep
+// and this many characters long (the field's 260 bytes less its terminator).
+enum : size_t { XRFP_MAX_DEPTH = 64, XRFP_MAX_PATH = 259 };
 
 // The canonical absolute form of a directory, or empty with errno set.
 std::string XfnRFPCanonicalDirectory(const std::string& strPath);

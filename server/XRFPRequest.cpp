@@ -65,12 +65,7 @@ XRFPReadResult XfnRFPReadRequest(XRFPStream& stream, const tagXRFPLimits& limits
     case XRF_CMD_CREATE_FILE:
         return Check(XfnRFParseCreateFileRequest(p, n, req.create), nCommand, strWhy);
     case XRF_CMD_READ_FILE:
-        result = Check(XfnRFParseTransferRequest(p, n, nCommand, req.transfer), nCommand, strWhy);
-        if (result == XRFP_READ_OK && req.transfer.nCount > limits.nMaxRead) {
-            strWhy = "read of " + std::to_string(req.transfer.nCount) + " bytes above the limit";
-            return XRFP_READ_MALFORMED;
-        }
-        return result;
+        return Check(XfnRFParseTransferRequest(p, n, nCommand, req.transfer), nCommand, strWhy);
     case XRF_CMD_WRITE_ANNOUNCE: {
         result = Check(XfnRFParseTransferRequest(p, n, nCommand, req.transfer), nCommand, strWhy);
         if (result != XRFP_READ_OK)
@@ -126,6 +121,11 @@ XRFPReadResult XfnRFPReadRequest(XRFPStream& stream, const tagXRFPLimits& limits
         result = Check(status, nCommand, strWhy);
         if (result != XRFP_READ_OK)
             return result;
+        req.blockCharge.Release();
+        if (limits.pMemory && !req.blockCharge.Take(limits.pMemory, head.nBlockSize)) {
+            strWhy = "data block of " + std::to_string(head.nBlockSize) + " bytes beyond the user's memory budget";
+            return XRFP_READ_MALFORMED;
+        }
         req.vecBlock.resize(head.nBlockSize);
         return stream.ReadExact(req.vecBlock.data(), head.nBlockSize) ? XRFP_READ_OK : XRFP_READ_CLOSED;
     }

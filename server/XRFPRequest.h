@@ -2,12 +2,16 @@
 // the command and length words, each packet is checked by the wire module's
 // parser, and the announcement and data packet of a write are joined into one
 // request. Anything malformed (unknown command, wrong length word, a text
-// with no terminator, a count or block above its limit, a write data packet
-// without its announcement) is reported and the caller ends the connection,
+// with no terminator, a block above its limit or beyond the user's memory, a
+// write data packet without its announcement) is reported and the caller ends the connection,
 // since the protocol offers no way to find the next packet. Stateless.
 #pragma once
 
 #include "KVDbase/remote/XRFWire.h"
+
+#include "XRFPBudget.h"
+
+#include <chrono>
 
 #include <cstddef>
 #include <string>
@@ -17,17 +21,23 @@
 // in the fuzz target.
 class XRFPStream {
 public:
+    typedef std::chrono::steady_clock::time_point Deadline;
     virtual ~XRFPStream() = default;
     // Reads exactly nSize bytes; false when the peer closed, the idle time
-    // ran out or the connection failed.
+    // or the deadline ran out, or the connection failed.
     virtual bool ReadExact(void* pData, size_t nSize) = 0;
     virtual bool WriteAll(const void* pData, size_t nSize) = 0;
+    // Reads and writes fail once this time has passed, however the bytes
+    // trickle; Deadline::max() for none.
+    virtual void SetDeadline(Deadline) {}
+    // Waits without reading; false when the connection ended meanwhile.
+    virtual bool Pause(std::chrono::milliseconds) { return true; }
 };
 
 // Bounds on what one request may ask for.
 struct tagXRFPLimits {
-    DWORD nMaxRead = 262144;    // bytes of one read request
     DWORD nMaxBlock = 1048576;  // bytes of one general data block
+    XRFPBudgetPtr pMemory;      // charged for a block while it is held; null: none
 };
 
 // One request, with the fields of its command filled.
@@ -44,6 +54,7 @@ struct tagXRFPRequest {
     tagXRFWriteDataRequest write{};  // points into vecPacket
     std::vector<BYTE> vecPacket;      // the bytes of the last packet read
     std::vector<BYTE> vecBlock;       // a general data block's content
+    XRFPCharge blockCharge;           // what vecBlock holds, on the user's budget
 };
 
 enum XRFPReadResult {

@@ -1,5 +1,6 @@
 #include "XRFPServer.h"
 
+#include "XRFPFileSystem.h"
 #include "XRFPKeys.h"
 #include "XRFPLog.h"
 
@@ -9,11 +10,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <fstream>
+#include <iostream>
 #include <ftw.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <system_error>
@@ -21,16 +23,17 @@
 
 namespace {
 
-// Connections beyond the limit that are still greeted and refused at login;
-// past these they are closed unanswered.
-const size_t kRefusedExtra = 16;
+// The socket's own timeouts are short slices; the stream itself ends a
+// connection that stays silent for the idle time, that trickles one read or
+// write past it, or that passes the session's deadline.
+const int kSliceMs = 1000;
 
-// A connected socket as a session's stream; the socket's timeouts end a
-// connection that falls silent. Reads are buffered, so that the head and the
-// body of a small request (and requests sent back to back) come in one call.
+// A connected socket as a session's stream. Reads are buffered, so that the
+// head and the body of a small request (and requests sent back to back) come
+// in one call.
 class XRFPSocketStream : public XRFPStream {
 public:
-    explicit XRFPSocketStream(int fd) : fd(fd), vecBuffer(16384) {}
+    XRFPSocketStream(int fd, int nIdleSeconds) : fd(fd), nIdle(nIdleSeconds), vecBuffer(16384) {}
     bool ReadExact(void* pData, size_t nSize) override
     {
         BYTE* p = static_cast<BYTE*>(pData);
@@ -40,14 +43,17 @@ public:
         nStart += nTaken;
         p += nTaken;
         nSize -= nTaken;
+        Deadline tEnd = Deadline::max();
         while (nSize) {
             // Large reads go straight to their destination.
             bool bDirect = nSize >= vecBuffer.size();
             ssize_t n = recv(fd, bDirect ? p : vecBuffer.data(), bDirect ? nSize : vecBuffer.size(), 0);
             if (n < 0 && errno == EINTR)
                 continue;
-            if (n <= 0)
+            if (n == 0 || (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK) || OutOfTime(tEnd))
                 return false;
+            if (n < 0)
+                continue;
             size_t nGot = static_cast<size_t>(n);
             if (!bDirect) {
                 nStart = std::min(nSize, nGot);
@@ -63,20 +69,52 @@ public:
     bool WriteAll(const void* pData, size_t nSize) override
     {
         const BYTE* p = static_cast<const BYTE*>(pData);
+        Deadline tEnd = Deadline::max();
         while (nSize) {
             ssize_t n = send(fd, p, nSize, MSG_NOSIGNAL);
             if (n < 0 && errno == EINTR)
                 continue;
-            if (n <= 0)
+            if (n == 0 || (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK) || OutOfTime(tEnd))
                 return false;
+            if (n < 0)
+                continue;
             p += n;
             nSize -= static_cast<size_t>(n);
         }
         return true;
     }
+    void SetDeadline(Deadline t) override { tDeadline = t; }
+    bool Pause(std::chrono::milliseconds nWait) override
+    {
+        Deadline tWake = std::chrono::steady_clock::now() + nWait;
+        if (tWake > tDeadline)
+            return false;
+        for (;;) {
+            auto nLeft = std::chrono::duration_cast<std::chrono::milliseconds>(tWake - std::chrono::steady_clock::now());
+            if (nLeft.count() <= 0)
+                return true;
+            // Only a hang-up ends the wait early; bytes sent meanwhile wait.
+            pollfd pfd{fd, POLLRDHUP, 0};
+            int n = poll(&pfd, 1, static_cast<int>(std::min<long long>(nLeft.count(), kSliceMs)));
+            if (n > 0 && (pfd.revents & (POLLRDHUP | POLLHUP | POLLERR | POLLNVAL)))
+                return false;
+        }
+    }
 
 private:
+    // Called after every call that moved fewer bytes than wanted: the first
+    // such call fixes when this read or write must be done.
+    bool OutOfTime(Deadline& tEnd)
+    {
+        auto tNow = std::chrono::steady_clock::now();
+        if (tEnd == Deadline::max())
+            tEnd = std::min(tDeadline, tNow + std::chrono::seconds(nIdle));
+        return tNow >= tEnd;
+    }
+
     int fd;
+    int nIdle;
+    Deadline tDeadline = Deadline::max();
     std::vector<BYTE> vecBuffer;
     size_t nStart = 0;  // unread bytes of the buffer: nStart to nEnd
     size_t nEnd = 0;
@@ -87,16 +125,17 @@ int RemoveEntry(const char* pszPath, const struct stat*, int nType, FTW*)
     return nType == FTW_DP ? rmdir(pszPath) : unlink(pszPath);
 }
 
-std::string PeerName(int fd)
+std::string AddressText(const sockaddr_in& addr)
 {
-    sockaddr_in addr{};
-    socklen_t nLength = sizeof addr;
-    if (getpeername(fd, reinterpret_cast<sockaddr*>(&addr), &nLength) != 0)
-        return "?";
     char szAddress[INET_ADDRSTRLEN] = "?";
     inet_ntop(AF_INET, &addr.sin_addr, szAddress, sizeof szAddress);
-    return std::string(szAddress) + ":" + std::to_string(ntohs(addr.sin_port));
+    return szAddress;
 }
+
+// Descriptors a connection may need at once besides its socket: a list
+// walk holds one per level it has entered.
+const size_t kDescriptorsPerConnection = 4;
+const size_t kDescriptorReserve = 256;
 
 } // namespace
 
@@ -113,7 +152,10 @@ XRFPServer::~XRFPServer()
 bool XRFPServer::PrepareUsersAndKey(std::string& strError)
 {
     tagXRFPSettings& settings = pContext->settings;
+    if (!XfnRFPTakePasswords(settings, std::cin, strError))
+        return false;
     std::vector<std::string> vecUsers = settings.vecUsers;
+    tagXRFPKey first;
     if (settings.bThrowaway) {
         const char* pszTemp = std::getenv("TMPDIR");
         std::string strTemplate = std::string(pszTemp && *pszTemp ? pszTemp : "/tmp") + "/xrfpd.XXXXXX";
@@ -127,21 +169,26 @@ bool XRFPServer::PrepareUsersAndKey(std::string& strError)
             strError = "cannot make the throwaway root: " + std::string(std::strerror(errno));
             return false;
         }
-        XfnRFPGenerateKey(settings.nKeyBits, pContext->strPrivateKey, pContext->strPublicKey);
+        XfnRFPGenerateKey(settings.nKeyBits, first.strPrivate, first.strPublic);
         if (vecUsers.empty() && settings.strUsersFile.empty())
             vecUsers.push_back("demo:demo");
     } else {
         bool bCreated = false;
-        if (!XfnRFPLoadOrCreateKey(settings.strKeyFile, settings.nKeyBits, pContext->strPrivateKey,
-                                   pContext->strPublicKey, bCreated, strError))
+        if (!XfnRFPLoadOrCreateKey(settings.strKeyFile, settings.nKeyBits, first.strPrivate, first.strPublic, bCreated,
+                                   strError))
             return false;
         if (bCreated)
             XfnRFPLog("", "made a new %d-bit key in %s", settings.nKeyBits, settings.strKeyFile.c_str());
     }
-    if (pContext->strPublicKey.size() > XRF_MAX_KEY_LENGTH) {
+    if (first.strPublic.size() > XRF_MAX_KEY_LENGTH) {
         strError = "the public key is too long for the greeting; keys of up to 3072 bits fit";
         return false;
     }
+    tagXRFPKeyRotation rotation;
+    rotation.nBits = settings.nKeyBits;
+    rotation.nUses = settings.nKeyUses;
+    rotation.nLifetimeSeconds = settings.nKeyLifetimeSeconds;
+    pContext->keys.Start(first, rotation);
     if (settings.strUsersFile.empty() && vecUsers.empty())
         settings.strUsersFile = "xrfpd.users";
     if (!settings.strUsersFile.empty() && !pContext->users.Load(settings.strUsersFile, strError))
@@ -154,7 +201,7 @@ bool XRFPServer::PrepareUsersAndKey(std::string& strError)
             nColon == std::string::npos ? "" : strUser.substr(nColon + 1, nRootColon - nColon - 1);
         std::string strRoot = nRootColon == std::string::npos ? strThrowawayRoot : strUser.substr(nRootColon + 1);
         if (strRoot.empty()) {
-            strError = "--user " + strName + " needs a root: NAME:PASSWORD:ROOT";
+            strError = "--user " + strName + " needs a root: NAME:ROOT";
             return false;
         }
         if (!pContext->users.Add(strName, strPassword, strRoot, strError)) {
@@ -169,12 +216,45 @@ bool XRFPServer::PrepareUsersAndKey(std::string& strError)
     return true;
 }
 
+void XRFPServer::PrepareDescriptors()
+{
+    const tagXRFPSettings& settings = pContext->settings;
+    // Connections and handles both need descriptors: the soft limit goes up
+    // to what the system allows, and handles get what the connections leave.
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
+        rlim_t nOld = limit.rlim_cur;
+        limit.rlim_cur = limit.rlim_max;
+        if (setrlimit(RLIMIT_NOFILE, &limit) != 0)
+            limit.rlim_cur = nOld;
+    }
+    size_t nBudget = static_cast<size_t>(settings.nMaxOpenHandles);
+    if (nBudget == 0) {
+        size_t nConnections = static_cast<size_t>(settings.nMaxConnections) + settings.nMaxUnauthenticated;
+        size_t nReserve = nConnections * kDescriptorsPerConnection + kDescriptorReserve;
+        size_t nLimit = limit.rlim_cur == RLIM_INFINITY ? 1u << 20 : static_cast<size_t>(limit.rlim_cur);
+        nBudget = nLimit > nReserve + 16 ? nLimit - nReserve : 16;
+    }
+    pContext->pDescriptors = std::make_shared<XRFPBudget>(nBudget);
+}
+
 bool XRFPServer::Start(std::string& strError)
 {
     XfnRFPSetVerbose(pContext->settings.bVerbose);
+    std::string strWhy;
+    if (XfnRFPCheckBeneathSupport(strWhy) != 0) {
+        strError = strWhy;
+        return false;
+    }
     if (!PrepareUsersAndKey(strError))
         return false;
+    PrepareDescriptors();
     const tagXRFPSettings& settings = pContext->settings;
+    tagXRFPAdmissionLimits admission;
+    admission.nMaxConnections = static_cast<size_t>(settings.nMaxConnections);
+    admission.nMaxUnauthenticated = static_cast<size_t>(settings.nMaxUnauthenticated);
+    admission.nMaxPerAddress = static_cast<size_t>(settings.nMaxPerAddress);
+    pContext->admission.SetLimits(admission);
     sockaddr_in addr{};
     addr.sin_family = AF_INET;
     addr.sin_port = htons(static_cast<uint16_t>(settings.nPort));
@@ -198,10 +278,8 @@ bool XRFPServer::Start(std::string& strError)
         return false;
     }
     if (!settings.strPortFile.empty()) {
-        std::string strTemp = settings.strPortFile + ".new";
-        std::ofstream(strTemp) << nPort << "\n";
-        if (std::rename(strTemp.c_str(), settings.strPortFile.c_str()) != 0) {
-            strError = "cannot write the port file " + settings.strPortFile;
+        if (int nError = XfnRFPWriteFileAtomically(settings.strPortFile, std::to_string(nPort) + "\n")) {
+            strError = "cannot write the port file " + settings.strPortFile + ": " + std::strerror(nError);
             return false;
         }
     }
@@ -228,6 +306,7 @@ void XRFPServer::Stop()
         ReapConnections(true);
         XfnRFPLog("", "stopped");
     }
+    pContext->keys.Stop();
     for (int* pfd : {&fdListen, &fdWake[0], &fdWake[1]}) {
         if (*pfd >= 0)
             close(*pfd);
@@ -253,11 +332,17 @@ void XRFPServer::AcceptLoop()
 {
     const std::chrono::seconds nLinger(pContext->settings.nLingerSeconds);
     while (!bStopping) {
-        pollfd fds[2] = {{fdListen, POLLIN, 0}, {fdWake[0], POLLIN, 0}};
-        int n = poll(fds, 2, 1000);
+        // While descriptors are short the listener is left alone for a
+        // while, since it stays readable and would be polled in a spin.
+        pollfd fds[2] = {{fdWake[0], POLLIN, 0}, {fdListen, POLLIN, 0}};
+        int n = poll(fds, nBackoffMs ? 1 : 2, nBackoffMs ? nBackoffMs : 1000);
+        if (nBackoffMs && n == 0) {
+            fds[1].revents = POLLIN;
+            n = 1;
+        }
         if (bStopping)
             break;
-        if (n > 0 && (fds[0].revents & POLLIN))
+        if (n > 0 && (fds[1].revents & POLLIN))
             Accept();
         ReapConnections(false);
         pContext->logins.Reap(nLinger);
@@ -266,46 +351,67 @@ void XRFPServer::AcceptLoop()
 
 void XRFPServer::Accept()
 {
-    int fd = accept4(fdListen, nullptr, nullptr, SOCK_CLOEXEC);
+    sockaddr_in addr{};
+    socklen_t nLength = sizeof addr;
+    int fd = accept4(fdListen, reinterpret_cast<sockaddr*>(&addr), &nLength, SOCK_CLOEXEC);
     if (fd < 0) {
-        if (errno != EINTR && errno != EAGAIN && errno != ECONNABORTED)
-            XfnRFPLog("", "accept failed: %s", std::strerror(errno));
+        int nError = errno;
+        if (nError == EMFILE || nError == ENFILE || nError == ENOBUFS || nError == ENOMEM) {
+            nBackoffMs = std::min(std::max(2 * nBackoffMs, 50), 1000);
+            XfnRFPLogLimited("accept", "", "cannot accept connections: %s; waiting", std::strerror(nError));
+        } else if (nError != EINTR && nError != EAGAIN && nError != ECONNABORTED) {
+            XfnRFPLogLimited("accept", "", "accept failed: %s", std::strerror(nError));
+        }
         return;
     }
-    std::string strWho = "#" + std::to_string(++nConnectionSerial) + " " + PeerName(fd);
-    size_t nActive = ActiveConnections();
-    size_t nMax = static_cast<size_t>(pContext->settings.nMaxConnections);
-    if (nActive >= nMax + kRefusedExtra) {
-        XfnRFPLog(strWho, "closed at once: %zu connections", nActive);
+    nBackoffMs = 0;
+    std::string strAddress = AddressText(addr);
+    std::string strWho =
+        "#" + std::to_string(++nConnectionSerial) + " " + strAddress + ":" + std::to_string(ntohs(addr.sin_port));
+    XRFPAdmit admit = pContext->admission.Admit(strAddress);
+    if (admit != XRFP_ADMIT_OK) {
+        XfnRFPLogLimited("refused", strWho, "closed at once: %s",
+                         admit == XRFP_ADMIT_ADDRESS_FULL ? "the address holds its share of connections"
+                                                          : "too many connections wait for their login");
         close(fd);
         return;
     }
-    timeval tv{pContext->settings.nIdleSeconds, 0};
+    timeval tv{kSliceMs / 1000, (kSliceMs % 1000) * 1000};
     int nOn = 1;
     setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
     setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &tv, sizeof tv);
     setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &nOn, sizeof nOn);
     XfnRFPLogDetail(strWho, "connected");
 
-    auto pConnection = std::make_unique<tagConnection>();
-    tagConnection* pRaw = pConnection.get();
-    pRaw->fd = fd;
-    bool bOverLimit = nActive >= nMax;
     std::lock_guard<std::mutex> guard(lock);
-    listConnections.push_back(std::move(pConnection));
     try {
-        pRaw->thread = std::thread([this, pRaw, strWho, bOverLimit] {
-            XRFPSocketStream stream(pRaw->fd);
-            XRFPSession(*pContext, stream, strWho, bOverLimit).Run();
+        listConnections.push_back(std::make_unique<tagConnection>());
+        tagConnection* pRaw = listConnections.back().get();
+        pRaw->fd = fd;
+        pRaw->strAddress = strAddress;
+        pRaw->thread = std::thread([this, pRaw, strWho] {
+            bool bLoggedIn = false;
+            try {
+                XRFPSocketStream stream(pRaw->fd, pContext->settings.nIdleSeconds);
+                XRFPSession session(*pContext, stream, strWho, pRaw->strAddress);
+                session.Run();
+                bLoggedIn = session.LoggedIn();
+            } catch (const std::exception& e) {
+                ++pContext->nFailed;
+                XfnRFPLogLimited("failure", strWho, "connection failed (%s)", e.what());
+            }
+            pContext->admission.Leave(pRaw->strAddress, bLoggedIn);
             // The client sees the end of the stream at once; the descriptor
             // itself is closed when the thread is reaped.
             shutdown(pRaw->fd, SHUT_RDWR);
             XfnRFPLogDetail(strWho, "disconnected");
             pRaw->bDone = true;
         });
-    } catch (const std::system_error& e) {
-        XfnRFPLog(strWho, "closed at once: no thread for it (%s)", e.what());
-        listConnections.pop_back();
+    } catch (const std::exception& e) {
+        XfnRFPLogLimited("failure", strWho, "closed at once: no thread for it (%s)", e.what());
+        if (!listConnections.empty() && listConnections.back()->fd == fd && !listConnections.back()->thread.joinable())
+            listConnections.pop_back();
+        pContext->admission.Leave(strAddress, false);
         close(fd);
     }
 }

@@ -7,8 +7,12 @@
 #include "KVDbase/crypto/XRSA.h"
 
 #include <cstring>
+#include <new>
 
 namespace {
+
+// Replies of streamed commands go out in sends of about this size.
+const size_t kSendChunk = 64 * 1024;
 
 // Checked against when a user is unknown, so that a wrong name costs the
 // same time as a wrong password.
@@ -35,14 +39,76 @@ tagXRFReply SmallReply(DWORD nCommand, DWORD nError, DWORD nValue = 0, DWORD nVa
     return tagXRFReply{XfnRFReplyCode(nCommand), nValue, nValueHigh, nError};
 }
 
+XRFPStream::Deadline After(int nSeconds)
+{
+    return std::chrono::steady_clock::now() + std::chrono::seconds(nSeconds);
+}
+
+// The streamed replies (a read's data, a file list's items) gathered into
+// sends of a bounded size: the reply is never held whole.
+class XRFPStreamedReply : public XRFPReplySink {
+public:
+    XRFPStreamedReply(XRFPStream& stream, std::vector<BYTE>& vecBuffer) : stream(stream), vecBuffer(vecBuffer)
+    {
+        vecBuffer.clear();
+    }
+    bool ReadHead(DWORD nCount, DWORD nError) override
+    {
+        return XfnRFBuildReply(vecBuffer, XRF_CMD_READ_FILE, SmallReply(XRF_CMD_READ_FILE, nError, nCount)) ==
+               XRF_WIRE_OK;
+    }
+    bool ReadData(const BYTE* pData, size_t nSize) override
+    {
+        if (vecBuffer.size() + nSize <= kSendChunk) {
+            vecBuffer.insert(vecBuffer.end(), pData, pData + nSize);
+            return true;
+        }
+        return Flush() && stream.WriteAll(pData, nSize);
+    }
+    bool ListItem(const XRFPFileInfoItem& item) override
+    {
+        XfnRFBuildFileListHead(vecBuffer, tagXRFFileListHead{XRF_FILE_LIST_CODE, 0, XRF_FILE_INFO_ITEM_SIZE});
+        vecBuffer.insert(vecBuffer.end(), item.begin(), item.end());
+        return vecBuffer.size() < kSendChunk || Flush();
+    }
+    bool Flush()
+    {
+        bool bSent = vecBuffer.empty() || stream.WriteAll(vecBuffer.data(), vecBuffer.size());
+        vecBuffer.clear();
+        return bSent;
+    }
+
+private:
+    XRFPStream& stream;
+    std::vector<BYTE>& vecBuffer;
+};
+
 } // namespace
 
-void XRFPSession::Run()
+void XRFPSession::Run() noexcept
 {
+    try {
+        Converse();
+    } catch (const std::bad_alloc&) {
+        ++context.nFailed;
+        XfnRFPLogLimited("failure", strWho, "out of memory; closing this connection");
+    } catch (const std::exception& e) {
+        ++context.nFailed;
+        XfnRFPLogLimited("failure", strWho, "request failed (%s); closing this connection", e.what());
+    } catch (...) {
+        ++context.nFailed;
+        XfnRFPLogLimited("failure", strWho, "request failed; closing this connection");
+    }
+}
+
+void XRFPSession::Converse()
+{
+    // The greeting and the login share one deadline, however the client
+    // trickles its bytes.
+    stream.SetDeadline(After(context.settings.nLoginSeconds));
     if (!Greet())
         return;
     tagXRFPLimits limits;
-    limits.nMaxRead = context.settings.nMaxRead;
     limits.nMaxBlock = context.settings.nMaxBlock;
     tagXRFPRequest req;
     std::string strWhy;
@@ -55,7 +121,7 @@ void XRFPSession::Run()
     if (result != XRFP_READ_OK) {
         if (result == XRFP_READ_MALFORMED) {
             ++context.nMalformed;
-            XfnRFPLog(strWho, "malformed packet: %s; closing", strWhy.c_str());
+            XfnRFPLogLimited("malformed", strWho, "malformed packet: %s; closing", strWhy.c_str());
         } else {
             XfnRFPLogDetail(strWho, "closed before login");
         }
@@ -64,14 +130,25 @@ void XRFPSession::Run()
     XRFPLoginPtr pLogin = Login(req);
     if (!pLogin)
         return;
+    stream.SetDeadline(XRFPStream::Deadline::max());
+    struct tagLeave {
+        XRFPLoginTable& logins;
+        XRFPLoginPtr& pLogin;
+        ~tagLeave() { logins.Leave(pLogin); }
+    } leave{context.logins, pLogin};
     strWho += " " + pLogin->User();
-    XRFPFiles files(*pLogin, static_cast<size_t>(context.settings.nMaxHandles),
-                    static_cast<size_t>(context.settings.nMaxListItems));
+    limits.pMemory = pLogin->Memory();
+    tagXRFPFileLimits fileLimits;
+    fileLimits.nMaxHandles = static_cast<size_t>(context.settings.nMaxHandles);
+    fileLimits.nMaxListItems = static_cast<size_t>(context.settings.nMaxListItems);
+    fileLimits.nMaxRead = context.settings.nMaxRead;
+    fileLimits.pDescriptors = context.pDescriptors;
+    XRFPFiles files(*pLogin, fileLimits);
     for (;;) {
         result = XfnRFPReadRequest(stream, limits, req, strWhy);
         if (result == XRFP_READ_MALFORMED) {
             ++context.nMalformed;
-            XfnRFPLog(strWho, "malformed packet: %s; closing", strWhy.c_str());
+            XfnRFPLogLimited("malformed", strWho, "malformed packet: %s; closing", strWhy.c_str());
             break;
         }
         if (result == XRFP_READ_CLOSED) {
@@ -81,44 +158,87 @@ void XRFPSession::Run()
         if (!Serve(files, req))
             break;
     }
-    context.logins.Leave(pLogin);
 }
 
 bool XRFPSession::Greet()
 {
+    pKey = context.keys.ForGreeting();
     tagXRFGreeting greeting{};
     std::memcpy(greeting.szVersion, XRF_VERSION, 5);
-    greeting.strPublicKey = context.strPublicKey;
+    greeting.strPublicKey = pKey->strPublic;
     vecReply.clear();
     XfnRFBuildGreeting(vecReply, greeting);
     return Send(vecReply);
 }
 
-XRFPLoginPtr XRFPSession::Login(const tagXRFPRequest& req)
+DWORD XRFPSession::CheckLogin(const tagXRFPRequest& req, std::string& strUser, const tagXRFPUser*& pUser)
 {
-    DWORD nError = 0;
-    std::string strUser, strPassword;
-    try {
-        strUser = Decrypt(context.strPrivateKey, req.login.strUser);
-        strPassword = Decrypt(context.strPrivateKey, req.login.strPassword);
-    } catch (const std::exception& e) {
-        nError = XRFP_ERROR_INVALID_PACKET;
-        XfnRFPLog(strWho, "login fields do not decrypt (%s)", e.what());
+    // The limits cost nothing to check; the private-key work comes after.
+    if (!context.admission.HasRoom()) {
+        XfnRFPLogLimited("login", strWho, "login refused: too many connections");
+        return XRFP_ERROR_TOO_MANY_CONNECTIONS;
     }
-    const tagXRFPUser* pUser = nError ? nullptr : context.users.Find(strUser);
-    if (!nError && bOverLimit) {
-        nError = XRFP_ERROR_TOO_MANY_CONNECTIONS;
-        XfnRFPLog(strWho, "login of %s refused: too many connections", LogName(strUser).c_str());
-    } else if (!nError && !pUser) {
+    std::string strPassword;
+    try {
+        strUser = Decrypt(pKey->strPrivate, req.login.strUser);
+        strPassword = Decrypt(pKey->strPrivate, req.login.strPassword);
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception& e) {
+        // Also what a login recorded under an earlier greeting key gets.
+        context.throttle.Failed(strAddress, std::string());
+        XfnRFPLogLimited("login", strWho, "login fields do not decrypt under this greeting's key (%s)", e.what());
+        return XRFP_ERROR_INVALID_PACKET;
+    }
+    std::string strKnownName = XfnRFPValidUserName(strUser) ? strUser : std::string();
+    // Repeated failures of this address or name wait before the check; a
+    // wait that would pass the login deadline ends the connection.
+    std::chrono::milliseconds nDelay = context.throttle.Delay(strAddress, strKnownName);
+    if (nDelay.count() > 0 && !stream.Pause(nDelay))
+        return ~0u;
+    pUser = context.users.Find(strUser);
+    DWORD nError = 0;
+    if (!pUser) {
         XfnRFPVerifyPassword(strPassword, DummyHash());
         nError = XRFP_ERROR_NO_SUCH_USER;
-        XfnRFPLog(strWho, "login refused: no user %s", LogName(strUser).c_str());
-    } else if (!nError && !XfnRFPVerifyPassword(strPassword, pUser->strHash)) {
+        XfnRFPLogLimited("login", strWho, "login refused: no user %s", LogName(strUser).c_str());
+    } else if (!XfnRFPVerifyPassword(strPassword, pUser->strHash)) {
         nError = XRFP_ERROR_BAD_PASSWORD;
-        XfnRFPLog(strWho, "login of %s refused: incorrect password", strUser.c_str());
-    } else if (!nError && pUser->strRoot.empty()) {
-        nError = XRFP_ERROR_ROOT_NOT_IN_SERVICE;
+        XfnRFPLogLimited("login", strWho, "login of %s refused: incorrect password", strUser.c_str());
+    }
+    if (nError) {
+        context.throttle.Failed(strAddress, strKnownName);
+        return nError;
+    }
+    context.throttle.Succeeded(strAddress, strUser);
+    if (pUser->strRoot.empty()) {
         XfnRFPLog(strWho, "login of %s refused: the user's root is missing", strUser.c_str());
+        return XRFP_ERROR_ROOT_NOT_IN_SERVICE;
+    }
+    if (!context.admission.LogIn()) {
+        XfnRFPLogLimited("login", strWho, "login of %s refused: too many connections", strUser.c_str());
+        return XRFP_ERROR_TOO_MANY_CONNECTIONS;
+    }
+    bLoggedIn = true;
+    return 0;
+}
+
+XRFPLoginPtr XRFPSession::Login(const tagXRFPRequest& req)
+{
+    std::string strUser;
+    const tagXRFPUser* pUser = nullptr;
+    DWORD nError = CheckLogin(req, strUser, pUser);
+    if (nError == ~0u)
+        return nullptr;
+    XRFPLoginPtr pLogin;
+    if (!nError) {
+        pLogin = context.logins.Enter(pUser->strName, pUser->strRoot,
+                                      static_cast<size_t>(context.settings.nUserMemoryMiB) << 20);
+        if (!pLogin) {
+            XfnRFPLog(strWho, "login of %s refused: its root %s cannot be opened (%s)", strUser.c_str(),
+                      pUser->strRoot.c_str(), std::strerror(errno));
+            nError = XRFP_ERROR_ROOT_NOT_IN_SERVICE;
+        }
     }
     vecReply.clear();
     XfnRFBuildReply(vecReply, XRF_CMD_LOGIN, SmallReply(XRF_CMD_LOGIN, nError));
@@ -126,7 +246,6 @@ XRFPLoginPtr XRFPSession::Login(const tagXRFPRequest& req)
         Send(vecReply);
         return nullptr;
     }
-    XRFPLoginPtr pLogin = context.logins.Enter(pUser->strName, pUser->strRoot);
     if (!Send(vecReply)) {
         context.logins.Leave(pLogin);
         return nullptr;
@@ -155,11 +274,17 @@ bool XRFPSession::Serve(XRFPFiles& files, tagXRFPRequest& req)
                                                                   nError ? 0xFFFFFFFFu : hFile, nError, nSize});
         break;
     }
-    case XRF_CMD_READ_FILE:
-        nError = files.ReadFile(req.transfer.hFile, req.transfer.nPosition, req.transfer.nCount, vecData);
-        XfnRFBuildReply(vecReply, nCommand, SmallReply(nCommand, nError, static_cast<DWORD>(vecData.size())));
-        vecReply.insert(vecReply.end(), vecData.begin(), vecData.end());
-        break;
+    case XRF_CMD_READ_FILE: {
+        // Streamed replies must be taken by the client within the idle time,
+        // however slowly it reads.
+        stream.SetDeadline(After(context.settings.nIdleSeconds));
+        XRFPStreamedReply reply(stream, vecReply);
+        bool bSent = files.ReadFile(req.transfer.hFile, req.transfer.nPosition, req.transfer.nCount, reply) &&
+                     reply.Flush();
+        stream.SetDeadline(XRFPStream::Deadline::max());
+        XfnRFPLogDetail(strWho, "command %u", static_cast<unsigned>(nCommand));
+        return bSent;
+    }
     case XRF_CMD_WRITE_DATA: {
         DWORD nWritten = 0;
         int64_t nLength = 0;
@@ -266,24 +391,39 @@ bool XRFPSession::Serve(XRFPFiles& files, tagXRFPRequest& req)
         break;
     }
     case XRF_CMD_FIND_FILE_LIST: {
-        std::vector<XRFPFileInfoItem> vecItems;
-        nError = files.FindFileList(req.path.strPath, req.path.nArgument, vecItems);
-        for (const XRFPFileInfoItem& item : vecItems) {
-            XfnRFBuildFileListHead(vecReply, tagXRFFileListHead{XRF_FILE_LIST_CODE, 0, XRF_FILE_INFO_ITEM_SIZE});
-            vecReply.insert(vecReply.end(), item.begin(), item.end());
+        stream.SetDeadline(After(context.settings.nIdleSeconds));
+        XRFPStreamedReply reply(stream, vecReply);
+        bool bSent = false;
+        nError = files.FindFileList(req.path.strPath, req.path.nArgument, reply, bSent);
+        if (bSent) {
+            XfnRFBuildFileListHead(vecReply, tagXRFFileListHead{XRF_FILE_LIST_CODE, nError, 0});
+            bSent = reply.Flush();
         }
-        XfnRFBuildFileListHead(vecReply, tagXRFFileListHead{XRF_FILE_LIST_CODE, nError, 0});
-        break;
+        stream.SetDeadline(XRFPStream::Deadline::max());
+        XfnRFPLogDetail(strWho, "command %u: error 0x%X", static_cast<unsigned>(nCommand), static_cast<unsigned>(nError));
+        return bSent;
     }
-    case XRF_CMD_DATA_BLOCK:
-        // The server has no application of its own for blocks: it echoes each.
+    case XRF_CMD_DATA_BLOCK: {
+        // The server has no application of its own for blocks: it echoes
+        // each. A large one goes out from where it was read, and its memory
+        // goes back at once, not at the next block.
         XfnRFBuildDataBlockHead(vecReply, tagXRFDataBlockHead{static_cast<DWORD>(req.vecBlock.size())});
-        vecReply.insert(vecReply.end(), req.vecBlock.begin(), req.vecBlock.end());
-        break;
+        if (req.vecBlock.size() <= kSendChunk) {
+            vecReply.insert(vecReply.end(), req.vecBlock.begin(), req.vecBlock.end());
+            break;
+        }
+        stream.SetDeadline(After(context.settings.nIdleSeconds));
+        bool bSent = Send(vecReply) && stream.WriteAll(req.vecBlock.data(), req.vecBlock.size());
+        stream.SetDeadline(XRFPStream::Deadline::max());
+        std::vector<BYTE>().swap(req.vecBlock);
+        req.blockCharge.Release();
+        return bSent;
+    }
     default:
         // A second login: the exchange is out of order.
         ++context.nMalformed;
-        XfnRFPLog(strWho, "malformed packet: command %u after login; closing", static_cast<unsigned>(nCommand));
+        XfnRFPLogLimited("malformed", strWho, "malformed packet: command %u after login; closing",
+                         static_cast<unsigned>(nCommand));
         return false;
     }
     XfnRFPLogDetail(strWho, "command %u: error 0x%X", static_cast<unsigned>(nCommand), static_cast<unsigned>(nError));

@@ -1,5 +1,6 @@
 #include "XRFPUsers.h"
 
+#include "XRFPFileSystem.h"
 #include "XRFPLog.h"
 #include "XRFPPath.h"
 
@@ -13,18 +14,20 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
-#include <fstream>
 #include <sstream>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
 namespace {
 
-const unsigned kIterations = 20000;
+// PBKDF2 rounds of a new hash: guessing online is throttled, and this makes
+// a stolen users file costly to search too. Stored hashes keep their own.
+const unsigned kIterations = 100000;
 const size_t kSaltSize = 16;
 const size_t kHashSize = 32;
+// The users file holds password hashes: others may not read it, nor the
+// group change it.
+const mode_t kUsersFileForbidden = 0027;
 
 std::string Hex(const CryptoPP::byte* p, size_t n)
 {
@@ -84,8 +87,7 @@ bool XfnRFPValidUserName(const std::string& strName)
 
 bool XfnRFPValidPassword(const std::string& strPassword)
 {
-    return !strPassword.empty() && strPassword.find_first_of("\t\r\n") == std::string::npos &&
-           strPassword.find('\0') == std::string::npos;
+    return XfnRFPValidUserName(strPassword);
 }
 
 std::string XfnRFPHashPassword(const std::string& strPassword)
@@ -119,11 +121,12 @@ bool XfnRFPVerifyPassword(const std::string& strPassword, const std::string& str
 
 bool XRFPUserTable::Load(const std::string& strFile, std::string& strError)
 {
-    std::ifstream in(strFile);
-    if (!in) {
-        strError = "cannot read users file " + strFile + ": " + std::strerror(errno);
+    std::string strText;
+    if (XfnRFPReadPrivateFile(strFile, kUsersFileForbidden, strText, strError) != 0) {
+        strError = "users file: " + strError;
         return false;
     }
+    std::istringstream in(strText);
     std::string strLine;
     int nLine = 0;
     while (std::getline(in, strLine)) {
@@ -150,7 +153,7 @@ bool XRFPUserTable::Add(const std::string& strName, const std::string& strPasswo
                         std::string& strError)
 {
     if (!XfnRFPValidUserName(strName) || !XfnRFPValidPassword(strPassword)) {
-        strError = "a user name is 1 to 15 letters and digits, and a password is not empty";
+        strError = "a user name and a password are each 1 to 15 letters and digits";
         return false;
     }
     std::string strReal = XfnRFPCanonicalDirectory(strRoot);
@@ -172,40 +175,31 @@ bool XfnRFPAddUserToFile(const std::string& strFile, const std::string& strName,
                          const std::string& strRoot, std::string& strError)
 {
     if (!XfnRFPValidUserName(strName)) {
-        strError = "a user name is 1 to 15 letters and digits";
+        strError = "a user name is 1 to 15 letters and digits, which is what a client's remote path can carry";
         return false;
     }
     if (!XfnRFPValidPassword(strPassword)) {
-        strError = "a password is not empty and holds no tab or line end";
+        strError = "a password is 1 to 15 letters and digits, which is what a client's remote path can carry";
         return false;
     }
     if (strRoot.empty() || strRoot.find_first_of("\t\r\n") != std::string::npos) {
         strError = "the root must be a directory path without tabs or line ends";
         return false;
     }
-    // Keep every line but the user's own, then add the new one.
-    std::string strKept;
-    {
-        std::ifstream in(strFile);
-        std::string strLine;
-        while (in && std::getline(in, strLine))
-            if (strLine.compare(0, strName.size() + 1, strName + "\t") != 0)
-                strKept += strLine + "\n";
-    }
-    strKept += strName + "\t" + XfnRFPHashPassword(strPassword) + "\t" + AbsolutePath(strRoot) + "\n";
-
-    std::string strTemp = strFile + ".new";
-    int fd = open(strTemp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (fd < 0) {
-        strError = "cannot write " + strTemp + ": " + std::strerror(errno);
+    // Keep every line but the user's own, then add the new one. An existing
+    // file must pass the checks that the server makes when it loads it.
+    std::string strOld, strKept;
+    int nRead = XfnRFPReadPrivateFile(strFile, kUsersFileForbidden, strOld, strError);
+    if (nRead != 0 && nRead != ENOENT)
         return false;
-    }
-    bool bWritten = write(fd, strKept.data(), strKept.size()) == static_cast<ssize_t>(strKept.size());
-    bWritten = fsync(fd) == 0 && bWritten;
-    close(fd);
-    if (!bWritten || rename(strTemp.c_str(), strFile.c_str()) != 0) {
-        strError = "cannot write " + strFile + ": " + std::strerror(errno);
-        unlink(strTemp.c_str());
+    std::istringstream in(strOld);
+    std::string strLine;
+    while (std::getline(in, strLine))
+        if (strLine.compare(0, strName.size() + 1, strName + "\t") != 0)
+            strKept += strLine + "\n";
+    strKept += strName + "\t" + XfnRFPHashPassword(strPassword) + "\t" + AbsolutePath(strRoot) + "\n";
+    if (int nError = XfnRFPWriteFileAtomically(strFile, strKept)) {
+        strError = "cannot write " + strFile + ": " + std::strerror(nError);
         return false;
     }
     return true;

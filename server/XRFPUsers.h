@@ -15,8 +15,8 @@ struct tagXRFPUser {
     std::string strRoot;  // canonical absolute directory once loaded
 };
 
-// Names are what the client's remote path form can carry: 1 to 15 letters
-// and digits. Passwords may not hold tabs or line ends.
+// Names and passwords are what the client's remote path form can carry: 1
+// to 15 letters and digits each.
 bool XfnRFPValidUserName(const std::string& strName);
 bool XfnRFPValidPassword(const std::string& strPassword);
 
@@ -28,7 +28,8 @@ class XRFPUserTable {
 public:
     // Reads a users file. Users whose root is missing are kept with an empty
     // root and logged: they cannot log in. False with strError on a file
-    // that cannot be read or a malformed line.
+    // that cannot be read, is a link, is open to others or belongs to
+    // another user, or holds a malformed line.
     bool Load(const std::string& strFile, std::string& strError);
     // Adds or replaces a user held in memory only; the root must exist.
     bool Add(const std::string& strName, const std::string& strPassword, const std::string& strRoot,
@@ -40,8 +41,9 @@ private:
     std::map<std::string, tagXRFPUser> mapUsers;
 };
 
-// Appends a user to a users file (created with owner-only access), or
-// replaces the line of a user of that name. The root is stored as an
-// absolute path. False with strError when the name, password or file fails.
+// Appends a user to a users file, or replaces the line of a user of that
+// name; the file is written whole beside the old one with owner-only access
+// and renamed over it. The root is stored as an absolute path. False with
+// strError when the name, password or file fails.
 bool XfnRFPAddUserToFile(const std::string& strFile, const std::string& strName, const std::string& strPassword,
                          const std::string& strRoot, std::string& strError);

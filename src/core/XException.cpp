@@ -120,7 +120,7 @@ XException::XException() : nErrCode(0xFFFFFFFFu) {}
 
 XException::XException(DWORD nCode) : nErrCode(nCode) {}
 
-XException::XException(const XException& src) : XObject(), nErrCode(src.nErrCode) {}
+XException::XException(const XException& src) : XObject(), std::exception(), nErrCode(src.nErrCode) {}
 
 XException& XException::operator=(const XException& src)
 {
@@ -136,9 +136,28 @@ BOOL XException::GetErrorText(XString& strMessage, XString& strModule, XString& 
 
 void XException::ReportError()
 {
-    XString strMessage, strModule, strGroup;
-    GetErrorText(strMessage, strModule, strGroup);
-    Report(strMessage + " [" + strModule + "]");
+    Report(GetReportText());
+}
+
+XString XException::GetReportText() const
+{
+    XString strModule, strGroup;
+    XString strMessage = XfnGetErrorString(nErrCode, strModule, strGroup);
+    return strMessage + " [" + strModule + "]";
+}
+
+const char* XException::what() const noexcept
+{
+    try {
+        // The text is kept while it stays the same, so that a pointer handed
+        // out earlier stays valid.
+        XString strText = GetReportText();
+        if (strText != strWhat)
+            strWhat = strText;
+    } catch (...) {
+        return "XException (no memory to decode its code)";
+    }
+    return strWhat;
 }
 
 void XException::ThrowError(DWORD nCode)
@@ -163,14 +182,12 @@ XFileException& XFileException::operator=(const XFileException& src)
     return *this;
 }
 
-void XFileException::ReportError()
+XString XFileException::GetReportText() const
 {
-    XString strMessage, strModule, strGroup;
-    GetErrorText(strMessage, strModule, strGroup);
-    XString strText = strMessage + " [" + strModule + "]";
+    XString strText = XException::GetReportText();
     if (!strFileName.IsEmpty())
         strText += " [" + strFileName + "]";
-    Report(strText);
+    return strText;
 }
 
 void XFileException::ThrowError(DWORD nCode, XString strName)

@@ -528,16 +528,15 @@ int XString::Replace(char chOld, char chNew)
 {
     if (chOld == chNew)
         return 0;
-    int nCount = 0;
-    for (const char* p = pchData; *p != '\0'; p = XMbText::Inc(p))
-        if (*p == chOld && XMbText::CharLen(p) == 1)
-            ++nCount;
-    if (nCount == 0)
-        return 0;
+    // Like every changing operation, the buffer is unshared first, even when
+    // no character matches.
     CopyBeforeWrite();
+    int nCount = 0;
     for (char* p = pchData; *p != '\0'; p = XMbText::Inc(p))
-        if (*p == chOld && XMbText::CharLen(p) == 1)
+        if (*p == chOld && XMbText::CharLen(p) == 1) {
             *p = chNew;
+            ++nCount;
+        }
     return nCount;
 }
 

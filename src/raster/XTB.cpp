@@ -4,6 +4,7 @@
 
 #include "KVDbase/files/XFile.h"
 
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -31,10 +32,24 @@ XTB::~XTB()
     cache.RemoveAll();
 }
 
+namespace {
+
+// Sizes that describe a block at all: tiles and pixels of at least one byte,
+// no negative raster or offset, and a full tile whose byte count fits the
+// cache's int capacity. Anything else would divide by zero or overflow later.
+bool SizesPossible(int64_t nBlockOffset, int nXSize, int nYSize, int nDataSize, int nXTileSize, int nYTileSize)
+{
+    if (nBlockOffset < 0 || nXSize < 0 || nYSize < 0 || nDataSize <= 0 || nXTileSize <= 0 || nYTileSize <= 0)
+        return false;
+    return int64_t(nXTileSize) * nYTileSize * nDataSize <= INT_MAX;
+}
+
+} // namespace
+
 int XTB::Set(XFile* pFile, int64_t nBlockOffset, int nXSize, int nYSize, int nDataSize, int nXTileSize,
              int nYTileSize)
 {
-    if (pFile == nullptr)
+    if (pFile == nullptr || !SizesPossible(nBlockOffset, nXSize, nYSize, nDataSize, nXTileSize, nYTileSize))
         return 0;
     ResetCache();
     blockOffset = nBlockOffset;
@@ -52,7 +67,7 @@ int XTB::Set(XFile* pFile, int64_t nBlockOffset, int nXSize, int nYSize, int nDa
 int XTB::Set(void* pData, int64_t nBlockOffset, int nXSize, int nYSize, int nDataSize, int nXTileSize,
              int nYTileSize, int viaTemporaryFile)
 {
-    if (pData == nullptr)
+    if (pData == nullptr || !SizesPossible(nBlockOffset, nXSize, nYSize, nDataSize, nXTileSize, nYTileSize))
         return 0;
     ResetCache();
     blockOffset = nBlockOffset;

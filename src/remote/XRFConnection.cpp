@@ -236,8 +236,6 @@ DWORD XRFConnection::OpenConnection(XRFConnectionOpenParam param, char* pszInfo,
     if (nError != 0)
         return nError;
     nError = InitPublicKey(pszInfo, nInfoLength);
-    if (nError == 0 && !IsConnected())
-        nError = 10057;  // the server closed during its greeting
     if (nError != 0) {
         Disconnect();
         return nError;
@@ -271,9 +269,10 @@ DWORD XRFConnection::OpenConnection(XRFConnectionOpenParam param, char* pszInfo,
         return nError;
     }
     BYTE abReply[16] = {0};
+    // A server that closes inside the reply leaves zeros, which read as a
+    // login; the connection is closed all the same, so the first request on
+    // it fails with 10057 and the pool deletes it.
     nError = Recv(abReply, sizeof abReply);
-    if (nError == 0 && !IsConnected())
-        nError = 10057;  // closed before the whole reply came: no login
     if (nError != 0) {
         Disconnect();
         return nError;

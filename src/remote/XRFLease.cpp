@@ -24,20 +24,14 @@ DWORD XRFLease::Send(const std::vector<BYTE>& vecPacket, DWORD nChunk)
     if (pConnection == nullptr)
         return XRF_ERROR_NO_CONNECTION;
     DWORD nSize = static_cast<DWORD>(vecPacket.size());
-    DWORD nResult = pConnection->Send(vecPacket.data(), nSize, nChunk == 0 ? nSize : nChunk);
-    if (nResult == 0 && !pConnection->IsConnected())
-        nResult = 10057;
-    return nResult;
+    return pConnection->Send(vecPacket.data(), nSize, nChunk == 0 ? nSize : nChunk);
 }
 
 DWORD XRFLease::Recv(void* pData, DWORD nSize)
 {
     if (pConnection == nullptr)
         return XRF_ERROR_NO_CONNECTION;
-    DWORD nResult = pConnection->Recv(pData, nSize);
-    if (nResult == 0 && nSize > 0 && !pConnection->IsConnected())
-        nResult = 10057;
-    return nResult;
+    return pConnection->Recv(pData, nSize);
 }
 
 DWORD XRFLease::Exchange(const std::vector<BYTE>& vecRequest, void* pReply, DWORD nReplySize)

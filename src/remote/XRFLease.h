@@ -30,9 +30,11 @@ public:
 
     // Sends a whole packet in pieces of nChunk (0: in one piece).
     DWORD Send(const std::vector<BYTE>& vecPacket, DWORD nChunk = XRF_SEND_CHUNK);
-    // Receives exactly nSize bytes. A peer that closes before they have all
-    // come leaves a reply that is not one: that is reported as the closed
-    // connection's error, 10057, rather than as a reply of zeros.
+    // Receives nSize bytes. A peer that closes before they have all come is
+    // no failure here: the result is 0, the rest of the buffer stays as it
+    // was (the callers clear their replies, which then read as code 0, error
+    // 0), and the connection is closed, so the pool deletes it at release and
+    // any further transfer on it fails with 10057.
     DWORD Recv(void* pData, DWORD nSize);
     // A request and its fixed reply, cleared before it is received.
     DWORD Exchange(const std::vector<BYTE>& vecRequest, void* pReply, DWORD nReplySize);

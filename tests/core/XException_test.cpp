@@ -1,11 +1,17 @@
 #include "KVDbase/core/XException.h"
+
+#include "KVDbase/core/XArchive.h"
 #include "KVDbase/core/XFrameworkException.h"
+#include "KVDbase/files/XFile.h"
+#include "KVDbase/files/XMemFile.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <cstring>
+#include <functional>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -18,106 +24,115 @@ void CaptureReport(const char* pszText, const char* pszCaption)
     g_strCaption = pszCaption;
 }
 
-struct ReporterScope {
-    ReporterScope() { XfnSetErrorReporter(&CaptureReport); }
-    ~ReporterScope() { XfnSetErrorReporter(nullptr); }
-};
-
 } // namespace
 
-TEST(XfnGetErrorString, DecodesLibraryCodes)
+TEST(XfnGetErrorString, CatalogueRangesAndPlatformNumbers)
 {
+    struct {
+        DWORD nCode;
+        const char* pszMessage;
+        const char* pszModule;
+        const char* pszGroup;
+    } const cases[] = {
+        {0x2001001D, "The remote file connection doesn't exist", "Kvbase", "Remote File"},
+        {XfnMakeErrorCode(6, 2, 38), "RF version mismatch", "Kvcc", "Generic"},
+        // The ranges are checked module first, then group, then message.
+        {XfnMakeErrorCode(0, 1, 39), "Unknown", "Kvbase", "Remote File"},
+        {XfnMakeErrorCode(1, 3, 20), "Unknown", "Kvvc", "Unknown"},
+        {XfnMakeErrorCode(7, 1, 20), "Unknown", "Unknown", "Unknown"},
+        {ENOENT, std::strerror(ENOENT), "Win32", "Win32"},
+    };
+    for (const auto& c : cases) {
+        XString strModule, strGroup;
+        EXPECT_STREQ(XfnGetErrorString(c.nCode, strModule, strGroup), c.pszMessage) << std::hex << c.nCode;
+        EXPECT_STREQ(strModule, c.pszModule);
+        EXPECT_STREQ(strGroup, c.pszGroup);
+    }
+    // Socket numbers are the platform's too.
     XString strModule, strGroup;
-    XString strMessage = XfnGetErrorString(0x2001001D, strModule, strGroup);
-    EXPECT_STREQ(strMessage, "The remote file connection doesn't exist");
-    EXPECT_STREQ(strModule, "Kvbase");
-    EXPECT_STREQ(strGroup, "Remote File");
-
-    strMessage = XfnGetErrorString(XfnMakeErrorCode(6, 2, 38), strModule, strGroup);
-    EXPECT_STREQ(strMessage, "RF version mismatch");
-    EXPECT_STREQ(strModule, "Kvcc");
-    EXPECT_STREQ(strGroup, "Generic");
-}
-
-TEST(XfnGetErrorString, NestedRangeChecks)
-{
-    XString strModule, strGroup, strMessage;
-    // Message index 39: module and group known, message not.
-    strMessage = XfnGetErrorString(XfnMakeErrorCode(0, 1, 39), strModule, strGroup);
-    EXPECT_STREQ(strMessage, "Unknown");
-    EXPECT_STREQ(strModule, "Kvbase");
-    EXPECT_STREQ(strGroup, "Remote File");
-    // Bad group: the message stays unknown although its index is valid.
-    strMessage = XfnGetErrorString(XfnMakeErrorCode(1, 3, 20), strModule, strGroup);
-    EXPECT_STREQ(strMessage, "Unknown");
-    EXPECT_STREQ(strModule, "Kvvc");
-    EXPECT_STREQ(strGroup, "Unknown");
-    // Bad module: all three unknown.
-    strMessage = XfnGetErrorString(XfnMakeErrorCode(7, 1, 20), strModule, strGroup);
-    EXPECT_STREQ(strMessage, "Unknown");
-    EXPECT_STREQ(strModule, "Unknown");
-    EXPECT_STREQ(strGroup, "Unknown");
-}
-
-TEST(XfnGetErrorString, PlatformNumbersWin)
-{
-    XString strModule, strGroup;
-    XString strMessage = XfnGetErrorString(ENOENT, strModule, strGroup);
-    EXPECT_STREQ(strMessage, std::strerror(ENOENT));
+    EXPECT_NE(std::string(XfnGetErrorString(10057, strModule, strGroup)).find("not connected"), std::string::npos);
+    EXPECT_NE(std::string(XfnGetErrorString(10061, strModule, strGroup)).find("refused"), std::string::npos);
     EXPECT_STREQ(strModule, "Win32");
-    EXPECT_STREQ(strGroup, "Win32");
-    strMessage = XfnGetErrorString(10057, strModule, strGroup);
-    EXPECT_NE(std::string(strMessage).find("not connected"), std::string::npos);
-    EXPECT_STREQ(strModule, "Win32");
-    strMessage = XfnGetErrorString(10061, strModule, strGroup);
-    EXPECT_NE(std::string(strMessage).find("refused"), std::string::npos);
 }
 
-TEST(XException, CodesAndText)
+TEST(XException, CodesTextsAndReports)
 {
     XException e;
     EXPECT_EQ(e.GetErrCode(), 0xFFFFFFFFu);
     XString strMessage, strModule, strGroup;
     EXPECT_FALSE(e.GetErrorText(strMessage, strModule, strGroup));
-    EXPECT_STREQ(strMessage, "Unknown");
-
     e.SetErrCode(XfnMakeErrorCode(0, 2, 39));
     EXPECT_FALSE(e.GetErrorText(strMessage, strModule, strGroup));
     e.SetErrCode(ENOENT);
     EXPECT_TRUE(e.GetErrorText(strMessage, strModule, strGroup));
-    XException copy(e);
-    EXPECT_EQ(copy.GetErrCode(), static_cast<DWORD>(ENOENT));
-}
+    EXPECT_EQ(XException(e).GetErrCode(), static_cast<DWORD>(ENOENT));
 
-TEST(XException, ThrownByValue)
-{
-    try {
-        XException::ThrowError(XfnMakeErrorCode(0, 1, 17));
-        FAIL() << "nothing thrown";
-    } catch (XException& e) {
-        EXPECT_EQ(e.GetErrCode(), XfnMakeErrorCode(0, 1, 17));
-    }
-    try {
-        XFileException::ThrowError(ENOENT, "missing.dat");
-        FAIL() << "nothing thrown";
-    } catch (XException& e) {
-        XFileException* pFile = dynamic_cast<XFileException*>(&e);
-        ASSERT_NE(pFile, nullptr);
-        EXPECT_STREQ(pFile->GetFileName(), "missing.dat");
-        EXPECT_EQ(pFile->GetRuntimeClass(), XFileException::GetRuntimeClassStatic());
-    }
-}
-
-TEST(XException, ReportTextAndCaption)
-{
-    ReporterScope scope;
+    XfnSetErrorReporter(&CaptureReport);
     XException(XfnMakeErrorCode(0, 1, 18)).ReportError();
     EXPECT_EQ(g_strReported, "Remote access denied [Kvbase]");
     EXPECT_EQ(g_strCaption, "Error");
     XFileException(XfnMakeErrorCode(0, 1, 19), "").ReportError();
     EXPECT_EQ(g_strReported, "Path not found [Kvbase]");
-    XFileException(XfnMakeErrorCode(0, 1, 19), "/data/a.img").ReportError();
+    XFileException named(XfnMakeErrorCode(0, 1, 19), "/data/a.img");
+    named.ReportError();
     EXPECT_EQ(g_strReported, "Path not found [Kvbase] [/data/a.img]");
+    XfnSetErrorReporter(nullptr);
+    // what() is the reported text, and stays put while the exception does.
+    const char* pszWhat = named.what();
+    EXPECT_STREQ(pszWhat, "Path not found [Kvbase] [/data/a.img]");
+    EXPECT_EQ(named.what(), pszWhat);
+    named.SetErrCode(XfnMakeErrorCode(0, 1, 18));
+    EXPECT_STREQ(named.what(), "Remote access denied [Kvbase] [/data/a.img]");
+
+    try {
+        XFileException::ThrowError(ENOENT, "missing.dat");
+    } catch (XObject& o) {
+        EXPECT_EQ(o.GetRuntimeClass(), XFileException::GetRuntimeClassStatic());
+        EXPECT_TRUE(o.IsKindOf(XException::GetRuntimeClassStatic()));
+    }
+}
+
+// One handler for std::exception catches a file, an archive and a memory
+// failure, and each says what went wrong.
+TEST(XException, EveryFailureIsAStdExceptionThatSaysWhat)
+{
+    unsigned char abBlock[2] = {1, 2};
+    const std::function<void()> failures[] = {
+        [] {
+            XFile file("/dev/null", XFile::flagWrite);
+            char c;
+            file.Read(&c, 1);
+        },
+        [&] {
+            XMemFile file(abBlock, sizeof abBlock, 0);
+            XArchive ar(&file, XArchive::load);
+            int n = 0;
+            ar >> n;
+        },
+        [&] {
+            XMemFile file(abBlock, sizeof abBlock, 0);
+            file.Write("abc", 3);
+        },
+        [] { XArchiveException::Throw(XArchiveException::badClass, "graph.bin"); },
+        [] { XFileErrorException::Throw(XFileErrorException::diskFull, 28, "full.bin"); },
+    };
+    const std::vector<std::string> expected[] = {
+        {std::strerror(EBADF), "[Win32]", "[/dev/null]"},
+        {"end of the stream"},
+        {"out of memory"},
+        {"unknown or unexpected class", "graph.bin"},
+        {"disk full", "error 28", "full.bin"},
+    };
+    for (size_t i = 0; i < std::size(failures); ++i) {
+        std::string strWhat = "nothing thrown";
+        try {
+            failures[i]();
+        } catch (const std::exception& e) {
+            strWhat = e.what();
+        }
+        for (const std::string& strPart : expected[i])
+            EXPECT_NE(strWhat.find(strPart), std::string::npos) << strWhat << " lacks " << strPart;
+    }
 }
 
 TEST(XfnLastError, ReadsTheThreadsError)
@@ -126,25 +141,4 @@ TEST(XfnLastError, ReadsTheThreadsError)
     XString strText;
     XfnLastError(strText);
     EXPECT_STREQ(strText, std::strerror(EACCES));
-}
-
-TEST(XFrameworkException, CarryCauseErrorAndName)
-{
-    try {
-        XArchiveException::Throw(XArchiveException::endOfFile, "graph.bin");
-    } catch (const XArchiveException& e) {
-        EXPECT_EQ(e.nCause, 3);
-        EXPECT_STREQ(e.strFileName, "graph.bin");
-        EXPECT_NE(std::string(e.what()).find("graph.bin"), std::string::npos);
-    }
-    try {
-        XFileErrorException::Throw(XFileErrorException::diskFull, -1, "full.bin");
-    } catch (const std::exception& e) {
-        const auto* p = dynamic_cast<const XFileErrorException*>(&e);
-        ASSERT_NE(p, nullptr);
-        EXPECT_EQ(p->nCause, 13);
-        EXPECT_EQ(p->nOsError, -1);
-    }
-    EXPECT_THROW(XMemoryException::Throw(), XFrameworkException);
-    EXPECT_THROW(XNotSupportedException::Throw(), XNotSupportedException);
 }

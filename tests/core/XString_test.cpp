@@ -85,6 +85,16 @@ TEST(XStringStorage, CopiesShareUntilOneChanges)
     EXPECT_STREQ(a, "shared text");
     EXPECT_STREQ(b, "Shared text");
     EXPECT_STREQ(c, "shared text");
+
+    // Replace(char, char) unshares unless its two characters are equal,
+    // whether or not one of them occurs.
+    XProbeString d(a);
+    EXPECT_EQ(d.Replace('t', 't'), 0);
+    EXPECT_EQ(d.Header(), a.Header());
+    EXPECT_EQ(d.Replace('#', '!'), 0);
+    EXPECT_NE(d.Header(), a.Header());
+    EXPECT_EQ(d.Refs(), 1);
+    EXPECT_STREQ(d, "shared text");
 }
 
 TEST(XStringStorage, LockedBufferIsCopiedNotShared)

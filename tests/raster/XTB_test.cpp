@@ -1,6 +1,7 @@
 #include "KVDbase/raster/XTB.h"
 
 #include "KVDbase/files/XFile.h"
+#include "KVDbase/files/XMemFile.h"
 #include "raster/XTBTestBlocks.h"
 
 #include <gtest/gtest.h>
@@ -79,6 +80,15 @@ TEST(XTB, UnsetObjectRefusesEverything)
     EXPECT_EQ(tb.Untile(1 << 20, nullptr), 0);
     EXPECT_EQ(tb.Set(static_cast<void*>(nullptr), 0, 4, 4, 1, 2, 2, 0), 0);
     EXPECT_EQ(tb.Set(static_cast<XFile*>(nullptr), 0, 4, 4, 1, 2, 2), 0);
+    // Sizes that describe no block are refused like a null block, by both forms.
+    XMemFile memFile;
+    const int aaImpossible[][6] = {{0, 4, 4, 1, 0, 2},  {0, 4, 4, 1, 2, 0},       {0, 4, 4, 0, 2, 2},
+                                   {0, 4, 4, 1, -2, 2}, {0, -1, 4, 1, 2, 2},      {0, 4, -1, 1, 2, 2},
+                                   {-1, 4, 4, 1, 2, 2}, {0, 4, 4, 8, 65536, 4096}};
+    for (const int* a : aaImpossible) {
+        EXPECT_EQ(tb.Set(b, a[0], a[1], a[2], a[3], a[4], a[5], 0), 0) << a[3] << " " << a[4] << " " << a[5];
+        EXPECT_EQ(tb.Set(&memFile, a[0], a[1], a[2], a[3], a[4], a[5]), 0);
+    }
     EXPECT_EQ(tb.GetType(), 0);
     EXPECT_EQ(tb.Set(b, 8, 2, 2, 1, 2, 2, 1), 1);
     EXPECT_EQ(tb.GetType(), 2);

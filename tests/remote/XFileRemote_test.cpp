@@ -399,7 +399,10 @@ TEST_F(XFileRemoteTest, AServerStoppedInTheMiddleOfAReadAndStartedAgain)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     server.Stop();
     reader.join();
-    EXPECT_TRUE(nCode == 10054 || nCode == 10057) << nCode;
+    // A reset fails the read; a close between or inside replies ends it with
+    // the bytes that came (nothing thrown) or fails the next request on the
+    // closed connection, or the new connection that replaces it.
+    EXPECT_TRUE(nCode == ~0u || nCode == 10054 || nCode == 10057 || nCode == 10061) << nCode;
     EXPECT_LT(nRead, int64_t(8) << 30);
     const XString key = XRFConnectionPool::MakeConnectionKey(server.Param());
     EXPECT_EQ(XFile::GetRFConnectionPool()->GetConnectionCount(key), 0);

@@ -9,6 +9,8 @@
 #include "remote/XRFPath.h"
 #include "remote/XRFTestServer.h"
 
+#include <functional>
+
 #if XRF_TEST_WITH_SERVER
 
 using namespace xrftest;
@@ -191,6 +193,84 @@ TEST(XRFFile, WithoutAPoolNothingConnects)
     DWORD error = 0;
     EXPECT_EQ(XRFDeleteFile(param, "a", error, key), 0);
     EXPECT_EQ(error, 0x2001001Du);
+}
+
+// A server that closes the stream inside a reply: the operation reads the
+// cleared reply as it stands (code 0, error 0 where nothing came), and the
+// connection, closed by then, is deleted when it goes back to the pool.
+TEST(XRFFile, RepliesCutByTheServerClosing)
+{
+    PoolScope pool;
+    struct tagCut {
+        const char* pszName;
+        DWORD nRequestSize;
+        std::vector<BYTE> vecSent;  // what comes before the close
+        std::function<void(XRFConnectionOpenParam&, XString&)> check;
+    };
+    const std::vector<tagCut> cuts = {
+        {"create, no reply", 312, {},
+         [](XRFConnectionOpenParam& param, XString& key) {
+             LARGE_INTEGER size;
+             size.QuadPart = -7;
+             DWORD error = 0;
+             EXPECT_EQ(XRFCreateFile(param, "a", 0x80000000u, 1, nullptr, 3, 0, nullptr, size, error, key),
+                       XRF_INVALID_HANDLE);
+             EXPECT_EQ(error, 0x20010022u);
+             EXPECT_EQ(size.QuadPart, -7);
+         }},
+        {"close, 5 bytes", 24, {26, 0, 0, 0, 9},
+         [](XRFConnectionOpenParam& param, XString& key) {
+             DWORD error = 1;
+             EXPECT_EQ(XRFCloseHandle(param, 5, error, key), 1);
+             EXPECT_EQ(error, 0u);
+         }},
+        {"read, inside the data", 32, {25, 0, 0, 0, 0, 0, 0, 0, 6, 0, 0, 0, 0, 0, 0, 0, 'a', 'b'},
+         [](XRFConnectionOpenParam& param, XString& key) {
+             char szBuffer[9] = "xxxxxxxx";
+             DWORD error = 1, nRead = 0;
+             EXPECT_EQ(XRFReadFile(param, 5, szBuffer, 8, &nRead, nullptr, 0, error, key), 1);
+             EXPECT_EQ(error, 0u);
+             EXPECT_EQ(nRead, 6u);
+             EXPECT_STREQ(szBuffer, "abxxxxxx");
+         }},
+        {"root list, after the head", 16, {43, 0, 0, 0, 0, 0, 0, 0, 3, 0, 0, 0, 0, 0, 0, 0},
+         [](XRFConnectionOpenParam& param, XString& key) {
+             XStringList roots;
+             roots.AddTail("kept");
+             DWORD error = 0;
+             // The first entry reads as empty; the next finds the connection closed.
+             EXPECT_EQ(XRFGetRootDirList(param, roots, error, key), 0);
+             EXPECT_EQ(error, 10057u);
+             ASSERT_EQ(roots.GetCount(), 2);
+             EXPECT_STREQ(roots.GetTail(), "");
+         }},
+        {"file list, inside an item", 280, {44, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 56, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+                                           0x10, 0, 0, 0},
+         [](XRFConnectionOpenParam& param, XString& key) {
+             XRFFileInfoList items;
+             DWORD error = 0;
+             EXPECT_EQ(XRFFindFileList(param, "d", 0, items, error, key), 1);
+             EXPECT_EQ(error, 10057u);
+             ASSERT_EQ(items.GetCount(), 1);
+             EXPECT_EQ(items.GetHead().GetAttributes(), 0x10u);
+             EXPECT_EQ(items.GetHead().GetSize(), 0);
+         }},
+    };
+    for (const tagCut& cut : cuts) {
+        SCOPED_TRACE(cut.pszName);
+        FakeServer fake([&](XSysSocket s) {
+            FakeServer::Greet(s, "1.00", FakeServer::PublicKey(), true, 0);
+            std::vector<BYTE> vecRequest;
+            if (FakeServer::RecvAll(s, cut.nRequestSize, vecRequest))
+                FakeServer::SendAll(s, cut.vecSent);
+        });
+        XRFConnectionOpenParam param;
+        param.strHost = "127.0.0.1";
+        param.nPort = fake.Port();
+        XString key;
+        cut.check(param, key);
+        EXPECT_EQ(XFile::GetRFConnectionPool()->GetConnectionCount(key), 0);
+    }
 }
 
 TEST(XRFPath, TheRemoteFormAndWhatStaysLocal)

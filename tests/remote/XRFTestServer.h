@@ -69,6 +69,7 @@ inline const std::string& KeyFile()
             XString strPrivate, strPublic;
             XfnGenerateRSAKey(1024, strPrivate, strPublic, "remote client tests");
             std::ofstream(strFile) << static_cast<const char*>(strPrivate) << "\n";
+            fs::permissions(strFile, fs::perms::owner_read | fs::perms::owner_write);
         }
         ~tagKeyDir()
         {

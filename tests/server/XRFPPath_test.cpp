@@ -1,7 +1,11 @@
 #include "XRFPErrors.h"
+#include "XRFPFileSystem.h"
 #include "XRFPPath.h"
 
 #include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
@@ -61,34 +65,59 @@ TEST(XRFPPath, WildcardsIgnoreCase)
     EXPECT_TRUE(XfnRFPMatchPattern("**a", "bba"));
 }
 
-TEST(XRFPPath, ResolvesOnDiskAndRefusesLinksOut)
+TEST(XRFPFileSystem, ResolvesBeneathTheRootAndRefusesLinksOut)
 {
     fs::path dir = fs::temp_directory_path() / ("kvd_xrfp_path_" + std::to_string(std::random_device{}()));
     fs::create_directories(dir / "root" / "sub");
     fs::create_directories(dir / "other");
+    std::ofstream(dir / "other" / "secret") << "s";
     std::ofstream(dir / "root" / "sub" / "f") << "f";
-    fs::create_directory_symlink(dir / "other", dir / "root" / "out");
+    fs::create_directory_symlink(dir / "other", dir / "root" / "absolute");
+    fs::create_directory_symlink("../other", dir / "root" / "relative");
     fs::create_symlink("sub/f", dir / "root" / "in");
-    fs::create_symlink(dir / "nowhere", dir / "root" / "dangling");
-    std::string strRoot = XfnRFPCanonicalDirectory((dir / "root").string());
-    ASSERT_FALSE(strRoot.empty());
+    fs::create_symlink("../sub/f", dir / "root" / "sub" / "up");
+    fs::create_symlink("../nowhere", dir / "root" / "dangling");
+    XRFPFd fdRoot;
+    ASSERT_EQ(XfnRFPOpenRoot((dir / "root").string(), fdRoot), 0);
 
-    std::string strHost;
-    EXPECT_EQ(XfnRFPResolve(strRoot, {"sub", "f"}, XRFP_FOLLOW_LAST, strHost), 0u);
-    EXPECT_EQ(strHost, strRoot + "/sub/f");
-    EXPECT_EQ(XfnRFPResolve(strRoot, {"sub", "new"}, XRFP_FOLLOW_LAST, strHost), 0u) << "the last part may be new";
-    EXPECT_EQ(XfnRFPResolve(strRoot, {"in"}, XRFP_FOLLOW_LAST, strHost), 0u);
-    EXPECT_EQ(strHost, strRoot + "/sub/f");
-    EXPECT_EQ(XfnRFPResolve(strRoot, {"in"}, XRFP_NO_FOLLOW_LAST, strHost), 0u);
-    EXPECT_EQ(strHost, strRoot + "/in");
-    EXPECT_EQ(XfnRFPResolve(strRoot, {"out"}, XRFP_FOLLOW_LAST, strHost), XRFP_ERROR_ACCESS_DENIED);
-    EXPECT_EQ(XfnRFPResolve(strRoot, {"out"}, XRFP_NO_FOLLOW_LAST, strHost), 0u) << "the link itself is inside";
-    EXPECT_EQ(XfnRFPResolve(strRoot, {"out", "x"}, XRFP_NO_FOLLOW_LAST, strHost), XRFP_ERROR_ACCESS_DENIED);
-    EXPECT_EQ(XfnRFPResolve(strRoot, {"dangling"}, XRFP_FOLLOW_LAST, strHost), XRFP_ERROR_ACCESS_DENIED);
-    EXPECT_EQ(XfnRFPResolve(strRoot, {"none", "x"}, XRFP_FOLLOW_LAST, strHost), XRFP_ERROR_PATH_NOT_FOUND);
-    EXPECT_EQ(XfnRFPResolve(strRoot, {"sub", "f", "x"}, XRFP_FOLLOW_LAST, strHost), XRFP_ERROR_PATH_NOT_FOUND);
-    EXPECT_EQ(XfnRFPResolve(strRoot, {}, XRFP_FOLLOW_LAST, strHost), 0u);
-    EXPECT_EQ(strHost, strRoot);
+    const struct {
+        const char* pszPath;
+        int nFlags;
+        int nError;
+    } cases[] = {
+        {"sub/f", O_RDONLY, 0},
+        {"in", O_RDONLY, 0},
+        {"sub/up", O_RDONLY, 0},
+        {"", O_RDONLY | O_DIRECTORY, 0},
+        {"in", O_RDONLY | O_NOFOLLOW, ELOOP},
+        {"absolute/secret", O_RDONLY, EXDEV},
+        {"relative/secret", O_RDONLY, EXDEV},
+        {"relative/none", O_RDONLY, EXDEV},  // the same answer whether it exists or not
+        {"dangling", O_PATH, EXDEV},
+        {"../other/secret", O_RDONLY, EXDEV},
+        {"none/x", O_RDONLY, ENOENT},
+    };
+    for (const auto& c : cases) {
+        XRFPFd fd;
+        EXPECT_EQ(XfnRFPOpenBeneath(fdRoot.Get(), c.pszPath, c.nFlags, fd), c.nError) << c.pszPath;
+        EXPECT_EQ(static_cast<bool>(fd), c.nError == 0) << c.pszPath;
+    }
+    // Made files and directories get their modes whatever the umask.
+    mode_t nOld = umask(077);
+    XRFPFd fdNew, fdSub;
+    EXPECT_EQ(XfnRFPCreateBeneath(fdRoot.Get(), "new", O_WRONLY, fdNew), 0);
+    EXPECT_EQ(XfnRFPCreateBeneath(fdRoot.Get(), "new", O_WRONLY, fdNew), EEXIST);
+    EXPECT_EQ(XfnRFPMakeDirectory(fdRoot.Get(), "made"), 0);
+    umask(nOld);
+    EXPECT_EQ(fs::status(dir / "root" / "new").permissions(), static_cast<fs::perms>(0644));
+    EXPECT_EQ(fs::status(dir / "root" / "made").permissions(), static_cast<fs::perms>(0755));
+
+    // A tree is removed without following the links inside it.
+    fs::create_directories(dir / "root" / "tree" / "deep");
+    fs::create_directory_symlink(dir / "other", dir / "root" / "tree" / "deep" / "link");
+    EXPECT_EQ(XfnRFPRemoveTree(fdRoot.Get(), "tree", 8), 0);
+    EXPECT_FALSE(fs::exists(dir / "root" / "tree"));
+    EXPECT_TRUE(fs::exists(dir / "other" / "secret"));
     EXPECT_TRUE(XfnRFPCanonicalDirectory((dir / "root" / "sub" / "f").string()).empty());
     fs::remove_all(dir);
 }

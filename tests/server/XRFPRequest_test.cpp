@@ -74,14 +74,21 @@ TEST(XRFPRequest, ReportsWhatIsMalformed)
     EXPECT_EQ(ReadOne(vecBytes, req, strWhy), XRFP_READ_MALFORMED);
     EXPECT_NE(strWhy.find("terminator"), std::string::npos);
 
+    // A block is charged to the user's memory while it is held.
+    vecBytes.clear();
+    XfnRFBuildDataBlockHead(vecBytes, tagXRFDataBlockHead{100});
+    vecBytes.resize(vecBytes.size() + 100);
+    tagXRFPLimits limits;
+    limits.pMemory = std::make_shared<XRFPBudget>(199);
+    ASSERT_EQ(ReadOne(vecBytes, req, strWhy, limits), XRFP_READ_OK);
+    EXPECT_EQ(limits.pMemory->Used(), 100u);
+    tagXRFPRequest other;
+    EXPECT_EQ(ReadOne(vecBytes, other, strWhy, limits), XRFP_READ_MALFORMED);
+    EXPECT_NE(strWhy.find("budget"), std::string::npos);
+    EXPECT_EQ(ReadOne(vecBytes, req, strWhy, limits), XRFP_READ_OK) << "the request's own block is given back first";
+
     vecBytes.clear();
     XfnRFBuildTransferRequest(vecBytes, XRF_CMD_READ_FILE, tagXRFTransferRequest{0, 1, 100});
-    tagXRFPLimits limits;
-    limits.nMaxRead = 99;
-    EXPECT_EQ(ReadOne(vecBytes, req, strWhy, limits), XRFP_READ_MALFORMED);
-    limits.nMaxRead = 100;
-    EXPECT_EQ(ReadOne(vecBytes, req, strWhy, limits), XRFP_READ_OK);
-
     vecBytes.resize(20);
     EXPECT_EQ(ReadOne(vecBytes, req, strWhy), XRFP_READ_CLOSED) << "a packet cut short";
     EXPECT_EQ(ReadOne({}, req, strWhy), XRFP_READ_CLOSED);

@@ -45,15 +45,24 @@ TEST_F(XRFPSettingsFiles, FlagsOverrideTheConfigFile)
     tagXRFPSettings settings;
     std::string strError;
     ASSERT_TRUE(XfnRFPParseArguments({"--port", "7000", "--config", Path("xrfpd.conf"), "--idle-timeout=9",
-                                      "--user", "a:b:/tmp"},
+                                      "--user", "a:/tmp", "--user", "c", "--allow-root"},
                                      settings, strError))
         << strError;
+    EXPECT_TRUE(settings.bAllowRoot);
+    EXPECT_EQ(settings.nLoginSeconds, 15);
+    // Passwords come from standard input (or the password file), a line each.
+    std::istringstream shortInput("b\n");
+    tagXRFPSettings copy = settings;
+    EXPECT_FALSE(XfnRFPTakePasswords(copy, shortInput, strError));
+    EXPECT_NE(strError.find("no password for --user c"), std::string::npos) << strError;
+    std::istringstream input("b\r\nd\n");
+    ASSERT_TRUE(XfnRFPTakePasswords(settings, input, strError)) << strError;
     EXPECT_EQ(settings.nPort, 7000);
     EXPECT_EQ(settings.nMaxConnections, 3);
     EXPECT_EQ(settings.nIdleSeconds, 9);
     EXPECT_TRUE(settings.bVerbose);
     EXPECT_EQ(settings.strListen, "0.0.0.0");
-    EXPECT_EQ(settings.vecUsers, std::vector<std::string>{"a:b:/tmp"});
+    EXPECT_EQ(settings.vecUsers, (std::vector<std::string>{"a:b:/tmp", "c:d"}));
     EXPECT_EQ(settings.nMaxBlock, 1048576u);
 
     EXPECT_FALSE(XfnRFPParseArguments({"--port", "70000"}, settings, strError));
@@ -71,10 +80,10 @@ TEST_F(XRFPSettingsFiles, UsersFileHoldsSaltedHashesOnly)
 {
     fs::create_directories(dir / "root");
     std::string strError;
-    ASSERT_TRUE(XfnRFPAddUserToFile(Path("users"), "alice", "pass word", Path("root"), strError)) << strError;
+    ASSERT_TRUE(XfnRFPAddUserToFile(Path("users"), "alice", "passw0rd", Path("root"), strError)) << strError;
     ASSERT_TRUE(XfnRFPAddUserToFile(Path("users"), "bob", "other", Path("missing"), strError)) << strError;
     std::string strFirst = Text("users");
-    EXPECT_EQ(strFirst.find("pass word"), std::string::npos);
+    EXPECT_EQ(strFirst.find("passw0rd"), std::string::npos);
     EXPECT_NE(strFirst.find("alice\tpbkdf2-sha256$"), std::string::npos);
     EXPECT_EQ(fs::status(dir / "users").permissions() & (fs::perms::group_all | fs::perms::others_all),
               fs::perms::none);
@@ -89,16 +98,20 @@ TEST_F(XRFPSettingsFiles, UsersFileHoldsSaltedHashesOnly)
     const tagXRFPUser* pAlice = users.Find("alice");
     ASSERT_NE(pAlice, nullptr);
     EXPECT_TRUE(XfnRFPVerifyPassword("new", pAlice->strHash));
-    EXPECT_FALSE(XfnRFPVerifyPassword("pass word", pAlice->strHash));
+    EXPECT_FALSE(XfnRFPVerifyPassword("passw0rd", pAlice->strHash));
     EXPECT_EQ(pAlice->strRoot, fs::canonical(dir / "root").string());
     ASSERT_NE(users.Find("bob"), nullptr);
     EXPECT_TRUE(users.Find("bob")->strRoot.empty()) << "a missing root keeps the user out";
     EXPECT_EQ(users.Find("carol"), nullptr);
 
-    EXPECT_FALSE(XfnRFPAddUserToFile(Path("users"), "bad name", "x", Path("root"), strError));
-    EXPECT_FALSE(XfnRFPAddUserToFile(Path("users"), "sixteencharacter", "x", Path("root"), strError));
-    EXPECT_FALSE(XfnRFPAddUserToFile(Path("users"), "carol", "", Path("root"), strError));
+    // Names and passwords that a client's remote path cannot carry.
+    for (auto [pszName, pszPassword] : {std::pair{"bad name", "x"}, {"sixteencharacter", "x"}, {"carol", ""},
+                                        {"carol", "pass word"}, {"carol", "a:b"}, {"carol", "sixteencharacter"}}) {
+        EXPECT_FALSE(XfnRFPAddUserToFile(Path("users"), pszName, pszPassword, Path("root"), strError)) << pszPassword;
+        EXPECT_NE(strError.find("letters and digits"), std::string::npos);
+    }
     std::ofstream(dir / "broken") << "alice only two\tfields\n";
+    fs::permissions(dir / "broken", fs::perms::owner_read | fs::perms::owner_write);
     EXPECT_FALSE(users.Load(Path("broken"), strError));
     EXPECT_FALSE(users.Load(Path("absent"), strError));
 }
@@ -132,6 +145,35 @@ TEST_F(XRFPSettingsFiles, KeyFileIsMadeOnceAndReused)
               XString("k"));
 
     std::ofstream(dir / "junk") << "not a key";
+    fs::permissions(dir / "junk", fs::perms::owner_read | fs::perms::owner_write);
     EXPECT_FALSE(XfnRFPLoadOrCreateKey(Path("junk"), 1024, strPrivate, strPublic, bCreated, strError));
+    EXPECT_NE(strError.find("holds no private key"), std::string::npos);
     EXPECT_FALSE(XfnRFPLoadOrCreateKey(Path("nodir/k"), 1024, strPrivate, strPublic, bCreated, strError));
+}
+
+// Secrets are read only from the owner's own regular files, never through a
+// link; a users or key file open to others is refused at load.
+TEST_F(XRFPSettingsFiles, SecretFilesMustBePrivate)
+{
+    std::string strPrivate, strPublic, strError;
+    bool bCreated = false;
+    ASSERT_TRUE(XfnRFPLoadOrCreateKey(Path("key"), 1024, strPrivate, strPublic, bCreated, strError)) << strError;
+    fs::create_directories(dir / "root");
+    ASSERT_TRUE(XfnRFPAddUserToFile(Path("users"), "alice", "pw", Path("root"), strError)) << strError;
+    fs::create_symlink(dir / "key", dir / "key.link");
+    fs::create_symlink(dir / "users", dir / "users.link");
+    fs::copy_file(dir / "key", dir / "key.open");
+    fs::copy_file(dir / "users", dir / "users.open");
+    fs::permissions(dir / "key.open", static_cast<fs::perms>(0640));
+    fs::permissions(dir / "users.open", static_cast<fs::perms>(0604));
+    XRFPUserTable users;
+    for (const char* pszKey : {"key.link", "key.open"})
+        EXPECT_FALSE(XfnRFPLoadOrCreateKey(Path(pszKey), 1024, strPrivate, strPublic, bCreated, strError)) << pszKey;
+    EXPECT_NE(strError.find("chmod 600"), std::string::npos) << strError;
+    for (const char* pszUsers : {"users.link", "users.open"})
+        EXPECT_FALSE(users.Load(Path(pszUsers), strError)) << pszUsers;
+    EXPECT_FALSE(XfnRFPAddUserToFile(Path("users.link"), "bob", "pw", Path("root"), strError));
+    EXPECT_NE(strError.find("symbolic link"), std::string::npos) << strError;
+    fs::permissions(dir / "users.open", static_cast<fs::perms>(0640));
+    EXPECT_TRUE(users.Load(Path("users.open"), strError)) << "the group may read the users file";
 }

@@ -55,6 +55,7 @@ inline const std::string& TestKeyFile()
             XString strPrivate, strPublic;
             XfnGenerateRSAKey(1024, strPrivate, strPublic, "test server key");
             WriteText(strFile, std::string(strPrivate) + "\n");
+            fs::permissions(strFile, fs::perms::owner_read | fs::perms::owner_write);
         }
         ~tagKeyDir()
         {
@@ -78,6 +79,7 @@ public:
         settings.strListen = "127.0.0.1";
         settings.nPort = 0;
         settings.strKeyFile = TestKeyFile();
+        settings.nKeyBits = 1024;
         settings.vecUsers = {"alice:secret1:" + (dir / "alice").string(), "bob:secret2:" + (dir / "bob").string()};
         pServer = std::make_unique<XRFPServer>(settings);
         std::string strError;

@@ -18,6 +18,8 @@ import time
 from cryptography.hazmat.primitives import hashes, serialization
 from cryptography.hazmat.primitives.asymmetric import padding
 
+# Tests may run as root (CI does); the server then has to be told.
+ROOT_FLAG = ["--allow-root"] if os.geteuid() == 0 else []
 OAEP = padding.OAEP(mgf=padding.MGF1(algorithm=hashes.SHA1()), algorithm=hashes.SHA1(), label=None)
 
 
@@ -38,7 +40,7 @@ def recv_exact(sock, n):
 def start(xrfpd, args, workdir, log_name):
     port_file = os.path.join(workdir, log_name + ".port")
     log = open(os.path.join(workdir, log_name + ".log"), "w")
-    proc = subprocess.Popen([xrfpd, "--port", "0", "--port-file", port_file, "--key-bits", "1024"] + args,
+    proc = subprocess.Popen([xrfpd, "--port", "0", "--port-file", port_file, "--key-bits", "1024"] + ROOT_FLAG + args,
                             cwd=workdir, stderr=log)
     for _ in range(300):
         if os.path.exists(port_file):
@@ -110,6 +112,14 @@ def main(xrfpd, workdir):
     check(added.returncode == 0, "adduser")
     with open(users) as f:
         check("Sup3rSecret" not in f.read(), "the users file holds no clear password")
+    refused = subprocess.run([xrfpd, "adduser", "--users", users, "dave", root], input=b"not:carried\n",
+                             capture_output=True)
+    check(refused.returncode != 0 and b"letters and digits" in refused.stderr, "adduser refuses what a path can't carry")
+    version = subprocess.run([xrfpd, "--version"], capture_output=True)
+    check(version.returncode == 0 and re.match(rb"xrfpd \d+\.\d+\.\d+", version.stdout), "--version")
+    if ROOT_FLAG:
+        as_root = subprocess.run([xrfpd, "--throwaway"], capture_output=True, timeout=10)
+        check(as_root.returncode == 2 and b"refusing to run as root" in as_root.stderr, "root needs --allow-root")
 
     key_file = os.path.join(workdir, "xrfpd.key")
     proc, port = start(xrfpd, ["--users", users, "--key-file", key_file], workdir, "first")

@@ -2,13 +2,17 @@
 // with one 32-bit code and caught by reference; nothing is allocated and
 // nobody deletes them. A code is either an operating-system error number or a
 // library code (message, group and module indexes) that XfnGetErrorString
-// decodes from a fixed catalogue.
+// decodes from a fixed catalogue. Both are run-time classes under XObject and
+// also std::exceptions, so a handler for std::exception catches them with
+// every other exception of the library; what() is the text ReportError shows.
 #pragma once
 
 #include "KVDbase/core/XObject.h"
 #include "KVDbase/core/XString.h"
 
-class KVD_API XException : public XObject {
+#include <exception>
+
+class KVD_API XException : public XObject, public std::exception {
     XDECLARE_DYNAMIC(XException)
 public:
     // The default code has all bits set.
@@ -23,13 +27,22 @@ public:
     // Decodes the code into its message, module and group; 0 if any of the
     // three is "Unknown", else 1.
     virtual BOOL GetErrorText(XString& strMessage, XString& strModule, XString& strGroup);
-    // Shows "message [module]" to the user through the error reporter.
+    // Shows GetReportText() to the user through the error reporter.
     virtual void ReportError();
+    // The decoded text, "message [module]", and for a file exception with a
+    // name " [file name]" after it. The pointer stays valid while the
+    // exception lives and its code and name stay as they are.
+    const char* what() const noexcept override;
 
     [[noreturn]] static void ThrowError(DWORD nCode);
 
 protected:
+    virtual XString GetReportText() const;
+
     DWORD nErrCode;
+
+private:
+    mutable XString strWhat;
 };
 
 class KVD_API XFileException : public XException {
@@ -43,12 +56,12 @@ public:
     const XString& GetFileName() const { return strFileName; }
     void SetFileName(XString strName) { strFileName = strName; }
 
-    // As XException's, followed by " [file name]" when there is a name.
-    void ReportError() override;
-
     [[noreturn]] static void ThrowError(DWORD nCode, XString strName);
 
 protected:
+    // As XException's, followed by " [file name]" when there is a name.
+    XString GetReportText() const override;
+
     XString strFileName;
 };
 

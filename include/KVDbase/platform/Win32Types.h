@@ -31,6 +31,35 @@ typedef void* LPVOID;
 struct __POSITION {};
 typedef __POSITION* POSITION;
 
+// Drawing handles. Each is a distinct pointer type, so that a pen cannot be
+// passed where a brush is wanted; any of the GDI object handles converts to
+// HGDIOBJ. They name objects of the platform layer (include
+// "KVDbase/platform/XGdi.h" for the calls that take them).
+#define KVD_DECLARE_HANDLE(name) \
+    struct name##__;             \
+    typedef name##__* name
+KVD_DECLARE_HANDLE(HDC);
+KVD_DECLARE_HANDLE(HPEN);
+KVD_DECLARE_HANDLE(HBRUSH);
+KVD_DECLARE_HANDLE(HFONT);
+KVD_DECLARE_HANDLE(HBITMAP);
+KVD_DECLARE_HANDLE(HRGN);
+KVD_DECLARE_HANDLE(HPALETTE);
+KVD_DECLARE_HANDLE(HWND);
+KVD_DECLARE_HANDLE(HGLRC);
+KVD_DECLARE_HANDLE(HENHMETAFILE);
+typedef void* HGDIOBJ;
+
+// The wrapper classes of the GDI handles (KVDbase/platform/XGdiClasses.h).
+// Declared here so that interfaces can name them without pulling in the
+// drawing platform.
+class CDC;
+class CPen;
+class CBrush;
+class CFont;
+class CRgn;
+class CPoint;
+
 #define KVD_INVALID_HANDLE_VALUE (reinterpret_cast<HANDLE>(static_cast<intptr_t>(-1)))
 
 struct tagPOINT {

@@ -44,7 +44,9 @@ public:
     XTB& operator=(const XTB&) = delete;
 
     // Attach a file (mode 3) or memory (mode 1, or 2 with viaTemporaryFile).
-    // 0, with nothing changed, for a null file or memory. Each Set marks the
+    // 0, with nothing changed, for a null file or memory, or for sizes that
+    // describe no block: a tile or pixel size below 1, a negative raster size
+    // or offset, a full tile of more than INT_MAX bytes. Each Set marks the
     // cache empty.
     int Set(XFile* file, int64_t blockOffset, int xSize, int ySize, int dataSize, int xTileSize,
             int yTileSize);
