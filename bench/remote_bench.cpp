@@ -40,6 +40,8 @@ public:
         XString strPrivate, strPublic;
         XfnGenerateRSAKey(1024, strPrivate, strPublic, "remote bench");
         std::ofstream(dir / "key") << static_cast<const char*>(strPrivate) << "\n";
+        // The server refuses a private key that others may read.
+        fs::permissions(dir / "key", fs::perms::owner_read | fs::perms::owner_write);
         tagXRFPSettings settings;
         settings.nPort = 0;
         settings.strKeyFile = (dir / "key").string();

@@ -16,10 +16,7 @@ XMapSP::~XMapSP()
 
 UINT XMapSP::HashKey(const char* key)
 {
-    UINT nHash = 0;
-    while (*key != '\0')
-        nHash = nHash * 33 + static_cast<UINT>(static_cast<int>(static_cast<signed char>(*key++)));
-    return nHash;
+    return ::HashKey(key);
 }
 
 void XMapSP::RemoveAll()

@@ -865,10 +865,7 @@ void CopyElements(XString* pDest, const XString* pSrc, int nCount)
 
 UINT HashKey(const char* key)
 {
-    UINT nHash = 0;
-    while (*key != '\0')
-        nHash = nHash * 33 + static_cast<UINT>(static_cast<int>(static_cast<signed char>(*key++)));
-    return nHash;
+    return XfnHashText(key, std::strlen(key));
 }
 
 wchar_t* XfnA2WHelper(wchar_t* pDst, const char* pSrc, int nChars)

@@ -16,7 +16,56 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <new>
+#include <type_traits>
+
+// What a search works out once from its key before walking a chain: the hash
+// and, for text keys, the length, so that each stored key is compared on
+// what is cheap first.
+template <class KEY, class ARG_KEY>
+struct XMapProbe {
+    ARG_KEY key;
+    UINT nHash;
+    explicit XMapProbe(ARG_KEY k) : key(k), nHash(XfnHashKey<ARG_KEY>(k)) {}
+    bool Matches(const KEY& stored) const
+    {
+        return XfnCompareElements<KEY, typename std::remove_reference<ARG_KEY>::type>(&stored, &key) != 0;
+    }
+};
+template <>
+struct XMapProbe<XString, const char*> {
+    const char* key;
+    int nLength;
+    UINT nHash;
+    explicit XMapProbe(const char* k)
+        : key(k), nLength(static_cast<int>(std::strlen(k))), nHash(XfnHashText(k, static_cast<size_t>(nLength)))
+    {
+    }
+    // Equal as terminated texts, as Compare sees them: a stored key with a
+    // zero byte inside ends there.
+    bool Matches(const XString& stored) const
+    {
+        const char* psz = stored;
+        return stored.GetLength() >= nLength && psz[nLength] == '\0' && SameBytes(psz, key, static_cast<size_t>(nLength));
+    }
+    // Keys are short: eight bytes at a time, the last eight overlapping.
+    static bool SameBytes(const char* a, const char* b, size_t n)
+    {
+        if (n < 8)
+            return std::memcmp(a, b, n) == 0;
+        uint64_t wa, wb;
+        for (size_t i = 0; i + 8 < n; i += 8) {
+            std::memcpy(&wa, a + i, 8);
+            std::memcpy(&wb, b + i, 8);
+            if (wa != wb)
+                return false;
+        }
+        std::memcpy(&wa, a + n - 8, 8);
+        std::memcpy(&wb, b + n - 8, 8);
+        return wa == wb;
+    }
+};
 
 template <class KEY, class ARG_KEY, class VALUE, class ARG_VALUE>
 class XMap : public XObject {
@@ -187,11 +236,12 @@ template <class KEY, class ARG_KEY, class VALUE, class ARG_VALUE>
 typename XMap<KEY, ARG_KEY, VALUE, ARG_VALUE>::XAssoc*
 XMap<KEY, ARG_KEY, VALUE, ARG_VALUE>::GetAssocAt(ARG_KEY key, UINT& nBucket) const
 {
-    nBucket = HashKey(key) % nHashTableSize;
+    XMapProbe<KEY, ARG_KEY> probe(key);
+    nBucket = probe.nHash % nHashTableSize;
     if (pHashTable == nullptr)
         return nullptr;
     for (XAssoc* pAssoc = pHashTable[nBucket]; pAssoc != nullptr; pAssoc = pAssoc->pNext)
-        if (XfnCompareElements<KEY, typename std::remove_reference<ARG_KEY>::type>(&pAssoc->key, &key))
+        if (probe.Matches(pAssoc->key))
             return pAssoc;
     return nullptr;
 }
@@ -229,9 +279,10 @@ BOOL XMap<KEY, ARG_KEY, VALUE, ARG_VALUE>::RemoveKey(ARG_KEY key)
 {
     if (pHashTable == nullptr)
         return 0;
-    XAssoc** ppPrev = &pHashTable[HashKey(key) % nHashTableSize];
+    XMapProbe<KEY, ARG_KEY> probe(key);
+    XAssoc** ppPrev = &pHashTable[probe.nHash % nHashTableSize];
     for (XAssoc* pAssoc = *ppPrev; pAssoc != nullptr; pAssoc = pAssoc->pNext) {
-        if (XfnCompareElements<KEY, typename std::remove_reference<ARG_KEY>::type>(&pAssoc->key, &key)) {
+        if (probe.Matches(pAssoc->key)) {
             *ppPrev = pAssoc->pNext;
             FreeAssoc(pAssoc);
             return 1;

@@ -13,6 +13,7 @@
 #include "KVDbase/platform/XAtomic.h"
 
 #include <cstdarg>
+#include <cstdint>
 #include <cstring>
 
 // The header in front of every string's characters.
@@ -238,6 +239,67 @@ KVD_API void CopyElements(XString* pDest, const XString* pSrc, int nCount);
 
 // The string hash of the maps: h = h * 33 + c over the bytes, c signed.
 KVD_API UINT HashKey(const char* key);
+
+// The share of eight bytes all below 0x80 (where signed and unsigned agree)
+// in the string hash: c0 * 33^7 + ... + c7, modulo 2^32, c0 being the lowest
+// byte of w. Summed in lanes: pairs c * 33 + c' in 16 bits, then pairs of
+// those times 33^2 in 32 bits, then the two halves.
+inline UINT XfnHashEightBytes(uint64_t w)
+{
+    constexpr uint64_t nLow8 = 0x00FF00FF00FF00FFull;
+    constexpr uint64_t nLow16 = 0x0000FFFF0000FFFFull;
+    uint64_t nPairs = (w & nLow8) * 33u + ((w >> 8) & nLow8);
+    uint64_t nQuads = (nPairs & nLow16) * 1089u + ((nPairs >> 16) & nLow16);
+    return static_cast<UINT>(nQuads) * (33u * 33u * 33u * 33u) + static_cast<UINT>(nQuads >> 32);
+}
+
+// The same hash over nLength bytes, eight at a time. The last run of fewer
+// than eight bytes goes to the top of a word whose leading zero bytes add
+// nothing. Runs holding a byte of 0x80 or above take the byte loop.
+inline UINT XfnHashText(const char* psz, size_t nLength)
+{
+    static constexpr UINT n33Powers[8] = {1u, 33u, 1089u, 35937u, 1185921u, 39135393u, 1291467969u,
+                                          static_cast<UINT>(42618442977ull)};
+    constexpr uint64_t nHighBits = 0x8080808080808080ull;
+    const signed char* s = reinterpret_cast<const signed char*>(psz);
+    UINT nHash = 0;
+    size_t i = 0;
+    for (; i + 8 <= nLength; i += 8) {
+        uint64_t w;
+        std::memcpy(&w, s + i, 8);
+        if (w & nHighBits) {
+            for (size_t k = i; k < i + 8; ++k)
+                nHash = nHash * 33u + static_cast<UINT>(s[k]);
+        } else {
+            nHash = nHash * (n33Powers[4] * n33Powers[4]) + XfnHashEightBytes(w);
+        }
+    }
+    size_t nRun = nLength - i;
+    if (nRun == 0)
+        return nHash;
+    uint64_t w = 0;
+    size_t k = 0;
+    if (nRun & 4) {
+        uint32_t n4;
+        std::memcpy(&n4, s + i, 4);
+        w = n4;
+        k = 4;
+    }
+    if (nRun & 2) {
+        uint16_t n2;
+        std::memcpy(&n2, s + i + k, 2);
+        w |= static_cast<uint64_t>(n2) << (8 * k);
+        k += 2;
+    }
+    if (nRun & 1)
+        w |= static_cast<uint64_t>(static_cast<unsigned char>(s[i + k])) << (8 * k);
+    if (w & nHighBits) {
+        for (; i < nLength; ++i)
+            nHash = nHash * 33u + static_cast<UINT>(s[i]);
+        return nHash;
+    }
+    return nHash * n33Powers[nRun] + XfnHashEightBytes(w << (8 * (8 - nRun)));
+}
 
 // Conversions of a terminated text between wide and narrow. nChars is the
 // capacity of pDst in its own units; the result is cut to fit and stays
