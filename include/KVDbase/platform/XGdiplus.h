@@ -2,9 +2,9 @@
 // Gdiplus, each a thin owner of one flat object of XGdiplusFlat.h. An object
 // frees its flat object when destroyed; copying is not allowed. Failures are
 // kept as the last status (GetLastStatus) and returned by each call; nothing
-// throws. One thread per object at a time. This header is not part of
-// KVDbase.h: it is for application code that draws with these classes on a
-// back buffer's DC.
+// throws. One thread per object at a time.
+// This header is not part of KVDbase.h: it is for application code that draws
+// with these classes on a back buffer's DC.
 #pragma once
 
 #include "KVDbase/platform/XGdiplusFlat.h"
