@@ -36,9 +36,7 @@ typedef __POSITION* POSITION;
 // HGDIOBJ. They name objects of the platform layer (include
 // "KVDbase/platform/XGdi.h" for the calls that take them).
 #define KVD_DECLARE_HANDLE(name) \
-    struct name##__ {            \
-        int unused;              \
-    };                           \
+    struct name##__;             \
     typedef name##__* name
 KVD_DECLARE_HANDLE(HDC);
 KVD_DECLARE_HANDLE(HPEN);

@@ -370,9 +370,10 @@ KVD_API HDC CreateCompatibleDC(HDC hdc);
 // Deletes a memory DC or one made by XfnCreatePixelDC; the objects selected
 // into it are not deleted. A window's own DC is not deleted (FALSE).
 KVD_API BOOL DeleteDC(HDC hdc);
-// Selects a pen, brush, font or bitmap and returns the one it replaces; a
-// region sets the clip region and returns its kind. A bitmap can be selected
-// into one memory DC at a time. Failure: null (HGDI_ERROR for a region).
+// Selects a pen, brush, font or bitmap and returns the one it replaces. A
+// bitmap can be selected into one memory DC at a time, and into no other DC.
+// Failure: null. The raster device has no clip region: a region given here
+// fails with HGDI_ERROR.
 KVD_API HGDIOBJ SelectObject(HDC hdc, HGDIOBJ h);
 // Deletes a pen, brush, font, bitmap, region or palette. An object selected
 // into a DC, or a stock object, is not deleted (FALSE), as documented.

@@ -177,11 +177,6 @@ public:
     CPen* SelectObject(CPen* pPen) { return Select<CPen>(pPen, tempPen, pLastPen); }
     CBrush* SelectObject(CBrush* pBrush) { return Select<CBrush>(pBrush, tempBrush, pLastBrush); }
     CFont* SelectObject(CFont* pFont) { return Select<CFont>(pFont, tempFont, pLastFont); }
-    int SelectObject(CRgn* pRgn)
-    {
-        HGDIOBJ h = ::SelectObject(m_hDC, pRgn != nullptr ? pRgn->m_hObject : nullptr);
-        return static_cast<int>(reinterpret_cast<intptr_t>(h));
-    }
     HGDIOBJ SelectStockObject(int nIndex) { return ::SelectObject(m_hDC, ::GetStockObject(nIndex)); }
 
     int GetDeviceCaps(int nIndex) const { return ::GetDeviceCaps(m_hDC, nIndex); }

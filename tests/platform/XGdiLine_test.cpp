@@ -1,0 +1,221 @@
+// Pens on the raster device: hairlines, cosmetic and user dashes, wide pens
+// and the binary raster operations.
+#include "platform/XGdiTestCanvas.h"
+
+#include <vector>
+
+namespace {
+
+struct PenScope {
+    HDC dc;
+    HPEN pen;
+    HGDIOBJ old;
+    PenScope(HDC d, HPEN p) : dc(d), pen(p), old(SelectObject(d, p)) {}
+    ~PenScope()
+    {
+        SelectObject(dc, old);
+        DeleteObject(pen);
+    }
+};
+
+// The on/off runs along row y from x0 to x1 - 1, first run drawn in c.
+std::vector<int> Runs(const XGdiTestCanvas& cv, int y, int x0, int x1, COLORREF c)
+{
+    std::vector<int> runs;
+    bool bOn = true;
+    int n = 0;
+    for (int x = x0; x < x1; ++x) {
+        const bool b = cv.At(x, y) == c;
+        if (b != bOn) {
+            runs.push_back(n);
+            n = 0;
+            bOn = b;
+        }
+        ++n;
+    }
+    runs.push_back(n);
+    return runs;
+}
+
+} // namespace
+
+TEST(XGdiLine, HairlineLeavesOutItsLastPixelAndStepsOnePixelPerColumn)
+{
+    for (int nWidth : {0, 1}) {
+        XGdiTestCanvas cv(40, 40);
+        PenScope p(cv.dc, CreatePen(PS_SOLID, nWidth, kBlack));
+        MoveToEx(cv.dc, 2, 3, nullptr);
+        LineTo(cv.dc, 12, 3);
+        EXPECT_EQ(cv.At(2, 3), kBlack);
+        EXPECT_EQ(cv.At(11, 3), kBlack);
+        EXPECT_EQ(cv.At(12, 3), kWhite);
+        EXPECT_EQ(cv.Count(kBlack), 10);
+        // A diagonal: exactly one pixel per column, on the diagonal.
+        MoveToEx(cv.dc, 5, 10, nullptr);
+        LineTo(cv.dc, 25, 30);
+        for (int i = 0; i < 20; ++i)
+            EXPECT_EQ(cv.At(5 + i, 10 + i), kBlack) << i;
+        EXPECT_EQ(cv.Count(kBlack), 30);
+        // A shallow line has one pixel in each column and its rows climb by
+        // at most one.
+        MoveToEx(cv.dc, 0, 39, nullptr);
+        LineTo(cv.dc, 39, 35);
+        int nPrev = 39;
+        for (int x = 0; x < 39; ++x) {
+            int nHits = 0, nRow = -1;
+            for (int y = 33; y < 40; ++y) {
+                if (cv.At(x, y) == kBlack) {
+                    ++nHits;
+                    nRow = y;
+                }
+            }
+            ASSERT_EQ(nHits, 1) << x;
+            EXPECT_LE(nPrev - nRow, 1);
+            nPrev = nRow;
+        }
+    }
+}
+
+TEST(XGdiLine, LinesFarOffTheSurfaceAreClippedWithoutWalkingThem)
+{
+    XGdiTestCanvas cv(20, 20);
+    PenScope p(cv.dc, CreatePen(PS_SOLID, 0, kBlack));
+    MoveToEx(cv.dc, -2000000000, 10, nullptr);
+    EXPECT_TRUE(LineTo(cv.dc, 2000000000, 10));
+    for (int x = 0; x < 20; ++x)
+        EXPECT_EQ(cv.At(x, 10), kBlack);
+    EXPECT_EQ(cv.Count(kBlack), 20);
+}
+
+TEST(XGdiLine, CosmeticDashesAsTheRasterDeviceDrawsThem)
+{
+    struct Case {
+        int nStyle;
+        std::vector<int> runs;
+    };
+    const Case cases[] = {
+        {PS_DASH, {18, 6, 18, 6}},
+        {PS_DOT, {3, 3, 3, 3, 3, 3, 3, 3}},
+        {PS_DASHDOT, {9, 6, 3, 6, 9, 6, 3, 6}},
+        {PS_DASHDOTDOT, {9, 3, 3, 3, 3, 3, 9, 3}},
+    };
+    XGdiTestCanvas cv(200, 20);
+    int y = 2;
+    for (const Case& c : cases) {
+        PenScope p(cv.dc, CreatePen(c.nStyle, 0, kBlack));
+        SetBkMode(cv.dc, TRANSPARENT);
+        MoveToEx(cv.dc, 10, y, nullptr);
+        LineTo(cv.dc, 190, y);
+        int nTotal = 0;
+        for (int r : c.runs)
+            nTotal += r;
+        EXPECT_EQ(Runs(cv, y, 10, 10 + nTotal, kBlack), c.runs) << c.nStyle;
+        y += 4;
+    }
+    cv.Save("dashes");
+}
+
+TEST(XGdiLine, GapsTakeTheBackgroundColourOnlyWhenOpaque)
+{
+    XGdiTestCanvas cv(60, 10);
+    PenScope p(cv.dc, CreatePen(PS_DOT, 0, kBlack));
+    SetBkColor(cv.dc, kRed);
+    SetBkMode(cv.dc, OPAQUE);
+    MoveToEx(cv.dc, 0, 2, nullptr);
+    LineTo(cv.dc, 60, 2);
+    SetBkMode(cv.dc, TRANSPARENT);
+    MoveToEx(cv.dc, 0, 6, nullptr);
+    LineTo(cv.dc, 60, 6);
+    EXPECT_EQ(cv.At(0, 2), kBlack);
+    EXPECT_EQ(cv.At(3, 2), kRed);
+    EXPECT_EQ(cv.At(0, 6), kBlack);
+    EXPECT_EQ(cv.At(3, 6), kWhite);
+}
+
+TEST(XGdiLine, UserStyleRunsAndTheirOddTable)
+{
+    XGdiTestCanvas cv(100, 10);
+    LOGBRUSH lb = {BS_SOLID, kBlack, 0};
+    const DWORD table[] = {1, 14, 1};
+    PenScope p(cv.dc, ExtCreatePen(PS_GEOMETRIC | PS_ENDCAP_FLAT | PS_USERSTYLE, 0, &lb, 3, table));
+    ASSERT_NE(p.pen, nullptr);
+    MoveToEx(cv.dc, 0, 5, nullptr);
+    LineTo(cv.dc, 64, 5);
+    // The odd table repeats with dash and gap swapped: 1 on, 14 off, 1 on,
+    // 1 off, 14 on, 1 off.
+    const std::vector<int> expected = {1, 14, 1, 1, 14, 1, 1, 14, 1, 1, 14, 1};
+    EXPECT_EQ(Runs(cv, 5, 0, 64, kBlack), expected);
+    EXPECT_EQ(ExtCreatePen(PS_GEOMETRIC | PS_USERSTYLE, 1, &lb, 0, table), nullptr);
+    const DWORD zeros[] = {0, 0};
+    EXPECT_EQ(ExtCreatePen(PS_GEOMETRIC | PS_USERSTYLE, 1, &lb, 2, zeros), nullptr);
+}
+
+TEST(XGdiLine, WidePenCoversItsWidthAndFlatCapsStopAtTheEnds)
+{
+    XGdiTestCanvas cv(40, 20);
+    LOGBRUSH lb = {BS_SOLID, kBlack, 0};
+    PenScope p(cv.dc, ExtCreatePen(PS_GEOMETRIC | PS_ENDCAP_FLAT, 5, &lb, 0, nullptr));
+    MoveToEx(cv.dc, 10, 10, nullptr);
+    LineTo(cv.dc, 30, 10);
+    for (int y = 8; y <= 12; ++y) {
+        EXPECT_EQ(cv.At(10, y), kBlack) << y;
+        EXPECT_EQ(cv.At(29, y), kBlack) << y;
+    }
+    EXPECT_EQ(cv.At(20, 7), kWhite);
+    EXPECT_EQ(cv.At(20, 13), kWhite);
+    EXPECT_EQ(cv.At(8, 10), kWhite);
+    EXPECT_EQ(cv.At(32, 10), kWhite);
+}
+
+TEST(XGdiLine, XorTwiceRestoresEveryPixel)
+{
+    XGdiTestCanvas cv(64, 64);
+    // A background with every kind of pixel under the shapes.
+    for (int i = 0; i < 64 * 64; ++i)
+        cv.bits[i] = 0xFF000000u | static_cast<uint32_t>(i * 2654435761u >> 8);
+    const std::vector<uint32_t> before(cv.bits, cv.bits + 64 * 64);
+    auto draw = [&] {
+        SetROP2(cv.dc, R2_XORPEN);
+        const POINT box[5] = {{5, 5}, {50, 5}, {50, 40}, {5, 40}, {5, 5}};
+        for (int nWidth : {0, 3}) {
+            PenScope p(cv.dc, CreatePen(nWidth == 0 ? PS_DOT : PS_SOLID, nWidth, RGB(0x12, 0xF0, 0x81)));
+            Polyline(cv.dc, box, 5);
+            MoveToEx(cv.dc, 60, 2, nullptr);
+            LineTo(cv.dc, 3, 61);
+            HBRUSH br = CreateHatchBrush(HS_DIAGCROSS, RGB(200, 10, 99));
+            HGDIOBJ ob = SelectObject(cv.dc, br);
+            Ellipse(cv.dc, 10, 12, 55, 60);
+            const POINT star[5] = {{32, 0}, {50, 63}, {2, 22}, {62, 22}, {14, 63}};
+            Polygon(cv.dc, star, 5);
+            SelectObject(cv.dc, ob);
+            DeleteObject(br);
+        }
+    };
+    draw();
+    EXPECT_NE(std::vector<uint32_t>(cv.bits, cv.bits + 64 * 64), before);
+    cv.Save("xor-once");
+    draw();
+    EXPECT_EQ(std::vector<uint32_t>(cv.bits, cv.bits + 64 * 64), before);
+}
+
+TEST(XGdiLine, BinaryRasterOperationsFollowTheirTruthTable)
+{
+    XGdiTestCanvas cv(16, 2);
+    const uint32_t d = 0xFF00FF33u, pen = RGB(0x0F, 0x55, 0xF0);
+    const uint32_t p = 0xFF0F55F0u; // the pen colour as a pixel
+    for (int nRop = R2_BLACK; nRop <= R2_WHITE; ++nRop) {
+        const int x = nRop - 1;
+        cv.bits[x] = d;
+        SetROP2(cv.dc, nRop);
+        PenScope ps(cv.dc, CreatePen(PS_SOLID, 0, pen));
+        MoveToEx(cv.dc, x, 0, nullptr);
+        LineTo(cv.dc, x + 1, 0);
+        uint32_t expect = 0;
+        const unsigned t = static_cast<unsigned>(nRop - 1);
+        for (int bit = 0; bit < 24; ++bit) {
+            const unsigned pb = (p >> bit) & 1, db = (d >> bit) & 1;
+            expect |= ((t >> (pb * 2 + db)) & 1u) << bit;
+        }
+        EXPECT_EQ(cv.bits[x] & 0xFFFFFFu, expect) << nRop;
+    }
+}

@@ -1,0 +1,68 @@
+// A memory DC over a top-down DIB section for the raster device's tests:
+// pixels read back straight from memory, and a PNG of the canvas written into
+// the build tree (gdi-png/) to look at.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "KVDbase/platform/XGdi.h"
+
+struct XGdiTestCanvas {
+    HDC dc = nullptr;
+    HBITMAP bm = nullptr;
+    HGDIOBJ old = nullptr;
+    uint32_t* bits = nullptr;
+    int w, h;
+
+    XGdiTestCanvas(int nWidth, int nHeight, COLORREF clrFill = RGB(255, 255, 255)) : w(nWidth), h(nHeight)
+    {
+        dc = CreateCompatibleDC(nullptr);
+        BITMAPINFO bmi = {};
+        bmi.bmiHeader = {40, nWidth, -nHeight, 1, 32, BI_RGB, 0, 0, 0, 0, 0};
+        void* p = nullptr;
+        bm = CreateDIBSection(dc, &bmi, DIB_RGB_COLORS, &p, nullptr, 0);
+        bits = static_cast<uint32_t*>(p);
+        old = SelectObject(dc, bm);
+        Fill(clrFill);
+    }
+    ~XGdiTestCanvas()
+    {
+        SelectObject(dc, old);
+        DeleteObject(bm);
+        DeleteDC(dc);
+    }
+    void Fill(COLORREF c)
+    {
+        HBRUSH b = CreateSolidBrush(c);
+        RECT r = {0, 0, w, h};
+        FillRect(dc, &r, b);
+        DeleteObject(b);
+    }
+    // The colour at (x, y), as GetPixel reports it.
+    COLORREF At(int x, int y) const
+    {
+        const uint32_t v = bits[y * w + x];
+        return RGB((v >> 16) & 0xFF, (v >> 8) & 0xFF, v & 0xFF);
+    }
+    int Count(COLORREF c) const
+    {
+        int n = 0;
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x)
+                n += At(x, y) == c;
+        return n;
+    }
+    void Save(const std::string& name) const
+    {
+        std::filesystem::create_directories("gdi-png");
+        EXPECT_TRUE(XfnWritePNG(dc, ("gdi-png/" + name + ".png").c_str()));
+    }
+};
+
+constexpr COLORREF kWhite = RGB(255, 255, 255);
+constexpr COLORREF kBlack = RGB(0, 0, 0);
+constexpr COLORREF kRed = RGB(255, 0, 0);
+constexpr COLORREF kBlue = RGB(0, 0, 255);
