@@ -3,6 +3,7 @@
 #include "platform/XGdipObjects.h"
 
 #include "platform/XMbText.h"
+#include "platform/XSysDC.h"
 
 #include <pango/pangocairo.h>
 
@@ -332,7 +333,10 @@ GpRectF PlaceLayout(PangoLayout* layout, const GpRectF& rect, const GpStringForm
 
 GpGraphics::~GpGraphics() { cairo_destroy(cr); }
 
-GpGraphics* XGdipCreateGraphics(cairo_t* cr)
+namespace {
+
+// A graphics drawing through the context, which it references.
+GpGraphics* NewGraphics(cairo_t* cr)
 {
     if (cr == nullptr || cairo_status(cr) != CAIRO_STATUS_SUCCESS)
         return nullptr;
@@ -344,28 +348,21 @@ GpGraphics* XGdipCreateGraphics(cairo_t* cr)
     return g;
 }
 
-GpGraphics* XGdipCreateGraphics(BYTE* pPixels, int w, int h, int nStride, bool bAlpha)
-{
-    if (pPixels == nullptr || w <= 0 || h <= 0 || nStride < 4 * w)
-        return nullptr;
-    cairo_surface_t* s = cairo_image_surface_create_for_data(pPixels, bAlpha ? CAIRO_FORMAT_ARGB32 : CAIRO_FORMAT_RGB24,
-                                                             w, h, nStride);
-    cairo_t* cr = cairo_create(s);
-    cairo_surface_destroy(s);
-    GpGraphics* g = XGdipCreateGraphics(cr);
-    cairo_destroy(cr);
-    return g;
-}
+} // namespace
 
-bool XGdipWritePNG(const BYTE* pPixels, int w, int h, int nStride, const char* pszPath)
+GpStatus GdipCreateFromHDC(HDC hdc, GpGraphics** graphics)
 {
-    if (pPixels == nullptr || pszPath == nullptr || w <= 0 || h <= 0 || nStride < 4 * w)
-        return false;
-    cairo_surface_t* s =
-        cairo_image_surface_create_for_data(const_cast<BYTE*>(pPixels), CAIRO_FORMAT_RGB24, w, h, nStride);
-    const bool bOk = cairo_surface_write_to_png(s, pszPath) == CAIRO_STATUS_SUCCESS;
-    cairo_surface_destroy(s);
-    return bOk;
+    if (graphics == nullptr)
+        return InvalidParameter;
+    // The DC's own surface: the raster device's pixels, drawn here by a cairo
+    // context of this graphics' own, whose state the DC never sees.
+    cairo_surface_t* s = XfnSysDCSurface(hdc);
+    if (s == nullptr)
+        return InvalidParameter;
+    cairo_t* cr = cairo_create(s);
+    *graphics = NewGraphics(cr);
+    cairo_destroy(cr);
+    return *graphics != nullptr ? Ok : OutOfMemory;
 }
 
 GpStatus GdipDeleteGraphics(GpGraphics* graphics)

@@ -6,7 +6,6 @@
 #pragma once
 
 #include "KVDbase/platform/XGdiplusFlat.h"
-#include "platform/XGdipDevice.h"
 
 #include <cairo.h>
 
@@ -104,9 +103,6 @@ public:
     cairo_matrix_t world; // world to device, without the pixel offset
     ~GpGraphics();
 };
-
-// A graphics drawing through the caller's cairo context, which it references.
-GpGraphics* XGdipCreateGraphics(cairo_t* cr);
 
 // Pixel access in any format a bitmap holds, as straight ARGB.
 ARGB XGdipReadPixel(PixelFormat format, const BYTE* p);

@@ -1,38 +1,30 @@
 // The antialiased device on plain memory: objects, pixel rules, brushes,
 // bitmaps with locks, text placement and transforms.
 #include "KVDbase/platform/XGdiplus.h"
-#include "platform/XGdipDevice.h"
+#include "XGdiTestCanvas.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <string>
-#include <vector>
 
 using namespace Gdiplus;
 
 namespace {
 
-// A white surface of 32-bit pixels with a graphics over it.
+// A white DIB section in a memory DC with a graphics over it.
 struct Canvas {
-    int w, h;
-    std::vector<uint32_t> px;
-    GpGraphics* g;
-    Canvas(int wArg, int hArg) : w(wArg), h(hArg), px(static_cast<size_t>(w) * h, 0xFFFFFFFFu)
-    {
-        g = XGdipCreateGraphics(reinterpret_cast<BYTE*>(px.data()), w, h, 4 * w, false);
-    }
+    XGdiTestCanvas dc;
+    GpGraphics* g = nullptr;
+    Canvas(int w, int h) : dc(w, h) { EXPECT_EQ(GdipCreateFromHDC(dc.dc, &g), Ok); }
     ~Canvas() { GdipDeleteGraphics(g); }
-    uint32_t At(int x, int y) const { return px[static_cast<size_t>(y) * w + x] & 0xFFFFFF; }
-    void Save(const char* name) const
-    {
-        XGdipWritePNG(reinterpret_cast<const BYTE*>(px.data()), w, h, 4 * w, (std::string(name) + ".png").c_str());
-    }
+    // The pixel as 0xRRGGBB.
+    uint32_t At(int x, int y) const { return dc.bits[y * dc.w + x] & 0xFFFFFF; }
+    void Save(const char* name) const { dc.Save(name); }
     int Count(uint32_t rgb) const
     {
         int n = 0;
-        for (uint32_t v : px)
-            n += (v & 0xFFFFFF) == rgb;
+        for (int i = 0; i < dc.w * dc.h; ++i)
+            n += (dc.bits[i] & 0xFFFFFF) == rgb;
         return n;
     }
 };
@@ -94,16 +86,28 @@ TEST(Gdiplus, PixelOffsetPutsWholeCoordinatesOnPixelCentres)
     GdipDeletePen(pen);
 }
 
-TEST(Gdiplus, AlphaBlendsOverTheSurface)
+TEST(Gdiplus, GraphicsOfADeviceContextBlendsByAlpha)
 {
-    Canvas cv(8, 8);
-    GpBrush* b = Solid(0x800000FF); // half-transparent blue over white
-    GdipFillRectangleI(cv.g, b, 0, 0, 8, 8);
-    const uint32_t v = cv.At(3, 3);
-    EXPECT_EQ(v & 0xFF, 0xFFu);
-    EXPECT_NEAR(static_cast<int>((v >> 16) & 0xFF), 127, 2);
-    EXPECT_NEAR(static_cast<int>((v >> 8) & 0xFF), 127, 2);
-    GdipDeleteBrush(b);
+    XGdiTestCanvas dc(8, 8);
+    {
+        Graphics g(dc.dc);
+        ASSERT_EQ(g.GetLastStatus(), Ok);
+        SolidBrush b(Color(0x80, 0, 0, 255)); // half-transparent blue over white
+        EXPECT_EQ(g.FillRectangle(&b, 0, 0, 8, 4), Ok);
+    }
+    const COLORREF v = dc.At(3, 3);
+    EXPECT_EQ(GetBValue(v), 255);
+    EXPECT_NEAR(GetRValue(v), 127, 2);
+    EXPECT_NEAR(GetGValue(v), 127, 2);
+    EXPECT_EQ(dc.At(3, 4), kWhite);
+    // The raster device goes on drawing on the same pixels.
+    HBRUSH hb = CreateSolidBrush(kBlack);
+    RECT r = {0, 6, 8, 8};
+    FillRect(dc.dc, &r, hb);
+    DeleteObject(hb);
+    EXPECT_EQ(dc.At(3, 7), kBlack);
+    GpGraphics* g = nullptr;
+    EXPECT_EQ(GdipCreateFromHDC(nullptr, &g), InvalidParameter);
 }
 
 TEST(Gdiplus, HatchesAreEightByEightOnTheDeviceGrid)
