@@ -339,3 +339,48 @@ TEST(Gdiplus, StringsAreMeasuredAndPlacedByTheirFormat)
     EXPECT_EQ(GdipCreateFont(fam, 0.0f, 0, UnitPixel, &font), InvalidParameter);
     GdipDeleteFontFamily(fam);
 }
+
+TEST(Gdiplus, DashesLeaveGapsInUnitsOfTheWidth)
+{
+    Canvas cv(120, 70);
+    GdipSetSmoothingMode(cv.g, SmoothingModeAntiAlias);
+    const REAL custom[] = {4.0f, 2.0f};
+    for (int nStyle = 0; nStyle <= 5; ++nStyle) {
+        const int y = 5 + 10 * nStyle;
+        GpPen* native = nullptr;
+        GdipCreatePen1(0xFF000000, 2.0f, UnitPixel, &native);
+        GdipSetPenStartCap(native, LineCapRound); // dashes keep flat ends all the same
+        if (nStyle == 5)
+            GdipSetPenDashArray(native, custom, 2);
+        else
+            GdipSetPenDashStyle(native, static_cast<DashStyle>(nStyle));
+        GdipDrawLineI(cv.g, native, 10, y, 110, y);
+        GdipDeletePen(native);
+        int ink = 0, gaps = 0;
+        for (int x = 12; x < 108; ++x)
+            (cv.At(x, y) == 0xFFFFFF ? gaps : ink)++;
+        SCOPED_TRACE(nStyle);
+        EXPECT_GT(ink, 20);
+        if (nStyle == 0)
+            EXPECT_EQ(gaps, 0);
+        else
+            EXPECT_GT(gaps, 10);
+    }
+    // Style 2 (dot) at width 2 from the centre of pixel 10: two pixels on,
+    // two off.
+    EXPECT_EQ(cv.At(11, 25), 0x000000u);
+    EXPECT_EQ(cv.At(13, 25), 0xFFFFFFu);
+    EXPECT_EQ(cv.At(15, 25), 0x000000u);
+    GpBrush* b = Solid(0xFF00FF00);
+    GpPen* pen = nullptr;
+    GdipCreatePen1(0xFF0000FF, 1.0f, UnitPixel, &pen);
+    GdipFillEllipseI(cv.g, b, 30, 0, 20, 10);
+    GdipDrawEllipseI(cv.g, pen, 30, 0, 20, 10);
+    EXPECT_EQ(cv.At(40, 5), 0x00FF00u);
+    EXPECT_GT(cv.At(30, 5) & 0xFF, 0xC0u);
+    EXPECT_EQ(cv.At(30, 5) >> 16, 0u);
+    EXPECT_EQ(cv.At(31, 0), 0xFFFFFFu); // outside the ellipse's curve
+    cv.Save("gdiplus_dashes");
+    GdipDeletePen(pen);
+    GdipDeleteBrush(b);
+}
