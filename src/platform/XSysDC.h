@@ -52,3 +52,8 @@ bool XfnSysGetDCAntialias(HDC hdc);
 enum XSysDCSlot { XSYS_DC_SLOT_GL = 0, XSYS_DC_SLOT_GDIPLUS = 1, XSYS_DC_SLOT_COUNT = 2 };
 bool XfnSysSetDCAttachment(HDC hdc, XSysDCSlot slot, void* pObject, void (*pfnFree)(void*));
 void* XfnSysGetDCAttachment(HDC hdc, XSysDCSlot slot);
+
+// The 8 by 8 cells of the six hatches (HS_HORIZONTAL to HS_DIAGCROSS), one
+// byte a row, bit 7 being column 0, anchored at the surface origin: shared by
+// the raster and the antialiased devices so that both hatch alike.
+extern const uint8_t g_aXSysHatchRows[6][8];

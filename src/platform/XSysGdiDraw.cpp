@@ -51,11 +51,76 @@ void XfnGdiPaintSpan(XGdiDC* dc, const XGdiBrush* br, int y, int x0, int x1, boo
 
 namespace {
 
+// The brush as a cairo source anchored at the surface origin: hatch gaps take
+// the background colour when OPAQUE and stay clear otherwise.
+cairo_pattern_t* BrushSource(const XGdiDC* dc, const XGdiBrush* br)
+{
+    if (br->nStyle == BS_SOLID) {
+        const COLORREF c = br->clr;
+        return cairo_pattern_create_rgb((c & 0xFF) / 255.0, ((c >> 8) & 0xFF) / 255.0, ((c >> 16) & 0xFF) / 255.0);
+    }
+    const bool bHatch = br->nStyle == BS_HATCHED;
+    const int w = bHatch ? 8 : br->nPatWidth, h = bHatch ? 8 : br->nPatHeight;
+    cairo_surface_t* tile = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, w, h);
+    if (cairo_surface_status(tile) != CAIRO_STATUS_SUCCESS) {
+        cairo_surface_destroy(tile);
+        return nullptr;
+    }
+    uint8_t* data = cairo_image_surface_get_data(tile);
+    const int nStride = cairo_image_surface_get_stride(tile);
+    const uint32_t bg = dc->nBkMode == OPAQUE ? XfnGdiPixel(dc->clrBk) : 0;
+    for (int y = 0; y < h; ++y) {
+        uint32_t* row = reinterpret_cast<uint32_t*>(data + static_cast<ptrdiff_t>(y) * nStride);
+        for (int x = 0; x < w; ++x) {
+            const bool bSet = !bHatch || ((br->hatchRows[y] >> (7 - x)) & 1);
+            row[x] = bSet ? XfnGdiBrushPixel(br, x, y, bg) : bg;
+        }
+    }
+    cairo_surface_mark_dirty(tile);
+    cairo_pattern_t* pat = cairo_pattern_create_for_surface(tile);
+    cairo_surface_destroy(tile);
+    cairo_pattern_set_extend(pat, CAIRO_EXTEND_REPEAT);
+    cairo_pattern_set_filter(pat, CAIRO_FILTER_NEAREST);
+    return pat;
+}
+
+// The antialiased variation of a fill: cairo covers the path with coverage.
+// It serves R2_COPYPEN; other raster operations keep the exact aliased route.
+template <class AddPath>
+bool FillAntialiased(XGdiDC* dc, const XGdiBrush* br, AddPath&& addPath)
+{
+    if (!dc->bAntialias || dc->nRop2 != R2_COPYPEN)
+        return false;
+    cairo_t* cr = dc->Cairo();
+    cairo_pattern_t* pat = cr != nullptr ? BrushSource(dc, br) : nullptr;
+    if (pat == nullptr)
+        return false;
+    cairo_save(cr);
+    cairo_set_antialias(cr, CAIRO_ANTIALIAS_DEFAULT);
+    cairo_set_fill_rule(cr, dc->nFillMode == WINDING ? CAIRO_FILL_RULE_WINDING : CAIRO_FILL_RULE_EVEN_ODD);
+    cairo_new_path(cr);
+    addPath(cr);
+    cairo_set_source(cr, pat);
+    cairo_fill(cr);
+    cairo_restore(cr);
+    cairo_pattern_destroy(pat);
+    return true;
+}
+
 // Fills the polygons with the DC's brush in its fill mode.
 void FillPolygons(XGdiDC* dc, const POINT* pts, const int* counts, int nPolys)
 {
     const XGdiBrush* br = XfnGdiBrush(dc->hBrush);
     if (br == nullptr || br->nStyle == BS_NULL)
+        return;
+    if (FillAntialiased(dc, br, [&](cairo_t* cr) {
+            for (int p = 0, nBase = 0; p < nPolys; nBase += counts[p++]) {
+                cairo_move_to(cr, pts[nBase].x, pts[nBase].y);
+                for (int i = 1; i < counts[p]; ++i)
+                    cairo_line_to(cr, pts[nBase + i].x, pts[nBase + i].y);
+                cairo_close_path(cr);
+            }
+        }))
         return;
     XGdiSurface* s = dc->pSurface;
     XfnGdiScanPolygons(pts, counts, nPolys, dc->nFillMode, s->Width(), s->Height(),
@@ -81,6 +146,14 @@ void FillEllipse(XGdiDC* dc, int left, int top, int right, int bottom)
     XGdiSurface* s = dc->pSurface;
     const double cx = (left + right) / 2.0, cy = (top + bottom) / 2.0;
     const double rx = (right - left) / 2.0, ry = (bottom - top) / 2.0;
+    if (FillAntialiased(dc, br, [&](cairo_t* cr) {
+            cairo_save(cr);
+            cairo_translate(cr, cx, cy);
+            cairo_scale(cr, rx, ry);
+            cairo_arc(cr, 0, 0, 1, 0, 2 * M_PI);
+            cairo_restore(cr);
+        }))
+        return;
     const int ya = std::max(top, 0), yb = std::min(bottom, s->Height());
     for (int y = ya; y < yb; ++y) {
         const double t = (y + 0.5 - cy) / ry;

@@ -13,6 +13,6 @@
 // Draws the polyline of n points (closing it back to the first when bClose)
 // with the DC's pen.
 void XfnGdiStrokePolyline(XGdiDC* dc, const POINT* pts, int n, bool bClose);
-// Draws the outline of the pixel set given row by row as [x0[y], x1[y]) for
-// rows nTop onwards, with the DC's pen (the ellipse's outline).
+// Draws the outline of the ellipse in the box with the DC's pen: a thin pen
+// sets the edge pixels of the ellipse's own pixel set, a wide one is stroked.
 void XfnGdiStrokeEllipse(XGdiDC* dc, int left, int top, int right, int bottom);

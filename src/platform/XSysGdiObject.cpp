@@ -9,19 +9,9 @@
 
 namespace {
 
-// Slots live in chunks that are never freed, so a lookup can read a slot
-// without a lock while another thread adds objects.
-constexpr uint32_t nChunkBits = 12;
-constexpr uint32_t nChunkSlots = 1u << nChunkBits;
-constexpr uint32_t nMaxChunks = 4096;
-
-struct Slot {
-    std::atomic<XGdiObject*> pObject{nullptr};
-    std::atomic<uint32_t> nGeneration{1};
-};
+using namespace XGdiTable;
 
 struct Table {
-    std::atomic<Slot*> chunks[nMaxChunks] = {};
     std::mutex lock;
     std::vector<uint32_t> freeSlots;
     uint32_t nUsed = 0;
@@ -38,23 +28,9 @@ uintptr_t Encode(uint32_t nIndex, uint32_t nGeneration)
     return (static_cast<uintptr_t>(nGeneration) << 32) | (nIndex + 1);
 }
 
-Slot* Locate(const void* h, uint32_t& nGeneration)
-{
-    const uintptr_t v = reinterpret_cast<uintptr_t>(h);
-    const uint32_t nLow = static_cast<uint32_t>(v);
-    if (nLow == 0)
-        return nullptr;
-    const uint32_t nIndex = nLow - 1;
-    if ((nIndex >> nChunkBits) >= nMaxChunks)
-        return nullptr;
-    Slot* pChunk = TheTable().chunks[nIndex >> nChunkBits].load(std::memory_order_acquire);
-    if (pChunk == nullptr)
-        return nullptr;
-    nGeneration = static_cast<uint32_t>(v >> 32);
-    return &pChunk[nIndex & (nChunkSlots - 1)];
-}
-
 } // namespace
+
+std::atomic<XGdiTable::Slot*> XGdiTable::g_chunks[XGdiTable::nMaxChunks];
 
 HGDIOBJ XfnGdiAdd(std::unique_ptr<XGdiObject> pObject)
 {
@@ -70,26 +46,17 @@ HGDIOBJ XfnGdiAdd(std::unique_ptr<XGdiObject> pObject)
         if (t.nUsed >= nChunkSlots * nMaxChunks)
             return nullptr;
         nIndex = t.nUsed;
-        if (t.chunks[nIndex >> nChunkBits].load(std::memory_order_relaxed) == nullptr) {
+        if (g_chunks[nIndex >> nChunkBits].load(std::memory_order_relaxed) == nullptr) {
             Slot* pChunk = new (std::nothrow) Slot[nChunkSlots];
             if (pChunk == nullptr)
                 return nullptr;
-            t.chunks[nIndex >> nChunkBits].store(pChunk, std::memory_order_release);
+            g_chunks[nIndex >> nChunkBits].store(pChunk, std::memory_order_release);
         }
         ++t.nUsed;
     }
-    Slot& s = t.chunks[nIndex >> nChunkBits].load(std::memory_order_relaxed)[nIndex & (nChunkSlots - 1)];
+    Slot& s = g_chunks[nIndex >> nChunkBits].load(std::memory_order_relaxed)[nIndex & (nChunkSlots - 1)];
     s.pObject.store(pObject.release(), std::memory_order_release);
     return reinterpret_cast<HGDIOBJ>(Encode(nIndex, s.nGeneration.load(std::memory_order_relaxed)));
-}
-
-XGdiObject* XfnGdiFind(const void* h)
-{
-    uint32_t nGeneration = 0;
-    Slot* s = Locate(h, nGeneration);
-    if (s == nullptr || s->nGeneration.load(std::memory_order_acquire) != nGeneration)
-        return nullptr;
-    return s->pObject.load(std::memory_order_acquire);
 }
 
 bool XfnGdiRemove(const void* h)

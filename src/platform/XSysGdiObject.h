@@ -10,11 +10,13 @@
 #include <cairo.h>
 #include <pango/pango.h>
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <vector>
 
 #include "platform/XSysDC.h"
+#include "platform/XSysGdiScan.h"
 
 enum class XGdiKind : uint8_t { Dc, Bitmap, Pen, Brush, Font, Region, Palette, Window };
 
@@ -88,11 +90,14 @@ struct XGdiFont : XGdiObject {
 // reasonable size, and a row's spans otherwise.
 struct XGdiRegion : XGdiObject {
     XGdiRegion() : XGdiObject(XGdiKind::Region) {}
-    RECT box = {0, 0, 0, 0};      // right and bottom exclusive
-    std::vector<int> rowStart;    // per box row, index into spans; one extra at the end
-    std::vector<int> spans;       // x0, x1 pairs, x1 exclusive
-    std::vector<uint64_t> mask;   // box rows of nMaskWords words
-    int nMaskWords = 0;
+    // What PtInRegion reads sits next to the object's header, in one line of
+    // the cache.
+    RECT box = {0, 0, 0, 0};          // right and bottom exclusive
+    int nMaskWords = 0;               // words a mask row; 0 without a mask
+    const uint64_t* pMask = nullptr;  // mask.data()
+    std::vector<int> rowStart;        // per box row, index into spans; one extra at the end
+    std::vector<int> spans;           // x0, x1 pairs, x1 exclusive
+    std::vector<uint64_t> mask;       // box rows of nMaskWords words
 };
 
 struct XGdiPalette : XGdiObject {
@@ -152,10 +157,48 @@ struct XGdiWindow : XGdiObject {
     HDC hDC = nullptr;
 };
 
-// Table of live objects.
+// Table of live objects. Slots live in chunks that are never freed, so a
+// lookup reads a slot without a lock while another thread adds objects; the
+// chunk pointers are constant-initialised, so a lookup costs no guard either.
+namespace XGdiTable {
+constexpr uint32_t nChunkBits = 12;
+constexpr uint32_t nChunkSlots = 1u << nChunkBits;
+constexpr uint32_t nMaxChunks = 4096;
+
+struct Slot {
+    std::atomic<XGdiObject*> pObject{nullptr};
+    std::atomic<uint32_t> nGeneration{1};
+};
+extern std::atomic<Slot*> g_chunks[nMaxChunks];
+
+// The slot a handle names and the generation it carries, or null.
+inline Slot* Locate(const void* h, uint32_t& nGeneration)
+{
+    const uintptr_t v = reinterpret_cast<uintptr_t>(h);
+    const uint32_t nLow = static_cast<uint32_t>(v);
+    if (nLow == 0)
+        return nullptr;
+    const uint32_t nIndex = nLow - 1;
+    if ((nIndex >> nChunkBits) >= nMaxChunks)
+        return nullptr;
+    Slot* pChunk = g_chunks[nIndex >> nChunkBits].load(std::memory_order_acquire);
+    if (pChunk == nullptr)
+        return nullptr;
+    nGeneration = static_cast<uint32_t>(v >> 32);
+    return &pChunk[nIndex & (nChunkSlots - 1)];
+}
+} // namespace XGdiTable
+
 HGDIOBJ XfnGdiAdd(std::unique_ptr<XGdiObject> pObject);
-// The object of a handle of the given kind, or null.
-XGdiObject* XfnGdiFind(const void* h);
+// The live object of a handle, or null.
+inline XGdiObject* XfnGdiFind(const void* h)
+{
+    uint32_t nGeneration = 0;
+    XGdiTable::Slot* s = XGdiTable::Locate(h, nGeneration);
+    if (s == nullptr || s->nGeneration.load(std::memory_order_acquire) != nGeneration)
+        return nullptr;
+    return s->pObject.load(std::memory_order_acquire);
+}
 // Removes and destroys; false for an unknown handle.
 bool XfnGdiRemove(const void* h);
 
@@ -210,13 +253,6 @@ inline uint32_t XfnGdiRop3(unsigned t, uint32_t p, uint32_t s, uint32_t d)
     return r | 0xFF000000u;
 }
 
-// Spans of pixels whose centres lie inside the polygons, in the fill mode,
-// handed row by row to fn(y, x0, x1) with x1 exclusive; rows and columns are
-// limited to [0, nMaxX) by [0, nMaxY) (pass INT32_MAX for no limit).
-template <class Fn>
-void XfnGdiScanPolygons(const POINT* pts, const int* counts, int nPolys, int nFillMode, int nMaxX, int nMaxY,
-                        Fn&& fn);
-
 // The brush's colour at (x, y) of the surface, gaps of a hatch in bg; black
 // for no brush.
 inline uint32_t XfnGdiBrushPixel(const XGdiBrush* br, int x, int y, uint32_t bg)
@@ -241,5 +277,3 @@ inline uint32_t XfnGdiBrushPixel(const XGdiBrush* br, int x, int y, uint32_t bg)
 // Paints the span [x0, x1) of row y with the brush in the DC's raster
 // operation (or R2_COPYPEN for bPatCopy) and background.
 void XfnGdiPaintSpan(XGdiDC* dc, const XGdiBrush* br, int y, int x0, int x1, bool bPatCopy);
-
-#include "platform/XSysGdiScan.h"

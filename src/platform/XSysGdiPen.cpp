@@ -41,10 +41,12 @@ T AddObject(std::unique_ptr<XGdiObject> p)
     return static_cast<T>(XfnGdiAdd(std::move(p)));
 }
 
+} // namespace
+
 // The rows of each hatch, bit 7 being column 0. They are the 8 by 8 cells of
 // the drawing layer's fill masks, so that a hatch looks the same on every
 // route.
-const uint8_t hatchRows[6][8] = {
+const uint8_t g_aXSysHatchRows[6][8] = {
     {0x00, 0xFF, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00}, // HS_HORIZONTAL
     {0x01, 0x01, 0x01, 0x01, 0x01, 0x01, 0x01, 0x01}, // HS_VERTICAL
     {0x80, 0x40, 0x20, 0x10, 0x08, 0x04, 0x02, 0x01}, // HS_FDIAGONAL
@@ -52,6 +54,8 @@ const uint8_t hatchRows[6][8] = {
     {0x01, 0xFF, 0x01, 0x01, 0x01, 0x01, 0x01, 0x01}, // HS_CROSS
     {0x81, 0x42, 0x24, 0x18, 0x18, 0x24, 0x42, 0x81}, // HS_DIAGCROSS
 };
+
+namespace {
 
 // The largest pattern a brush copies.
 constexpr int64_t nMaxPatternPixels = 1 << 24;
@@ -112,8 +116,12 @@ bool ReadPackedDIB(const void* pDIB, UINT usage, XGdiBrush& br)
 
 HPEN CreatePen(int iStyle, int cWidth, COLORREF color)
 {
+    // The type, end-cap and join bits may come along (a geometric hairline is
+    // made so); the pen draws by its style field and keeps the word as given.
     const int nKind = iStyle & static_cast<int>(PS_STYLE_MASK);
-    if (iStyle < 0 || nKind > static_cast<int>(PS_INSIDEFRAME) || cWidth < 0 || (static_cast<DWORD>(iStyle) & PS_TYPE_MASK) != 0)
+    const DWORD nKnown = PS_STYLE_MASK | PS_ENDCAP_MASK | PS_JOIN_MASK | PS_TYPE_MASK;
+    if (iStyle < 0 || nKind > static_cast<int>(PS_INSIDEFRAME) || cWidth < 0 ||
+        (static_cast<DWORD>(iStyle) & ~nKnown) != 0)
         return nullptr;
     std::unique_ptr<XGdiPen> pen(new (std::nothrow) XGdiPen);
     if (!pen)
@@ -191,7 +199,7 @@ HBRUSH CreateBrushIndirect(const LOGBRUSH* plbrush)
         if (plbrush->lbHatch > HS_DIAGCROSS)
             return nullptr;
         br->nHatch = static_cast<int>(plbrush->lbHatch);
-        std::memcpy(br->hatchRows, hatchRows[br->nHatch], 8);
+        std::memcpy(br->hatchRows, g_aXSysHatchRows[br->nHatch], 8);
         break;
     case BS_DIBPATTERNPT:
         try {

@@ -77,6 +77,7 @@ HRGN MakeRegion(const POINT* pts, const int* counts, int nPolys, int iMode)
                             m[x >> 6] |= uint64_t(1) << (x & 63);
                     }
                 }
+                rgn->pMask = rgn->mask.data();
             }
         }
         return static_cast<HRGN>(XfnGdiAdd(std::move(rgn)));
@@ -124,7 +125,7 @@ BOOL PtInRegion(HRGN hrgn, int x, int y)
     const int dy = y - r->box.top;
     if (r->nMaskWords > 0) {
         const int dx = x - r->box.left;
-        return (r->mask[static_cast<size_t>(dy) * r->nMaskWords + (dx >> 6)] >> (dx & 63)) & 1 ? TRUE : FALSE;
+        return (r->pMask[static_cast<size_t>(dy) * r->nMaskWords + (dx >> 6)] >> (dx & 63)) & 1 ? TRUE : FALSE;
     }
     const int* s = r->spans.data();
     const int* a = s + r->rowStart[static_cast<size_t>(dy)];

@@ -46,6 +46,7 @@ inline void XfnGdiBuildEdges(const POINT* pts, const int* counts, int nPolys, st
     std::sort(edges.begin(), edges.end(), [](const XGdiEdge& l, const XGdiEdge& r) { return l.yTop < r.yTop; });
 }
 
+// The same over edges already built, for callers that keep them.
 template <class Fn>
 void XfnGdiScanEdges(const std::vector<XGdiEdge>& edges, int nFillMode, int nMaxX, int nMaxY, Fn&& fn)
 {
@@ -101,6 +102,9 @@ void XfnGdiScanEdges(const std::vector<XGdiEdge>& edges, int nFillMode, int nMax
     }
 }
 
+// Spans of pixels whose centres lie inside the polygons, in the fill mode,
+// handed row by row to fn(y, x0, x1) with x1 exclusive; rows and columns are
+// limited to [0, nMaxX) by [0, nMaxY).
 template <class Fn>
 void XfnGdiScanPolygons(const POINT* pts, const int* counts, int nPolys, int nFillMode, int nMaxX, int nMaxY, Fn&& fn)
 {

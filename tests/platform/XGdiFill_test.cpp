@@ -3,7 +3,10 @@
 // polygon fill modes, ellipses and paths.
 #include "platform/XGdiTestCanvas.h"
 
+#include <set>
 #include <vector>
+
+#include "platform/XSysDC.h"
 
 namespace {
 
@@ -205,4 +208,27 @@ TEST(XGdiFill, PathFillUsesTheBrushAndLeavesOutlinesToThePen)
     EXPECT_EQ(cv.Count(kRed), 100);
     EXPECT_EQ(cv.Count(kBlack), 0);
     EXPECT_FALSE(FillPath(cv.dc));
+}
+
+TEST(XGdiFill, TheAntialiasedVariationBlendsEdgesAndTheRasterDeviceDoesNot)
+{
+    const POINT tri[3] = {{2, 2}, {37, 9}, {8, 36}};
+    auto colours = [&](bool bAntialias, int nRop) {
+        XGdiTestCanvas cv(40, 40);
+        XfnSysSetDCAntialias(cv.dc, bAntialias);
+        SetROP2(cv.dc, nRop);
+        Selected br(cv.dc, CreateSolidBrush(kBlack));
+        Selected pen(cv.dc, GetStockObject(NULL_PEN));
+        Polygon(cv.dc, tri, 3);
+        Ellipse(cv.dc, 20, 20, 39, 39);
+        std::set<COLORREF> seen;
+        for (int y = 0; y < 40; ++y)
+            for (int x = 0; x < 40; ++x)
+                seen.insert(cv.At(x, y));
+        return seen.size();
+    };
+    EXPECT_EQ(colours(false, R2_COPYPEN), 2u);
+    EXPECT_GT(colours(true, R2_COPYPEN), 10u);
+    // Raster operations stay exact on either device.
+    EXPECT_EQ(colours(true, R2_NOT), 2u);
 }

@@ -219,3 +219,17 @@ TEST(XGdiLine, BinaryRasterOperationsFollowTheirTruthTable)
         EXPECT_EQ(cv.bits[x] & 0xFFFFFFu, expect) << nRop;
     }
 }
+
+TEST(XGdiLine, CreatePenTakesTypeAndCapBitsAndDrawsByItsStyle)
+{
+    XGdiTestCanvas cv(20, 4);
+    PenScope p(cv.dc, CreatePen(PS_GEOMETRIC | PS_ENDCAP_FLAT | PS_SOLID, 0, kRed));
+    ASSERT_NE(p.pen, nullptr);
+    LOGPEN lp;
+    ASSERT_EQ(GetObjectA(p.pen, sizeof(lp), &lp), static_cast<int>(sizeof(lp)));
+    EXPECT_EQ(lp.lopnStyle, PS_GEOMETRIC | PS_ENDCAP_FLAT);
+    MoveToEx(cv.dc, 0, 1, nullptr);
+    LineTo(cv.dc, 20, 1);
+    EXPECT_EQ(cv.Count(kRed), 20);
+    EXPECT_EQ(CreatePen(0x00100000, 0, 0), nullptr);
+}

@@ -1,0 +1,200 @@
+// Fonts and text on the raster device: the height rules of LOGFONTA, text at
+// its anchor, measuring, Hangul through fallback, escapement and aliasing.
+#include "platform/XGdiTestCanvas.h"
+
+#include <cstring>
+#include <set>
+
+namespace {
+
+LOGFONTA Font(LONG nHeight, const char* pszFace = "Courier New")
+{
+    LOGFONTA lf = {};
+    lf.lfHeight = nHeight;
+    lf.lfWeight = FW_NORMAL;
+    lf.lfCharSet = DEFAULT_CHARSET;
+    std::strcpy(lf.lfFaceName, pszFace);
+    return lf;
+}
+
+struct FontScope {
+    HDC dc;
+    HFONT font;
+    HGDIOBJ old;
+    FontScope(HDC d, const LOGFONTA& lf) : dc(d), font(CreateFontIndirectA(&lf)), old(SelectObject(d, font)) {}
+    ~FontScope()
+    {
+        SelectObject(dc, old);
+        DeleteObject(font);
+    }
+};
+
+// The box of every pixel that is not white.
+RECT Ink(const XGdiTestCanvas& cv)
+{
+    RECT r = {cv.w, cv.h, -1, -1};
+    for (int y = 0; y < cv.h; ++y)
+        for (int x = 0; x < cv.w; ++x)
+            if (cv.At(x, y) != kWhite) {
+                r.left = std::min<LONG>(r.left, x);
+                r.top = std::min<LONG>(r.top, y);
+                r.right = std::max<LONG>(r.right, x + 1);
+                r.bottom = std::max<LONG>(r.bottom, y + 1);
+            }
+    return r;
+}
+
+} // namespace
+
+TEST(XGdiText, HeightSignRulesOfLogfont)
+{
+    XGdiTestCanvas cv(10, 10);
+    TEXTMETRICA tm;
+    {
+        FontScope f(cv.dc, Font(-20));
+        ASSERT_TRUE(GetTextMetricsA(cv.dc, &tm));
+        EXPECT_EQ(tm.tmHeight - tm.tmInternalLeading, 20);
+        EXPECT_EQ(tm.tmHeight, tm.tmAscent + tm.tmDescent);
+    }
+    {
+        FontScope f(cv.dc, Font(20));
+        ASSERT_TRUE(GetTextMetricsA(cv.dc, &tm));
+        EXPECT_NEAR(tm.tmHeight, 20, 1);
+        EXPECT_LT(tm.tmHeight - tm.tmInternalLeading, 20);
+    }
+    // "Courier New" resolves to a monospaced face: every letter advances alike.
+    FontScope f(cv.dc, Font(-16));
+    SIZE a, b;
+    ASSERT_TRUE(GetTextExtentPoint32A(cv.dc, "iiii", 4, &a));
+    ASSERT_TRUE(GetTextExtentPoint32A(cv.dc, "MMMM", 4, &b));
+    EXPECT_EQ(a.cx, b.cx);
+    EXPECT_GT(a.cx, 0);
+}
+
+TEST(XGdiText, TextLandsAtItsAnchorWithAlignZero)
+{
+    XGdiTestCanvas cv(200, 60);
+    FontScope f(cv.dc, Font(-24));
+    SetBkMode(cv.dc, TRANSPARENT);
+    SetTextColor(cv.dc, kBlack);
+    EXPECT_EQ(SetTextAlign(cv.dc, 0), 0u);
+    ASSERT_TRUE(ExtTextOutA(cv.dc, 30, 15, 0, nullptr, "HEH", 3, nullptr));
+    cv.Save("text-anchor");
+    SIZE sz;
+    GetTextExtentPoint32A(cv.dc, "HEH", 3, &sz);
+    const RECT ink = Ink(cv);
+    // The ink lies in the box that starts at the anchor and starts near it.
+    EXPECT_GE(ink.left, 30);
+    EXPECT_LE(ink.left, 33);
+    EXPECT_GE(ink.top, 15);
+    EXPECT_LE(ink.top, 15 + sz.cy / 3);
+    EXPECT_LE(ink.right, 30 + sz.cx);
+    EXPECT_LE(ink.bottom, 15 + sz.cy);
+    // Aliased: only the text colour and the background.
+    std::set<COLORREF> colours;
+    for (int y = 0; y < cv.h; ++y)
+        for (int x = 0; x < cv.w; ++x)
+            colours.insert(cv.At(x, y));
+    EXPECT_EQ(colours, (std::set<COLORREF>{kBlack, kWhite}));
+}
+
+TEST(XGdiText, AlignmentMovesTheBoxAroundTheAnchor)
+{
+    XGdiTestCanvas cv(200, 80);
+    FontScope f(cv.dc, Font(-20));
+    SetBkMode(cv.dc, OPAQUE);
+    SetBkColor(cv.dc, kRed);
+    SIZE sz;
+    GetTextExtentPoint32A(cv.dc, "Ab", 2, &sz);
+    SetTextAlign(cv.dc, TA_RIGHT | TA_BOTTOM);
+    TextOutA(cv.dc, 100, 50, "Ab", 2);
+    // The opaque box ends at the anchor on both axes.
+    const RECT ink = Ink(cv);
+    EXPECT_EQ(ink.right, 100);
+    EXPECT_EQ(ink.bottom, 50);
+    EXPECT_EQ(ink.left, 100 - sz.cx);
+    EXPECT_EQ(ink.top, 50 - sz.cy);
+}
+
+TEST(XGdiText, DrawTextMeasuresWhatGetTextExtentReports)
+{
+    XGdiTestCanvas cv(10, 10);
+    FontScope f(cv.dc, Font(-18));
+    RECT r = {5, 7, 5, 7};
+    const int h = DrawTextA(cv.dc, "Seoul 2024", -1, &r, DT_CALCRECT | DT_SINGLELINE);
+    SIZE sz;
+    GetTextExtentPoint32A(cv.dc, "Seoul 2024", 10, &sz);
+    EXPECT_EQ(h, sz.cy);
+    EXPECT_EQ(r.right - r.left, sz.cx);
+    EXPECT_EQ(r.bottom - r.top, sz.cy);
+    EXPECT_EQ(cv.Count(kWhite), 100); // measuring draws nothing
+    // A measuring DC without a bitmap of its own measures as well.
+    HDC mem = CreateCompatibleDC(nullptr);
+    HFONT font = static_cast<HFONT>(GetCurrentObject(cv.dc, OBJ_FONT));
+    HGDIOBJ old = SelectObject(mem, font);
+    RECT r2 = {0, 0, 0, 0};
+    EXPECT_EQ(DrawTextA(mem, "Seoul 2024", 10, &r2, 0x420), h);
+    EXPECT_EQ(r2.right, sz.cx);
+    SelectObject(mem, old);
+    DeleteDC(mem);
+}
+
+TEST(XGdiText, HangulFallsBackToAFaceThatHasIt)
+{
+    XGdiTestCanvas cv(200, 50);
+    FontScope f(cv.dc, Font(-24));
+    SetBkMode(cv.dc, TRANSPARENT);
+    const char* pszHangul = "\xED\x95\x9C\xEA\xB8\x80"; // two syllables
+    SIZE sz;
+    ASSERT_TRUE(GetTextExtentPoint32A(cv.dc, pszHangul, 6, &sz));
+    EXPECT_GT(sz.cx, 30);
+    TextOutA(cv.dc, 10, 10, pszHangul, 6);
+    cv.Save("text-hangul");
+    // Real glyphs: plenty of ink, not two hollow boxes.
+    EXPECT_GT(cv.Count(kBlack), 80);
+    // Malformed text is drawn without harm.
+    EXPECT_TRUE(TextOutA(cv.dc, 10, 10, "\xFF\xC3", 2));
+}
+
+TEST(XGdiText, EscapementTurnsTheTextCounterClockwise)
+{
+    XGdiTestCanvas cv(80, 160);
+    LOGFONTA lf = Font(-20);
+    lf.lfEscapement = 900;
+    FontScope f(cv.dc, lf);
+    SetBkMode(cv.dc, TRANSPARENT);
+    TextOutA(cv.dc, 20, 140, "LLLLLL", 6);
+    cv.Save("text-escapement");
+    const RECT ink = Ink(cv);
+    // Turned a quarter: the text runs up from the anchor, and the box that hung
+    // below it now lies to its right.
+    SIZE sz;
+    GetTextExtentPoint32A(cv.dc, "LLLLLL", 6, &sz);
+    EXPECT_GT(ink.bottom - ink.top, 3 * (ink.right - ink.left));
+    EXPECT_LE(ink.bottom, 141);
+    EXPECT_GE(ink.top, 140 - sz.cx - 1);
+    EXPECT_GE(ink.left, 20);
+    EXPECT_LE(ink.right, 20 + sz.cy);
+}
+
+TEST(XGdiText, BoldItalicUnderlineAndStrikeOutChangeThePixels)
+{
+    auto inkOf = [](LOGFONTA lf) {
+        XGdiTestCanvas cv(120, 40);
+        FontScope f(cv.dc, lf);
+        SetBkMode(cv.dc, TRANSPARENT);
+        TextOutA(cv.dc, 5, 5, "Hill", 4);
+        return cv.Count(kBlack);
+    };
+    const LOGFONTA plain = Font(-20, "Liberation Sans");
+    const int n = inkOf(plain);
+    LOGFONTA bold = plain;
+    bold.lfWeight = FW_BOLD;
+    LOGFONTA under = plain;
+    under.lfUnderline = 1;
+    LOGFONTA strike = plain;
+    strike.lfStrikeOut = 1;
+    EXPECT_GT(inkOf(bold), n);
+    EXPECT_GT(inkOf(under), n);
+    EXPECT_GT(inkOf(strike), n);
+}
