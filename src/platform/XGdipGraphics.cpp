@@ -18,17 +18,6 @@ namespace {
 
 constexpr double kPi = 3.14159265358979323846;
 
-// The 8 by 8 patterns of the six line hatches, one byte a row, the high bit
-// being column 0. They are the rows of the fill styles that reach each hatch,
-// so a hatched fill covers the same pixels as its stipple on the other paths.
-const BYTE kHatchRows[6][8] = {
-    {0x00, 0xFF, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00}, // horizontal
-    {0x01, 0x01, 0x01, 0x01, 0x01, 0x01, 0x01, 0x01}, // vertical
-    {0x80, 0x40, 0x20, 0x10, 0x08, 0x04, 0x02, 0x01}, // forward diagonal
-    {0x01, 0x02, 0x04, 0x08, 0x10, 0x20, 0x40, 0x80}, // backward diagonal
-    {0x01, 0xFF, 0x01, 0x01, 0x01, 0x01, 0x01, 0x01}, // cross
-    {0x81, 0x42, 0x24, 0x18, 0x18, 0x24, 0x42, 0x81}, // diagonal cross
-};
 // Every other hatch value: alternating pixels.
 const BYTE kOtherHatchRows[8] = {0xAA, 0x55, 0xAA, 0x55, 0xAA, 0x55, 0xAA, 0x55};
 
@@ -72,7 +61,8 @@ cairo_surface_t* HatchSurface(const GpBrush* b)
         return nullptr;
     }
     cairo_surface_flush(s);
-    const BYTE* rows = b->hatch >= 0 && b->hatch < 6 ? kHatchRows[b->hatch] : kOtherHatchRows;
+    // The raster device's cells: a hatch looks the same on both devices.
+    const BYTE* rows = b->hatch >= 0 && b->hatch < 6 ? g_aXSysHatchRows[b->hatch] : kOtherHatchRows;
     BYTE* p = cairo_image_surface_get_data(s);
     const int nStride = cairo_image_surface_get_stride(s);
     for (int y = 0; y < 8; ++y)
