@@ -4,6 +4,7 @@
 #include "KVDbase/core/XMemory.h"
 #include "KVDbase/drawing/XBackBuffer.h"
 #include "KVDbase/drawing/XDIB.h"
+#include "drawing/XDIBConvert.h"
 #include "drawing/XVertRecord.h"
 
 #include <climits>
@@ -22,17 +23,6 @@ XIMPLEMENT_ARCHIVE_OPERATORS(XVertBuffer)
 namespace {
 
 XVertReplay* g_apReplays[4] = {nullptr, nullptr, nullptr, nullptr};
-
-// The opacity byte of an alpha in 0.0 to 1.0: alpha times 255, truncated.
-// Values outside that range keep the low byte of the truncation; a value that
-// is no number gives 0.
-BYTE OpacityByte(double dAlpha)
-{
-    const double v = dAlpha * 255.0;
-    if (!(v > -2147483648.0 && v < 2147483648.0))
-        return 0;
-    return static_cast<BYTE>(static_cast<int32_t>(v));
-}
 
 } // namespace
 
@@ -321,7 +311,7 @@ void XVertBuffer::AddColor(int nKind, COLORREF clr, double dAlpha, COLORREF& clr
         // The GDI path keeps the opacity in the high byte; the "no colour"
         // value 0xFF000000 counts as fully transparent black.
         const double dOpacity = clr == 0xFF000000u ? 0.0 : dAlpha;
-        clrStored = (clr & 0x00FFFFFFu) | (static_cast<COLORREF>(OpacityByte(dOpacity)) << 24);
+        clrStored = (clr & 0x00FFFFFFu) | (static_cast<COLORREF>(XfnOpacityByte(dOpacity)) << 24);
     }
     PutU32(At(p, OFS_VALUE), clrStored);
     if (Append(p)) {
@@ -708,86 +698,11 @@ void XVertBuffer::AddDIB(const char* pBits, const BITMAPINFO* pInfo, double d1, 
         PutF64(At(p, OFS_DIB_DOUBLES + 8 * i), a[i]);
     PutU32(At(p, OFS_DIB_TEXTURE), 0);
 
-    const BYTE* pSrc = reinterpret_cast<const BYTE*>(pBits);
-    const int nSrcStride = XfnCalcDIBWidthBytes(pInfo);
-    const int nBitCount = bih.biBitCount;
-    const bool bGrey = XfnGetDIBPaletteSize(&bih) == 0;
-    const BYTE* pPalette = reinterpret_cast<const BYTE*>(pInfo->bmiColors);
-    const BYTE nOpacity = OpacityByte(dAlpha);
-    const bool bKey = (dwKey & 0xFFu) != 0;
-    const BYTE keyRed = static_cast<BYTE>(dwKey >> 8);
-    const BYTE keyGreen = static_cast<BYTE>(dwKey >> 16);
-    const BYTE keyBlue = static_cast<BYTE>(dwKey >> 24);
-
-    BYTE* pPixels = At(p, OFS_DIB_PIXELS);
-    const int nStride24 = XfnCalcDIBWidthBytes(w, 24);
-    const int nStride8 = XfnCalcDIBWidthBytes(w, 8);
-    BYTE* pMask = pPixels + static_cast<size_t>(nStride24) * h;
-
-    bool bSeenZero = false, bSeenPartial = false;
-    BYTE blue = 0, green = 0, red = 0;
-    for (int row = 0; row < h; ++row) {
-        const BYTE* s = pSrc + static_cast<size_t>(nSrcStride) * row;
-        const int nTargetRow = nType == PATH_GDIP ? h - 1 - row : row;
-        for (int col = 0; col < w; ++col) {
-            switch (nBitCount) {
-            case 8: {
-                const BYTE v = s[col];
-                if (bGrey) {
-                    blue = green = red = v;
-                } else {
-                    blue = pPalette[4 * v];
-                    green = pPalette[4 * v + 1];
-                    red = pPalette[4 * v + 2];
-                }
-                break;
-            }
-            case 16: {
-                const unsigned v = static_cast<unsigned>(s[2 * col]) | (static_cast<unsigned>(s[2 * col + 1]) << 8);
-                blue = static_cast<BYTE>((v & 0x1Fu) << 3);
-                green = static_cast<BYTE>(((v >> 5) & 0x1Fu) << 3);
-                red = static_cast<BYTE>(((v >> 10) & 0x1Fu) << 3);
-                break;
-            }
-            case 24:
-                blue = s[3 * col];
-                green = s[3 * col + 1];
-                red = s[3 * col + 2];
-                break;
-            case 32:
-                blue = s[4 * col];
-                green = s[4 * col + 1];
-                red = s[4 * col + 2];
-                break;
-            default:
-                break; // an unread depth keeps the last value
-            }
-            BYTE alpha = nOpacity;
-            BYTE b = blue, g = green, r = red;
-            if (bKey && r == keyRed && g == keyGreen && b == keyBlue)
-                b = g = r = alpha = 0;
-            if (nType == PATH_GDI) {
-                BYTE* t = pPixels + static_cast<size_t>(nStride24) * nTargetRow + 3 * col;
-                t[0] = b;
-                t[1] = g;
-                t[2] = r;
-                pMask[static_cast<size_t>(nStride8) * nTargetRow + col] = static_cast<BYTE>(255 - alpha);
-            } else {
-                BYTE* t = pPixels + (static_cast<size_t>(w) * nTargetRow + col) * 4;
-                t[0] = b;
-                t[1] = g;
-                t[2] = r;
-                t[3] = alpha;
-            }
-            if (nType != PATH_GDIP) {
-                if (alpha == 0)
-                    bSeenZero = true;
-                else if (alpha != 255)
-                    bSeenPartial = true;
-            }
-        }
-    }
-    PutI32(At(p, OFS_DIB_CLASS), bSeenPartial ? 1 : (bSeenZero ? 0 : -1));
+    const XDIBForm nForm = nType == PATH_GDI ? XDIB_FORM_ROWS_AND_MASK
+                           : nType == PATH_GL ? XDIB_FORM_BGRA_BOTTOM_UP
+                                              : XDIB_FORM_BGRA_TOP_DOWN;
+    const int nClass = XfnConvertDIBPixels(pBits, pInfo, dAlpha, dwKey, nForm, At(p, OFS_DIB_PIXELS));
+    PutI32(At(p, OFS_DIB_CLASS), nClass);
     Append(p);
 }
 
