@@ -56,6 +56,7 @@
 #include "KVDbase/drawing/XBackBuffer.h"
 #include "KVDbase/drawing/XDIB.h"
 #include "KVDbase/drawing/XDrawStyle.h"
+#include "KVDbase/drawing/XDrawStyleGDI.h"
 #include "KVDbase/drawing/XVertBuffer.h"
 
 #include "KVDbase/crypto/XRSA.h"

@@ -1,11 +1,16 @@
 #include "KVDbase/drawing/XBackBuffer.h"
 
+#include "KVDbase/platform/XGdi.h"
+
 #include <cmath>
 #include <cstdlib>
 
 XIMPLEMENT_DYNAMIC(XBackBuffer, XObject)
 
 int XBackBuffer::nRefCount = 0;
+XMapStringToPtr XBackBuffer::mapGLFont;
+unsigned int XBackBuffer::nFontTexture = 0;
+int XBackBuffer::bUseCompositeFont = 0;
 
 
 XBackBuffer::XBackBuffer()
@@ -23,14 +28,30 @@ XBackBuffer::XBackBuffer(int nTypeArg)
 
 XBackBuffer::~XBackBuffer()
 {
-    --nRefCount;
+    Delete();
+    if (--nRefCount == 0)
+        ReleaseGLFonts();
     FreeTemp();
 }
 
 void XBackBuffer::SetDefaults()
 {
+    clrLine = RGB(0, 0, 0);
+    clrFore = RGB(0, 0, 0);
+    clrBack = RGB(255, 255, 255);
+    bWorldSize = false;
+    dLineWidth = 0.0;
+    dTextHeight = 0.0;
     nType = TYPE_DDB;
     nWidth = nHeight = 0;
+    nBitsPixel = 0;
+    nDIBWidthBytes = 0;
+    pBits = nullptr;
+    hDC = nullptr;
+    bOwnDC = 0;
+    hBitmap = hOldBitmap = nullptr;
+    hRC = nullptr;
+    dFarDistance = 2000000.0;
     dWorldToCenter[0] = dWorldToCenter[1] = 0.0;
     dWorldPerPixel[0] = dWorldPerPixel[1] = 1.0;
     dWorldPerPixelBase[0] = dWorldPerPixelBase[1] = 1.0;
@@ -86,6 +107,8 @@ void XBackBuffer::ApplyViewport()
 {
     if (bLatLongRounding)
         AutoFitForLLRounding();
+    if (nType == TYPE_OPENGL)
+        SetMatrix();
     CalcWarpCoeff();
 }
 

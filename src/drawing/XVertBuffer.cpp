@@ -764,3 +764,21 @@ void XVertBuffer::Draw(XBackBuffer* pBack)
     if (XVertReplay* pReplay = XVertReplay::Find(nType))
         pReplay->Draw(this, pBack);
 }
+
+// The view a caller's transform gives, on a back buffer that draws straight
+// on the DC.
+void XVertBuffer::Draw(HDC hDC, double ox, double sx, double oy, double sy)
+{
+    if (nType != PATH_GDI && nType != PATH_GDIP)
+        return;
+    XBackBuffer bb;
+    if (!bb.Create(hDC, XBackBuffer::TYPE_DC))
+        return;
+    // The world box of the DC's pixels under pixel = world * s + o.
+    const double w = bb.GetWidth(), h = bb.GetHeight();
+    const double x1 = -ox / sx, x2 = (w - 1 - ox) / sx;
+    const double y1 = (h - 1 - oy) / sy, y2 = -oy / sy;
+    bb.SetWorldToCenter((x1 + x2) / 2, (y1 + y2) / 2);
+    bb.SetWorldPerPixel((x2 - x1) / w, (y2 - y1) / h);
+    Draw(&bb);
+}

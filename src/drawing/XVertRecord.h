@@ -4,6 +4,7 @@
 // recorder, the stream form and the replays.
 #pragma once
 
+#include "KVDbase/drawing/XDrawStyle.h"
 #include "KVDbase/platform/Win32Types.h"
 
 #include <cstdint>
@@ -115,6 +116,44 @@ inline BYTE* At(void* pRecord, int nOffset) { return static_cast<BYTE*>(pRecord)
 inline const BYTE* At(const void* pRecord, int nOffset) { return static_cast<const BYTE*>(pRecord) + nOffset; }
 
 inline int Kind(const void* pRecord) { return GetI32(pRecord); }
+
+// The style records as the replays read them: kind 5 (mask, 2 bytes of
+// padding, factor, pen bits, solid pen bits), kind 7 (mask, code) and kind 8
+// (anchor bits, then the font in LOGFONTA order).
+inline void ReadLineStyle(const void* pRecord, tagXLineStyle& style)
+{
+    style.nPattern = GetU16(At(pRecord, 4));
+    style.nFactor = GetI32(At(pRecord, 8));
+    style.nPenBits = GetU32(At(pRecord, 12));
+    style.nSolidPenBits = GetU32(At(pRecord, 16));
+}
+
+inline void ReadFillStyle(const void* pRecord, tagXFillStyle& style)
+{
+    std::memcpy(style.Pattern, At(pRecord, 4), tagXFillStyle::PATTERN_BYTES);
+    style.nStyle = GetI32(At(pRecord, 132));
+}
+
+inline void ReadTextStyle(const void* pRecord, tagXTextStyle& style)
+{
+    LOGFONTA& lf = style.lf;
+    style.nAlign = GetI32(At(pRecord, 4));
+    lf.lfHeight = GetI32(At(pRecord, 8));
+    lf.lfWidth = GetI32(At(pRecord, 12));
+    lf.lfEscapement = GetI32(At(pRecord, 16));
+    lf.lfOrientation = GetI32(At(pRecord, 20));
+    lf.lfWeight = GetI32(At(pRecord, 24));
+    const BYTE* b = At(pRecord, 28);
+    lf.lfItalic = b[0];
+    lf.lfUnderline = b[1];
+    lf.lfStrikeOut = b[2];
+    lf.lfCharSet = b[3];
+    lf.lfOutPrecision = b[4];
+    lf.lfClipPrecision = b[5];
+    lf.lfQuality = b[6];
+    lf.lfPitchAndFamily = b[7];
+    std::memcpy(lf.lfFaceName, At(pRecord, 36), sizeof lf.lfFaceName);
+}
 
 } // namespace XVertRecord
 

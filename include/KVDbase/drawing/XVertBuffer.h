@@ -199,6 +199,10 @@ public:
 
     // Replays by the render path's installed replay.
     void Draw(XBackBuffer* pBack);
+    // Replays a GDI or GDI+ buffer (paths 1 and 3) on a plain DC whose pixels
+    // are world * s + o per axis, through a back buffer of type 4 on it;
+    // nothing on path 2 or when no back buffer can be made on the DC.
+    void Draw(HDC hDC, double ox, double sx, double oy, double sy);
 
     // Stream form: the class hierarchy, the state, the count and the records.
     // Reading appends to the records already held. A kind 19 record reads back
