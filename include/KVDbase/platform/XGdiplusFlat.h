@@ -22,7 +22,9 @@ typedef WORD LANGID;
 typedef int INT;
 typedef int PixelFormat;
 
-enum Status {
+// The enumerations have int as their type, so that a value no name stands
+// for (a hatch code of a stream, say) is a value, checked where it is used.
+enum Status : int {
     Ok = 0,
     GenericError = 1,
     InvalidParameter = 2,
@@ -42,10 +44,10 @@ enum Status {
 };
 typedef Status GpStatus;
 
-enum Unit { UnitWorld = 0, UnitDisplay = 1, UnitPixel = 2, UnitPoint = 3, UnitInch = 4, UnitDocument = 5, UnitMillimeter = 6 };
+enum Unit : int { UnitWorld = 0, UnitDisplay = 1, UnitPixel = 2, UnitPoint = 3, UnitInch = 4, UnitDocument = 5, UnitMillimeter = 6 };
 typedef Unit GpUnit;
 
-enum FontStyle {
+enum FontStyle : int {
     FontStyleRegular = 0,
     FontStyleBold = 1,
     FontStyleItalic = 2,
@@ -54,7 +56,7 @@ enum FontStyle {
     FontStyleStrikeout = 8,
 };
 
-enum LineCap {
+enum LineCap : int {
     LineCapFlat = 0,
     LineCapSquare = 1,
     LineCapRound = 2,
@@ -62,7 +64,7 @@ enum LineCap {
 };
 typedef LineCap GpLineCap;
 
-enum DashStyle {
+enum DashStyle : int {
     DashStyleSolid = 0,
     DashStyleDash = 1,
     DashStyleDot = 2,
@@ -75,7 +77,7 @@ typedef DashStyle GpDashStyle;
 // The six line hatches are drawn as 8 by 8 patterns aligned on the device's
 // pixel grid; any other value draws as an 8 by 8 checkerboard of the two
 // colours.
-enum HatchStyle {
+enum HatchStyle : int {
     HatchStyleHorizontal = 0,
     HatchStyleVertical = 1,
     HatchStyleForwardDiagonal = 2,
@@ -85,7 +87,7 @@ enum HatchStyle {
 };
 typedef HatchStyle GpHatchStyle;
 
-enum BrushType {
+enum BrushType : int {
     BrushTypeSolidColor = 0,
     BrushTypeHatchFill = 1,
     BrushTypeTextureFill = 2,
@@ -94,13 +96,13 @@ enum BrushType {
 };
 typedef BrushType GpBrushType;
 
-enum WrapMode { WrapModeTile = 0, WrapModeTileFlipX = 1, WrapModeTileFlipY = 2, WrapModeTileFlipXY = 3, WrapModeClamp = 4 };
+enum WrapMode : int { WrapModeTile = 0, WrapModeTileFlipX = 1, WrapModeTileFlipY = 2, WrapModeTileFlipXY = 3, WrapModeClamp = 4 };
 typedef WrapMode GpWrapMode;
 
-enum FillMode { FillModeAlternate = 0, FillModeWinding = 1 };
+enum FillMode : int { FillModeAlternate = 0, FillModeWinding = 1 };
 typedef FillMode GpFillMode;
 
-enum CombineMode {
+enum CombineMode : int {
     CombineModeReplace = 0,
     CombineModeIntersect = 1,
     CombineModeUnion = 2,
@@ -109,11 +111,11 @@ enum CombineMode {
     CombineModeComplement = 5,
 };
 
-enum MatrixOrder { MatrixOrderPrepend = 0, MatrixOrderAppend = 1 };
+enum MatrixOrder : int { MatrixOrderPrepend = 0, MatrixOrderAppend = 1 };
 typedef MatrixOrder GpMatrixOrder;
 
 // Default, HighSpeed and None draw without antialiasing; the others with.
-enum SmoothingMode {
+enum SmoothingMode : int {
     SmoothingModeInvalid = -1,
     SmoothingModeDefault = 0,
     SmoothingModeHighSpeed = 1,
@@ -124,7 +126,7 @@ enum SmoothingMode {
     SmoothingModeAntiAlias8x8 = 6,
 };
 
-enum TextRenderingHint {
+enum TextRenderingHint : int {
     TextRenderingHintSystemDefault = 0,
     TextRenderingHintSingleBitPerPixelGridFit = 1,
     TextRenderingHintSingleBitPerPixel = 2,
@@ -133,7 +135,7 @@ enum TextRenderingHint {
     TextRenderingHintClearTypeGridFit = 5,
 };
 
-enum InterpolationMode {
+enum InterpolationMode : int {
     InterpolationModeInvalid = -1,
     InterpolationModeDefault = 0,
     InterpolationModeLowQuality = 1,
@@ -148,7 +150,7 @@ enum InterpolationMode {
 // Default, HighSpeed and None put pixel centres on whole coordinates, so a
 // one-pixel line at y = 5 covers row 5; Half and HighQuality put them on
 // halves, so a rectangle from (x, y) of w by h covers exactly w by h pixels.
-enum PixelOffsetMode {
+enum PixelOffsetMode : int {
     PixelOffsetModeInvalid = -1,
     PixelOffsetModeDefault = 0,
     PixelOffsetModeHighSpeed = 1,
@@ -157,9 +159,9 @@ enum PixelOffsetMode {
     PixelOffsetModeHalf = 4,
 };
 
-enum StringAlignment { StringAlignmentNear = 0, StringAlignmentCenter = 1, StringAlignmentFar = 2 };
+enum StringAlignment : int { StringAlignmentNear = 0, StringAlignmentCenter = 1, StringAlignmentFar = 2 };
 
-enum ImageLockMode { ImageLockModeRead = 1, ImageLockModeWrite = 2, ImageLockModeUserInputBuf = 4 };
+enum ImageLockMode : int { ImageLockModeRead = 1, ImageLockModeWrite = 2, ImageLockModeUserInputBuf = 4 };
 
 // The pixel formats a bitmap can hold: 32 bits blue, green, red, alpha
 // (straight or premultiplied), 32 bits with the fourth byte unused, and 24
