@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 
 namespace {
@@ -299,4 +300,32 @@ TEST(XVertReplayGDIP, ReferenceMap)
     double kx = 128.85, ky = 36.95;
     c.bb.ConvWorldToPixelCoord(kx, ky);
     EXPECT_NE(c.Px(static_cast<int>(kx), static_cast<int>(ky)), kBlack);
+}
+
+TEST(XVertReplayGDIP, RecordsBeyondTheRecordedMaximumGrowTheScratch)
+{
+    // A raw polygon of 50 points: nMaxPoints stays 0, as it does for a
+    // stream that understates it.
+    XTestCanvas cv(40, 40);
+    Recording vb;
+    const int n = 50;
+    BYTE* r = static_cast<BYTE*>(std::malloc(40 + 24 * n));
+    XVertRecord::PutI32(r, XVertBuffer::KIND_POLYGON);
+    XVertRecord::PutI32(r + 4, n);
+    const double e[4] = {5.0, 5.0, 35.0, 35.0};
+    for (int i = 0; i < 4; ++i)
+        XVertRecord::PutF64(r + 8 + 8 * i, e[i]);
+    for (int i = 0; i < n; ++i) {
+        const double a = 2 * M_PI * i / n;
+        XVertRecord::PutF64(r + 40 + 24 * i, 20.0 + 15.0 * std::cos(a));
+        XVertRecord::PutF64(r + 48 + 24 * i, 20.0 + 15.0 * std::sin(a));
+        XVertRecord::PutF64(r + 56 + 24 * i, 0.0);
+    }
+    vb.AddLineColor(0xFF000000, 1.0);
+    vb.AddRawBuffer(r);
+    vb.End();
+    EXPECT_EQ(vb.GetMaxPoints(), 0);
+    vb.Draw(&cv.bb);
+    EXPECT_EQ(cv.Px(20, 20), kBlack); // filled in the default black
+    EXPECT_EQ(cv.Px(2, 2), kWhite);
 }
