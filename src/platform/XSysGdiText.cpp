@@ -52,11 +52,9 @@ void MeasureAt(PangoFontDescription* pDesc, int nEm, int& nAscent, int& nDescent
     pango_font_metrics_unref(m);
 }
 
-// Sizes the description by the LOGFONTA height rules, once, at first use.
-void EnsureMetrics(XGdiFont* f)
+// Sizes the description by the LOGFONTA height rules.
+void SizeFont(XGdiFont* f)
 {
-    if (f->nEmPixels > 0)
-        return;
     const LONG h = f->lf.lfHeight;
     int nEm = h < 0 ? (h == INT32_MIN ? INT32_MAX : -h) : (h == 0 ? nDefaultEm : h);
     nEm = std::min(nEm, 0x7FFF);
@@ -71,6 +69,8 @@ void EnsureMetrics(XGdiFont* f)
     f->nEmPixels = nEm;
     MeasureAt(f->pDesc, nEm, f->nAscent, f->nDescent, f->nAveWidth, f->nMaxWidth);
 }
+
+void EnsureMetrics(XGdiFont* f) { std::call_once(f->sized, SizeFont, f); }
 
 // Valid UTF-8 for pango, with '&' prefixes taken out when asked.
 std::string Text(const char* s, int n, bool bPrefix)
