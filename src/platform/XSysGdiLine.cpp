@@ -88,8 +88,10 @@ struct ThinPen {
             i1 = std::min<int64_t>(i1, nMajor0 + 1);
         }
         for (int64_t i = i0; i < i1; ++i) {
-            // The minor offset rounds half up: (2 i |d| + n) / 2n.
-            const int64_t nMinor = nMinor0 + nMinorSign * ((2 * i * nMinorAbs + n) / (2 * n));
+            // The minor offset rounds half up: (2 i |d| + n) / 2n, in 128 bits
+            // since both factors may take 33.
+            const __int128 nNum = static_cast<__int128>(2 * i) * nMinorAbs + n;
+            const int64_t nMinor = nMinor0 + nMinorSign * static_cast<int64_t>(nNum / (2 * n));
             if (nMinor < 0 || nMinor >= nMinorLimit)
                 continue;
             const int64_t nMajor = nMajor0 + nMajorStep * i;

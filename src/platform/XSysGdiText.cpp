@@ -257,8 +257,6 @@ int DrawTextA(HDC hdc, const char* lpchText, int cchText, RECT* lprc, UINT forma
     PangoContext* pc = bMeasure ? MeasureContext() : DrawContext(dc);
     if (pc == nullptr)
         return 0;
-    if (!bMeasure)
-        g_object_ref(pc);
     std::string text = Text(lpchText, n, (format & DT_NOPREFIX) == 0);
     if (format & DT_SINGLELINE)
         std::replace_if(text.begin(), text.end(), [](char ch) { return ch == '\n' || ch == '\r'; }, ' ');

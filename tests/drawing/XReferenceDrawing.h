@@ -80,38 +80,30 @@ inline void Polyline(XVertBuffer& vb, const std::vector<tagXVector2>& pts)
 // A w by h 24-bit DIB: a diagonal gradient from red to blue, with a black
 // square in the middle quarter (the colour key of the keyed image).
 struct Picture {
-    BITMAPINFO bmi = {};
+    BITMAPINFO bmi = {{sizeof(BITMAPINFOHEADER), 0, 0, 1, 24, 0, 0, 0, 0, 0, 0}, {}};
     std::vector<char> bits;
     Picture(int w, int h)
     {
-        bmi.bmiHeader.biSize = sizeof(BITMAPINFOHEADER);
         bmi.bmiHeader.biWidth = w;
         bmi.bmiHeader.biHeight = h;
-        bmi.bmiHeader.biPlanes = 1;
-        bmi.bmiHeader.biBitCount = 24;
         const int nStride = (w * 3 + 3) & ~3;
         bits.assign(static_cast<size_t>(nStride) * h, 0);
         for (int y = 0; y < h; ++y)
             for (int x = 0; x < w; ++x) {
                 char* p = &bits[static_cast<size_t>(nStride) * y + 3 * x];
-                const bool bHole = x >= w / 4 && x < 3 * w / 4 && y >= h / 4 && y < 3 * h / 4;
-                p[0] = static_cast<char>(bHole ? 0 : 255 * x / (w - 1));
-                p[1] = static_cast<char>(bHole ? 0 : 128 * y / (h - 1));
-                p[2] = static_cast<char>(bHole ? 0 : 255 - 255 * x / (w - 1));
+                if (x < w / 4 || x >= 3 * w / 4 || y < h / 4 || y >= 3 * h / 4) {
+                    p[0] = static_cast<char>(255 * x / (w - 1));
+                    p[1] = static_cast<char>(128 * y / (h - 1));
+                    p[2] = static_cast<char>(255 - 255 * x / (w - 1));
+                }
             }
     }
 };
 
-inline tagXFillStyle FillOf(int nCode)
+template <class Style>
+inline Style StyleOf(int nCode)
 {
-    tagXFillStyle s;
-    s.SetStyle(nCode);
-    return s;
-}
-
-inline tagXLineStyle LineOf(int nCode)
-{
-    tagXLineStyle s;
+    Style s;
     s.SetStyle(nCode);
     return s;
 }
@@ -133,14 +125,14 @@ inline void Record(XVertBuffer& vb)
     vb.AddPolyFillMode(1); // ALTERNATE: the lake stays a hole
 
     // The sea, beyond the view on every side.
-    tagXFillStyle solid = FillOf(tagXFillStyle::STYLE_SOLID);
-    tagXLineStyle none = LineOf(tagXLineStyle::STYLE_NONE);
+    tagXFillStyle solid = StyleOf<tagXFillStyle>(tagXFillStyle::STYLE_SOLID);
+    tagXLineStyle none = StyleOf<tagXLineStyle>(tagXLineStyle::STYLE_NONE);
     vb.AddLineStyle(&none, -1.0, kSea, 1.0);
     vb.AddFillStyle(&solid, kSea, kSea, 1.0);
     Polygon(vb, {{118, 30}, {138, 30}, {138, 42}, {118, 42}});
 
     // The land, a ring with a lake, outlined in two pixels.
-    tagXLineStyle coast = LineOf(tagXLineStyle::STYLE_SOLID);
+    tagXLineStyle coast = StyleOf<tagXLineStyle>(tagXLineStyle::STYLE_SOLID);
     vb.AddLineStyle(&coast, -2.0, kCoast, 1.0);
     vb.AddFillStyle(&solid, kLand, kLand, 1.0);
     const std::vector<tagXVector2> land = {
@@ -153,7 +145,7 @@ inline void Record(XVertBuffer& vb)
     vb.AddPolyPolygon(land.data(), rings, 2, e);
 
     // A cross-hatched island, on the land colour, with a hairline coast.
-    tagXFillStyle cross = FillOf(tagXFillStyle::STYLE_CROSS);
+    tagXFillStyle cross = StyleOf<tagXFillStyle>(tagXFillStyle::STYLE_CROSS);
     vb.AddLineStyle(&coast, -1.0, kCoast, 1.0);
     vb.AddFillStyle(&cross, kIsland, kLand, 1.0);
     Polygon(vb, {{126.15, 33.45}, {126.5, 33.62}, {126.95, 33.5}, {126.9, 33.22}, {126.4, 33.2}});
@@ -172,7 +164,7 @@ inline void Record(XVertBuffer& vb)
     Polygon(vb, {{130.6, 37.3}, {131.3, 37.6}, {131.6, 37.2}, {131.0, 36.9}});
 
     // The graticule: dotted hairlines every degree.
-    tagXLineStyle dot = LineOf(tagXLineStyle::STYLE_DOT);
+    tagXLineStyle dot = StyleOf<tagXLineStyle>(tagXLineStyle::STYLE_DOT);
     vb.AddLineStyle(&dot, 0.0, kGrid, 1.0);
     for (int lon = 124; lon <= 132; ++lon)
         Polyline(vb, {{static_cast<double>(lon), 33.0}, {static_cast<double>(lon), 39.0}});
@@ -181,7 +173,7 @@ inline void Record(XVertBuffer& vb)
 
     // Roads: a dashed highway 0.04 degrees wide, and a user-patterned road of
     // 3 pixels.
-    tagXLineStyle dash = LineOf(tagXLineStyle::STYLE_DASH);
+    tagXLineStyle dash = StyleOf<tagXLineStyle>(tagXLineStyle::STYLE_DASH);
     vb.AddLineStyle(&dash, 0.04, kHighway, 1.0);
     Polyline(vb, {{127.0, 37.55}, {127.4, 36.35}, {128.6, 35.87}, {129.05, 35.15}});
     tagXLineStyle user;
@@ -191,7 +183,7 @@ inline void Record(XVertBuffer& vb)
     vb.AddLine(126.4, 35.0, 127.4, 36.35);
 
     // Cities as white ellipses outlined in black, and villages as points.
-    tagXLineStyle solidLine = LineOf(tagXLineStyle::STYLE_SOLID);
+    tagXLineStyle solidLine = StyleOf<tagXLineStyle>(tagXLineStyle::STYLE_SOLID);
     vb.AddLineStyle(&solidLine, -1.0, kInk, 1.0);
     vb.AddFillStyle(&solid, kCity, kCity, 1.0);
     const tagXVector2 cities[] = {{127.0, 37.55}, {129.05, 35.15}, {128.6, 35.87}, {127.4, 36.35}, {128.9, 37.75}};

@@ -85,6 +85,13 @@ TEST(XGdiLine, LinesFarOffTheSurfaceAreClippedWithoutWalkingThem)
     for (int x = 0; x < 20; ++x)
         EXPECT_EQ(cv.At(x, 10), kBlack);
     EXPECT_EQ(cv.Count(kBlack), 20);
+    // A steep line across the whole coordinate range: at row 0 it is just past
+    // its halfway step, so it crosses the surface in its second column.
+    MoveToEx(cv.dc, 5, -2000000000, nullptr);
+    EXPECT_TRUE(LineTo(cv.dc, 6, 2000000000));
+    for (int y = 0; y < 20; ++y)
+        EXPECT_EQ(cv.At(6, y), kBlack) << y;
+    EXPECT_EQ(cv.Count(kBlack), 39);
 }
 
 TEST(XGdiLine, CosmeticDashesAsTheRasterDeviceDrawsThem)

@@ -198,3 +198,28 @@ TEST(XGdiText, BoldItalicUnderlineAndStrikeOutChangeThePixels)
     EXPECT_GT(inkOf(under), n);
     EXPECT_GT(inkOf(strike), n);
 }
+
+TEST(XGdiText, DrawTextCentresItsLineInTheRectangleAndClipsToIt)
+{
+    XGdiTestCanvas cv(120, 60);
+    FontScope f(cv.dc, Font(-16));
+    SetBkMode(cv.dc, TRANSPARENT);
+    RECT box = {20, 10, 100, 50};
+    const int h = DrawTextA(cv.dc, "MID", 3, &box, DT_CENTER | DT_VCENTER | DT_SINGLELINE);
+    SIZE sz;
+    GetTextExtentPoint32A(cv.dc, "MID", 3, &sz);
+    EXPECT_EQ(h, sz.cy);
+    const RECT ink = Ink(cv);
+    // Centred: the ink's middle lies within a few pixels of the box's middle.
+    EXPECT_NEAR((ink.left + ink.right) / 2.0, 60.0, 3.0);
+    EXPECT_NEAR((ink.top + ink.bottom) / 2.0, 30.0, 4.0);
+    // A box too small for the text keeps the ink inside it.
+    XGdiTestCanvas small(120, 60);
+    FontScope f2(small.dc, Font(-16));
+    RECT tiny = {10, 10, 20, 14};
+    DrawTextA(small.dc, "MMMM", 4, &tiny, DT_SINGLELINE);
+    const RECT clipped = Ink(small);
+    EXPECT_GE(clipped.left, 10);
+    EXPECT_LE(clipped.right, 20);
+    EXPECT_LE(clipped.bottom, 14);
+}
