@@ -13,6 +13,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 #include "platform/XSysDC.h"
@@ -23,7 +24,9 @@ enum class XGdiKind : uint8_t { Dc, Bitmap, Pen, Brush, Font, Region, Palette, W
 struct XGdiObject {
     XGdiKind kind;
     bool bStock = false;
-    int nSelected = 0; // DCs that hold it selected
+    // DCs that hold it selected; atomic because the stock objects sit in the
+    // DCs of every thread.
+    std::atomic<int> nSelected{0};
     explicit XGdiObject(XGdiKind k) : kind(k) {}
     virtual ~XGdiObject() = default;
 };
@@ -83,6 +86,8 @@ struct XGdiFont : XGdiObject {
     ~XGdiFont() override;
     LOGFONTA lf = {};
     PangoFontDescription* pDesc = nullptr;
+    // Sized once at first use; the stock fonts are shared by every thread.
+    std::once_flag sized;
     int nAscent = 0, nDescent = 0, nEmPixels = 0, nAveWidth = 0, nMaxWidth = 0;
 };
 

@@ -10,7 +10,9 @@
 #include <cstring>
 #include <new>
 #include <string>
+#include <vector>
 
+#include "platform/XMbText.h"
 #include "platform/XSysGdiObject.h"
 
 namespace {
@@ -52,11 +54,9 @@ void MeasureAt(PangoFontDescription* pDesc, int nEm, int& nAscent, int& nDescent
     pango_font_metrics_unref(m);
 }
 
-// Sizes the description by the LOGFONTA height rules, once, at first use.
-void EnsureMetrics(XGdiFont* f)
+// Sizes the description by the LOGFONTA height rules.
+void SizeFont(XGdiFont* f)
 {
-    if (f->nEmPixels > 0)
-        return;
     const LONG h = f->lf.lfHeight;
     int nEm = h < 0 ? (h == INT32_MIN ? INT32_MAX : -h) : (h == 0 ? nDefaultEm : h);
     nEm = std::min(nEm, 0x7FFF);
@@ -71,6 +71,8 @@ void EnsureMetrics(XGdiFont* f)
     f->nEmPixels = nEm;
     MeasureAt(f->pDesc, nEm, f->nAscent, f->nDescent, f->nAveWidth, f->nMaxWidth);
 }
+
+void EnsureMetrics(XGdiFont* f) { std::call_once(f->sized, SizeFont, f); }
 
 // Valid UTF-8 for pango, with '&' prefixes taken out when asked.
 std::string Text(const char* s, int n, bool bPrefix)
@@ -123,9 +125,16 @@ void SetRgb(cairo_t* cr, COLORREF c)
     cairo_set_source_rgb(cr, (c & 0xFF) / 255.0, ((c >> 8) & 0xFF) / 255.0, ((c >> 16) & 0xFF) / 255.0);
 }
 
-// Draws the layout with its box's top left at (ox, oy) of a frame at (x, y)
+// A piece of text and where it starts from the left of the text's box.
+struct Piece {
+    PangoLayout* pLayout;
+    double dx;
+};
+
+// Draws the pieces with the box's top left at (ox, oy) of a frame at (x, y)
 // turned by the font's escapement.
-void Show(XGdiDC* dc, XGdiFont* f, PangoLayout* l, double x, double y, double ox, double oy, int w, int h)
+void Show(XGdiDC* dc, XGdiFont* f, const std::vector<Piece>& pieces, double x, double y, double ox, double oy, int w,
+          int h)
 {
     cairo_t* cr = dc->Cairo();
     cairo_save(cr);
@@ -139,8 +148,10 @@ void Show(XGdiDC* dc, XGdiFont* f, PangoLayout* l, double x, double y, double ox
         cairo_fill(cr);
     }
     SetRgb(cr, dc->clrText);
-    cairo_move_to(cr, ox, oy);
-    pango_cairo_show_layout(cr, l);
+    for (const Piece& piece : pieces) {
+        cairo_move_to(cr, ox + piece.dx, oy);
+        pango_cairo_show_layout(cr, piece.pLayout);
+    }
     cairo_restore(cr);
 }
 
@@ -173,7 +184,8 @@ HFONT CreateFontIndirectA(const LOGFONTA* lplf)
     return static_cast<HFONT>(XfnGdiAdd(std::move(f)));
 }
 
-BOOL ExtTextOutA(HDC hdc, int x, int y, UINT options, const RECT* lprect, const char* lpString, UINT c, const int*)
+BOOL ExtTextOutA(HDC hdc, int x, int y, UINT options, const RECT* lprect, const char* lpString, UINT c,
+                 const int* lpDx)
 {
     XGdiDC* dc = XfnGdiDrawDC(hdc);
     XGdiFont* f = dc != nullptr ? XfnGdiFont(dc->hFont) : nullptr;
@@ -200,9 +212,26 @@ BOOL ExtTextOutA(HDC hdc, int x, int y, UINT options, const RECT* lprect, const 
         cairo_new_path(cr);
     }
     PangoContext* pc = DrawContext(dc);
-    PangoLayout* l = Layout(pc, f, Text(lpString != nullptr ? lpString : "", static_cast<int>(c), false));
+    std::vector<Piece> pieces;
     int w, h;
-    Extent(l, f, w, h);
+    if (lpDx == nullptr) {
+        pieces.push_back({Layout(pc, f, Text(lpString != nullptr ? lpString : "", static_cast<int>(c), false)), 0.0});
+        Extent(pieces.back().pLayout, f, w, h);
+    } else {
+        // Each character stands where the advances of the bytes before it put
+        // it; a character of several bytes advances by all of theirs.
+        int64_t nPos = 0;
+        for (UINT i = 0; i < c;) {
+            const UINT n = std::min<UINT>(static_cast<UINT>(XMbText::CharLen(lpString + i)), c - i);
+            pieces.push_back({Layout(pc, f, Text(lpString + i, static_cast<int>(n), false)), static_cast<double>(nPos)});
+            for (UINT k = 0; k < n; ++k)
+                nPos += lpDx[i + k];
+            i += n;
+        }
+        EnsureMetrics(f);
+        w = static_cast<int>(std::clamp<int64_t>(nPos, 0, INT32_MAX));
+        h = f->nAscent + f->nDescent;
+    }
     double ox = 0, oy = 0;
     switch (dc->nTextAlign & TA_CENTER) {
     case TA_RIGHT:
@@ -224,7 +253,7 @@ BOOL ExtTextOutA(HDC hdc, int x, int y, UINT options, const RECT* lprect, const 
     default:
         break;
     }
-    Show(dc, f, l, x, y, ox, oy, w, h);
+    Show(dc, f, pieces, x, y, ox, oy, w, h);
     if (lprect != nullptr && (options & (ETO_OPAQUE | ETO_CLIPPED)) != 0)
         cairo_restore(cr);
     if (bUpdate && (dc->nTextAlign & TA_CENTER) != TA_CENTER) {
@@ -232,7 +261,8 @@ BOOL ExtTextOutA(HDC hdc, int x, int y, UINT options, const RECT* lprect, const 
         const int d = (dc->nTextAlign & TA_CENTER) == TA_RIGHT ? -w : w;
         dc->cur = {static_cast<LONG>(std::lround(x + d * std::cos(a))), static_cast<LONG>(std::lround(y - d * std::sin(a)))};
     }
-    g_object_unref(l);
+    for (const Piece& piece : pieces)
+        g_object_unref(piece.pLayout);
     g_object_unref(pc);
     return TRUE;
 }
@@ -286,7 +316,7 @@ int DrawTextA(HDC hdc, const char* lpchText, int cchText, RECT* lprc, UINT forma
             cairo_rectangle(cr, lprc->left, lprc->top, lprc->right - lprc->left, lprc->bottom - lprc->top);
             cairo_clip(cr);
         }
-        Show(dc, f, l, x, y, 0, 0, w, h);
+        Show(dc, f, {{l, 0.0}}, x, y, 0, 0, w, h);
         cairo_restore(cr);
     }
     g_object_unref(l);

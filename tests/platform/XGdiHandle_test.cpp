@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <thread>
 #include <vector>
 
 #include "KVDbase/platform/XGdiClasses.h"
@@ -293,4 +294,39 @@ TEST(XGdiHandle, WrapperClassesDrawAndReturnWhatTheyReplaced)
     CDC mem;
     ASSERT_TRUE(mem.CreateCompatibleDC(nullptr));
     EXPECT_EQ(mem.GetDeviceCaps(BITSPIXEL), 32);
+}
+
+TEST(XGdiHandle, ThreadsDrawOnTheirOwnDCsWhileObjectsComeAndGo)
+{
+    // Each thread makes and deletes its own objects and draws on its own
+    // surface; the handle table is shared by all of them.
+    constexpr int kThreads = 4;
+    std::vector<int> failures(kThreads, 0);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([t, &failures] {
+            XGdiTestCanvas cv(32, 32);
+            for (int i = 0; i < 300; ++i) {
+                const COLORREF c = RGB(t * 40, i & 0xFF, 7);
+                HPEN pen = CreatePen(PS_SOLID, i % 3, c);
+                HBRUSH br = CreateHatchBrush(i % 6, c);
+                HGDIOBJ op = SelectObject(cv.dc, pen);
+                HGDIOBJ ob = SelectObject(cv.dc, br);
+                Rectangle(cv.dc, 1, 1, 31, 31);
+                SelectObject(cv.dc, op);
+                SelectObject(cv.dc, ob);
+                failures[t] += DeleteObject(pen) ? 0 : 1;
+                failures[t] += DeleteObject(br) ? 0 : 1;
+                failures[t] += cv.At(1, 1) == c ? 0 : 1;
+                // The deleted handles stay dead even as slots are reused.
+                failures[t] += GetObjectType(pen) == 0 ? 0 : 1;
+                if (i % 50 == 0) // text with the shared stock font
+                    failures[t] += TextOutA(cv.dc, 2, 2, "Ag", 2) ? 0 : 1;
+            }
+        });
+    }
+    for (std::thread& th : threads)
+        th.join();
+    for (int t = 0; t < kThreads; ++t)
+        EXPECT_EQ(failures[t], 0) << t;
 }

@@ -223,3 +223,26 @@ TEST(XGdiText, DrawTextCentresItsLineInTheRectangleAndClipsToIt)
     EXPECT_LE(clipped.right, 20);
     EXPECT_LE(clipped.bottom, 14);
 }
+
+TEST(XGdiText, AdvancesPlaceEachCharacter)
+{
+    XGdiTestCanvas cv(200, 40);
+    FontScope f(cv.dc, Font(-16));
+    SetBkMode(cv.dc, TRANSPARENT);
+    // Three letters 40 pixels apart, the second of them two bytes long.
+    const char* pszText = "I\xC3\x89I";
+    const int dx[4] = {40, 20, 20, 40};
+    ASSERT_TRUE(ExtTextOutA(cv.dc, 10, 5, 0, nullptr, pszText, 4, dx));
+    cv.Save("text-advances");
+    auto inkIn = [&](int x0, int x1) {
+        int n = 0;
+        for (int y = 0; y < 40; ++y)
+            for (int x = x0; x < x1; ++x)
+                n += cv.At(x, y) != kWhite;
+        return n;
+    };
+    EXPECT_GT(inkIn(10, 30), 0);
+    EXPECT_GT(inkIn(50, 70), 0);
+    EXPECT_GT(inkIn(90, 110), 0);
+    EXPECT_EQ(inkIn(30, 50) + inkIn(70, 90) + inkIn(110, 200), 0);
+}

@@ -520,7 +520,8 @@ KVD_API UINT RealizePalette(HDC hdc);
 KVD_API HFONT CreateFontIndirectA(const LOGFONTA* lplf);
 // The reference point is placed by the text alignment; the text is drawn in
 // the text colour, on the background colour with OPAQUE. c is in bytes.
-// lpDx is not read: characters keep the face's own advances.
+// With lpDx, each character starts where the advances of the bytes before it
+// put it (one entry a byte); without, characters keep the face's advances.
 KVD_API BOOL TextOutA(HDC hdc, int x, int y, const char* lpString, int c);
 KVD_API BOOL ExtTextOutA(HDC hdc, int x, int y, UINT options, const RECT* lprect, const char* lpString, UINT c,
                          const int* lpDx);
