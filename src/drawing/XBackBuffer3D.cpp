@@ -125,8 +125,7 @@ void XBackBuffer3D::ShareLists(HGLRC hOther)
 void XBackBuffer3D::Clear(unsigned long clr, tagRECT*)
 {
     wglMakeCurrent(hDC, hRC);
-    glClearColor((clr & 0xFF) / 255.0f, ((clr >> 8) & 0xFF) / 255.0f, ((clr >> 16) & 0xFF) / 255.0f, 1.0f);
-    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    XfnGLClear(clr);
 }
 
 int XBackBuffer3D::GetWidth()

@@ -74,8 +74,7 @@ int XBackBuffer::ResizeGL(int w, int h)
 void XBackBuffer::ClearGL(COLORREF clr)
 {
     wglMakeCurrent(hDC, hRC);
-    glClearColor((clr & 0xFF) / 255.0f, ((clr >> 8) & 0xFF) / 255.0f, ((clr >> 16) & 0xFF) / 255.0f, 1.0f);
-    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    XfnGLClear(clr);
 }
 
 void XBackBuffer::SwapGL()

@@ -33,3 +33,9 @@ void XfnGLReadPixels(void* pOut, int x, int y, int w, int h, int nHeight, int nB
     if (nAlignment != 4)
         glPixelStorei(GL_PACK_ALIGNMENT, nAlignment);
 }
+
+void XfnGLClear(COLORREF clr)
+{
+    glClearColor((clr & 0xFF) / 255.0f, ((clr >> 8) & 0xFF) / 255.0f, ((clr >> 16) & 0xFF) / 255.0f, 1.0f);
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+}

@@ -16,5 +16,7 @@ constexpr PIXELFORMATDESCRIPTOR kXGLSurfaceFormat = {
 // pixels with y counted from the top. 1, or 0 for a null pOut, a region off
 // the surface or a header too small or shallow for it.
 int XfnGLReadDIB(void* pOut, BITMAPINFO* pInfo, int x, int y, int w, int h, int nWidth, int nHeight, int nBits);
+// Clears colour and depth to clr (red in the low byte), opaque.
+void XfnGLClear(COLORREF clr);
 // The reading alone, of a region already checked, on a surface nHeight high.
 void XfnGLReadPixels(void* pOut, int x, int y, int w, int h, int nHeight, int nBits);

@@ -51,19 +51,4 @@ TEST(XBackBufferGL, SurfaceOnADC)
     EXPECT_EQ(out[2], 255);
 }
 
-TEST(XBackBufferGL, ContextsShareTheFontCache)
-{
-    XGLTestDC a(8, 8), b(8, 8);
-    XBackBuffer first, second;
-    ASSERT_EQ(first.Create(a.Handle(), XBackBuffer::TYPE_OPENGL), 1);
-    ASSERT_EQ(second.Create(b.Handle(), XBackBuffer::TYPE_OPENGL), 1);
-    second.ShareLists(first.GetRC());
-    tagXTextStyle style;
-    first.AddGLFont(&style);
-    int nBase = XBackBuffer::GetGLFont(&style);
-    ASSERT_GT(nBase, 0);
-    second.SetCurrent(b.Handle());
-    EXPECT_TRUE(glIsList(nBase + 'x'));
-}
-
 } // namespace

@@ -82,23 +82,21 @@ TEST(WGL, FailuresAreReported)
     EXPECT_FALSE(wglDeleteContext(nullptr));
 }
 
-TEST(WGL, SharedContextsSeeListsAndTextures)
+TEST(WGL, ContextsSeeEachOthersListsAndTextures)
 {
     XGLTestDC a(4, 4), b(4, 4);
     HGLRC rcA = a.NewContext(), rcB = b.NewContext();
     ASSERT_TRUE(wglShareLists(rcA, rcB));
     ASSERT_TRUE(wglMakeCurrent(a.Handle(), rcA));
-    GLuint list = glGenLists(1);
+    GLuint list = glGenLists(1), tex = 0;
     glNewList(list, GL_COMPILE);
     glColor3f(0, 0, 1);
     glRectf(-1, -1, 1, 1);
     glEndList();
-    GLuint tex = 0;
     glGenTextures(1, &tex);
     glBindTexture(GL_TEXTURE_2D, tex);
     ASSERT_TRUE(wglMakeCurrent(b.Handle(), rcB));
-    EXPECT_TRUE(glIsList(list));
-    EXPECT_TRUE(glIsTexture(tex));
+    EXPECT_TRUE(glIsList(list) && glIsTexture(tex));
     glCallList(list);
     ASSERT_TRUE(SwapBuffers(b.Handle()));
     EXPECT_EQ(b.At(2, 2), 0x0000FFu);

@@ -156,29 +156,8 @@ TEST(Syllable, RenderTextDrawsTheComposedSyllablesFromTheAtlas)
     // Nothing below the base line.
     for (int x = 0; x < 200; ++x)
         EXPECT_EQ(dc.At(x, 59 - 5), 0u);
+    dc.Save("atlas_text");
 
-    // A line to look at: "Hangul font KVD" in Korean, 60 pixels high.
-    // Another DC's context sees the atlas once it shares the first one's
-    // objects.
-    XGLTestDC wide(300, 80);
-    HGLRC rcWide = wide.NewContext();
-    ASSERT_TRUE(wglShareLists(wglGetCurrentContext(), rcWide));
-    ASSERT_TRUE(wglMakeCurrent(wide.Handle(), rcWide));
-    EXPECT_TRUE(glIsTexture(nTexture));
-    glViewport(0, 0, 300, 80);
-    glMatrixMode(GL_PROJECTION);
-    glLoadIdentity();
-    glOrtho(0, 300, 0, 80, -1, 1);
-    glClearColor(1, 1, 1, 1);
-    glClear(GL_COLOR_BUFFER_BIT);
-    glColor4f(0.1f, 0.1f, 0.5f, 1);
-    const char* pszLine = "\xED\x95\x9C\xEA\xB8\x80 \xEA\xB8\x80\xEA\xBC\xB4 KVD";
-    int n = static_cast<int>(std::strlen(pszLine));
-    // Each character half as wide as high, as the replay lays atlas text out.
-    tagXVector3 line[4] = {{10, 10, 0}, {10, 70, 0}, {10 + 30.0 * 9, 70, 0}, {10 + 30.0 * 9, 10, 0}};
-    XfnRenderText(pszLine, n, line);
-    ASSERT_TRUE(SwapBuffers(wide.Handle()));
-    wide.Save("atlas_text");
 }
 
 } // namespace
