@@ -1,7 +1,4 @@
-// The server against clients that try to harm it or other users: a race
-// that swaps a link under a path, connections that hold slots without
-// logging in, requests that pin memory, a failed allocation, the process
-// out of descriptors, a replayed login, guessed passwords.
+// The server against clients that try to harm it or other users.
 #include "XRFPTestClient.h"
 
 #include "XRFPErrors.h"
@@ -18,10 +15,9 @@
 
 using namespace xrfptest;
 
-// Allocations this large fail here, as they would on a machine without the
-// memory: the test of a failed allocation asks the server for one. The other
-// forms of new and delete reach these through the library's defaults, save
-// the ones a sanitizer takes over, which pair among themselves.
+// Allocations of 768 MiB and more fail here, as on a machine without the
+// memory; the other forms of new and delete reach these, or pair among
+// themselves under a sanitizer.
 #pragma GCC diagnostic ignored "-Wmismatched-new-delete"
 void* operator new(size_t nSize)
 {
@@ -174,10 +170,8 @@ TEST(ServerHostile, IdleAndTricklingConnectionsCannotLockUsersOut)
         EXPECT_EQ(more[i].Connect(server.Port(), 3000), i < 3) << i;
 }
 
-// A file list is made while it is sent, never held whole; a read is
-// streamed, and given up at the send deadline by a client that reads a
-// little at a time; find handles keep a place in the directory, not its
-// names; each user's handles draw on a memory budget.
+// Lists and reads are streamed, never held whole, and given up at the send
+// deadline; find handles keep a place, not names; each user has a budget.
 TEST(ServerHostile, MemoryIsBoundedByWhatClientsCannotPin)
 {
     TestServer server(Settings({{"idle-timeout", "2"}, {"max-user-memory", "8"}}));
