@@ -82,27 +82,27 @@ TEST(ServerHostile, LinkSwapRaceNeverLeavesTheRoot)
 {
     TestServer server;
     fs::path root = server.Root("alice");
-    fs::create_directories(root / "p" / "bob");
-    WriteText(root / "p" / "bob" / "bob.txt", "alice's own");
+    fs::create_directories(root / "pdir" / "bob");
+    WriteText(root / "pdir" / "bob" / "bob.txt", "alice's own");
     WriteText(server.Root("bob") / "bob.txt", "bob's secret");
     fs::create_directory_symlink("..", root / "plink");  // from the root, leads to the directory above
 
+    // Two movers, so that "p" turns from directory to link in a moment.
     auto pReader = LoggedIn(server, "alice", "secret1");
-    auto pMover = LoggedIn(server, "alice", "secret1");
     std::atomic<bool> bStop{false};
-    std::thread mover([&] {
-        auto move = [&](const char* pszOld, const char* pszNew) {
-            std::vector<BYTE> vecPacket;
-            XfnRFBuildMoveFileRequest(vecPacket, tagXRFMoveFileRequest{pszOld, pszNew});
-            pMover->Small(vecPacket, XRF_CMD_MOVE_FILE);
-        };
-        while (!bStop) {
-            move("p", "pdir");
-            move("plink", "p");
-            move("p", "plink");
-            move("pdir", "p");
-        }
-    });
+    std::vector<std::thread> vecMovers;
+    for (const char* pszName : {"pdir", "plink"}) {
+        vecMovers.emplace_back([&, pszName] {
+            auto pMover = LoggedIn(server, "alice", "secret1");
+            std::vector<BYTE> vecThere, vecBack;
+            XfnRFBuildMoveFileRequest(vecThere, tagXRFMoveFileRequest{pszName, "p"});
+            XfnRFBuildMoveFileRequest(vecBack, tagXRFMoveFileRequest{"p", pszName});
+            while (!bStop) {
+                pMover->Small(vecThere, XRF_CMD_MOVE_FILE);
+                pMover->Small(vecBack, XRF_CMD_MOVE_FILE);
+            }
+        });
+    }
     int nEscapes = 0, nReads = 0;
     auto tStart = std::chrono::steady_clock::now();
     while (SecondsSince(tStart) < 2.0) {
@@ -121,7 +121,8 @@ TEST(ServerHostile, LinkSwapRaceNeverLeavesTheRoot)
         nEscapes += strData != "alice's own";
     }
     bStop = true;
-    mover.join();
+    for (std::thread& mover : vecMovers)
+        mover.join();
     EXPECT_EQ(nEscapes, 0) << "of " << nReads << " reads";
     EXPECT_GT(nReads, 0);
     EXPECT_EQ(ReadText(server.Root("bob") / "bob.txt"), "bob's secret");
