@@ -145,6 +145,15 @@ int XfnRFPStatFd(int fd, tagXRFPStat& info)
     return StatxAt(fd, "", AT_EMPTY_PATH, info);
 }
 
+int XfnRFPFileSize(int fd, int64_t& nSize)
+{
+    struct stat st {};
+    if (fstat(fd, &st) != 0)
+        return errno;
+    nSize = st.st_size;
+    return 0;
+}
+
 int XfnRFPMakeDirectory(int fdDir, const char* pszName)
 {
     if (mkdirat(fdDir, pszName, kDirectoryMode) != 0)

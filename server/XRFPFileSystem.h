@@ -82,6 +82,8 @@ int XfnRFPCreateBeneath(int fdBase, const std::string& strRelative, int nFlags, 
 // descriptor.
 int XfnRFPStatAt(int fdDir, const char* pszName, tagXRFPStat& info);
 int XfnRFPStatFd(int fd, tagXRFPStat& info);
+// The length of an open file alone: cheaper than its whole status.
+int XfnRFPFileSize(int fd, int64_t& nSize);
 
 int XfnRFPMakeDirectory(int fdDir, const char* pszName);  // mode 0755 whatever the umask
 int XfnRFPUnlink(int fdDir, const char* pszName, bool bDirectory);

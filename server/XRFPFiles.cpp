@@ -296,9 +296,9 @@ bool XRFPFiles::ReadFile(DWORD hFile, int64_t nPosition, DWORD nCount, XRFPReply
     // the file's length fix it, and a larger read is streamed piece by
     // piece after the head, never held whole.
     size_t nTotal = nGot;
-    tagXRFPStat info;
-    if (nGot == nPiece && nPiece < nCount && XfnRFPStatFd(fd, info) == 0 && info.nSize > nPosition)
-        nTotal = std::max(nGot, std::min<size_t>(nCount, static_cast<uint64_t>(info.nSize - nPosition)));
+    int64_t nLength = 0;
+    if (nGot == nPiece && nPiece < nCount && XfnRFPFileSize(fd, nLength) == 0 && nLength > nPosition)
+        nTotal = std::max(nGot, std::min<size_t>(nCount, static_cast<uint64_t>(nLength - nPosition)));
     if (!sink.ReadHead(static_cast<DWORD>(nTotal), 0) || !sink.ReadData(vecPiece.data(), nGot))
         return false;
     size_t nSent = nGot;
@@ -333,9 +333,7 @@ DWORD XRFPFiles::WriteFile(DWORD hFile, int64_t nPosition, const BYTE* pData, DW
     size_t nDone = 0;
     DWORD nError = static_cast<DWORD>(XfnRFPWriteAt(pHandle->fd.Get(), pData, nSize, nPosition, nDone));
     nWritten = static_cast<DWORD>(nDone);
-    tagXRFPStat info;
-    if (XfnRFPStatFd(pHandle->fd.Get(), info) == 0)
-        nLength = info.nSize;
+    XfnRFPFileSize(pHandle->fd.Get(), nLength);
     std::lock_guard<std::mutex> guard(pHandle->lock);
     pHandle->nPosition = nPosition + nWritten;
     return nError;
@@ -372,13 +370,10 @@ DWORD XRFPFiles::SetFilePointer(const tagXRFSetFilePointerRequest& req, int64_t&
     case 1:
         nBase = pHandle->nPosition;
         break;
-    case 2: {
-        tagXRFPStat info;
-        if (int nError = XfnRFPStatFd(pHandle->fd.Get(), info))
+    case 2:
+        if (int nError = XfnRFPFileSize(pHandle->fd.Get(), nBase))
             return static_cast<DWORD>(nError);
-        nBase = info.nSize;
         break;
-    }
     default:
         return XRFP_ERROR_INVALID_PARAMETER;
     }
@@ -440,11 +435,7 @@ DWORD XRFPFiles::GetFileSize(DWORD hFile, int64_t& nSize)
     XRFPHandlePtr pHandle = login.Get(hFile, false);
     if (!pHandle)
         return XRFP_ERROR_INVALID_HANDLE;
-    tagXRFPStat info;
-    if (int nError = XfnRFPStatFd(pHandle->fd.Get(), info))
-        return static_cast<DWORD>(nError);
-    nSize = info.nSize;
-    return 0;
+    return static_cast<DWORD>(XfnRFPFileSize(pHandle->fd.Get(), nSize));
 }
 
 DWORD XRFPFiles::GetFileAttributes(const std::string& strPath, DWORD& nAttributes)

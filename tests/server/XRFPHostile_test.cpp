@@ -1,7 +1,4 @@
-// The server against clients that try to harm it or other users: a race
-// that swaps a link under a path, connections that hold slots without
-// logging in, requests that pin memory, a failed allocation, the process
-// out of descriptors, a replayed login, guessed passwords.
+// The server against clients that try to harm it or other users.
 #include "XRFPTestClient.h"
 
 #include "XRFPErrors.h"
@@ -18,10 +15,9 @@
 
 using namespace xrfptest;
 
-// Allocations this large fail here, as they would on a machine without the
-// memory: the test of a failed allocation asks the server for one. The other
-// forms of new and delete reach these through the library's defaults, save
-// the ones a sanitizer takes over, which pair among themselves.
+// Allocations of 768 MiB and more fail here, as on a machine without the
+// memory; the other forms of new and delete reach these, or pair among
+// themselves under a sanitizer.
 #pragma GCC diagnostic ignored "-Wmismatched-new-delete"
 void* operator new(size_t nSize)
 {
@@ -86,27 +82,27 @@ TEST(ServerHostile, LinkSwapRaceNeverLeavesTheRoot)
 {
     TestServer server;
     fs::path root = server.Root("alice");
-    fs::create_directories(root / "p" / "bob");
-    WriteText(root / "p" / "bob" / "bob.txt", "alice's own");
+    fs::create_directories(root / "pdir" / "bob");
+    WriteText(root / "pdir" / "bob" / "bob.txt", "alice's own");
     WriteText(server.Root("bob") / "bob.txt", "bob's secret");
     fs::create_directory_symlink("..", root / "plink");  // from the root, leads to the directory above
 
+    // Two movers, so that "p" turns from directory to link in a moment.
     auto pReader = LoggedIn(server, "alice", "secret1");
-    auto pMover = LoggedIn(server, "alice", "secret1");
     std::atomic<bool> bStop{false};
-    std::thread mover([&] {
-        auto move = [&](const char* pszOld, const char* pszNew) {
-            std::vector<BYTE> vecPacket;
-            XfnRFBuildMoveFileRequest(vecPacket, tagXRFMoveFileRequest{pszOld, pszNew});
-            pMover->Small(vecPacket, XRF_CMD_MOVE_FILE);
-        };
-        while (!bStop) {
-            move("p", "pdir");
-            move("plink", "p");
-            move("p", "plink");
-            move("pdir", "p");
-        }
-    });
+    std::vector<std::thread> vecMovers;
+    for (const char* pszName : {"pdir", "plink"}) {
+        vecMovers.emplace_back([&, pszName] {
+            auto pMover = LoggedIn(server, "alice", "secret1");
+            std::vector<BYTE> vecThere, vecBack;
+            XfnRFBuildMoveFileRequest(vecThere, tagXRFMoveFileRequest{pszName, "p"});
+            XfnRFBuildMoveFileRequest(vecBack, tagXRFMoveFileRequest{"p", pszName});
+            while (!bStop) {
+                pMover->Small(vecThere, XRF_CMD_MOVE_FILE);
+                pMover->Small(vecBack, XRF_CMD_MOVE_FILE);
+            }
+        });
+    }
     int nEscapes = 0, nReads = 0;
     auto tStart = std::chrono::steady_clock::now();
     while (SecondsSince(tStart) < 2.0) {
@@ -125,7 +121,8 @@ TEST(ServerHostile, LinkSwapRaceNeverLeavesTheRoot)
         nEscapes += strData != "alice's own";
     }
     bStop = true;
-    mover.join();
+    for (std::thread& mover : vecMovers)
+        mover.join();
     EXPECT_EQ(nEscapes, 0) << "of " << nReads << " reads";
     EXPECT_GT(nReads, 0);
     EXPECT_EQ(ReadText(server.Root("bob") / "bob.txt"), "bob's secret");
@@ -174,10 +171,8 @@ TEST(ServerHostile, IdleAndTricklingConnectionsCannotLockUsersOut)
         EXPECT_EQ(more[i].Connect(server.Port(), 3000), i < 3) << i;
 }
 
-// A file list is made while it is sent, never held whole; a read is
-// streamed, and given up at the send deadline by a client that reads a
-// little at a time; find handles keep a place in the directory, not its
-// names; each user's handles draw on a memory budget.
+// Lists and reads are streamed, never held whole, and given up at the send
+// deadline; find handles keep a place, not names; each user has a budget.
 TEST(ServerHostile, MemoryIsBoundedByWhatClientsCannotPin)
 {
     TestServer server(Settings({{"idle-timeout", "2"}, {"max-user-memory", "8"}}));

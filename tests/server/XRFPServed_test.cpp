@@ -1,7 +1,4 @@
-// The protocol served whole: reads of any count, the root list, truncation
-// only after the share check, trees no deeper than a path can name, lists
-// bounded by the entries they look at, modes whatever the umask; and the
-// built program when the process runs out of descriptors.
+// The protocol served whole, and the program out of descriptors.
 #include "XRFPTestClient.h"
 
 #include "XRFPErrors.h"
