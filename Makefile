@@ -58,7 +58,7 @@ coverage: setup
 	$(CMAKE) --build $(COVERAGE_BUILD) -j $(JOBS)
 	find $(COVERAGE_BUILD) -name '*.gcda' -delete
 	cd $(COVERAGE_BUILD) && ctest --output-on-failure -j $(JOBS)
-	gcovr --root . --filter 'src/' --filter 'include/' --filter 'server/' \
+	gcovr --root . --filter 'src/' --filter 'include/' --filter 'server/' --gcov-ignore-parse-errors \
 	  --print-summary --txt $(COVERAGE_BUILD)/coverage.txt $(COVERAGE_BUILD)
 	@echo "per file: $(COVERAGE_BUILD)/coverage.txt"
 
