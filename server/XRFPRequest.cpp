@@ -33,7 +33,9 @@ XRFPReadResult ReadPacket(XRFPStream& stream, tagXRFPRequest& req, tagXRFRequest
         strWhy = std::string(StatusText(status)) + " (command " + std::to_string(nCommand) + ")";
         return XRFP_READ_MALFORMED;
     }
-    req.vecPacket.resize(XRF_HEADER_SIZE + static_cast<size_t>(header.nLength));
+    req.nPacketSize = XRF_HEADER_SIZE + static_cast<size_t>(header.nLength);
+    if (req.vecPacket.size() < req.nPacketSize)
+        req.vecPacket.resize(req.nPacketSize);
     std::memcpy(req.vecPacket.data(), head, sizeof head);
     if (!stream.ReadExact(req.vecPacket.data() + XRF_HEADER_SIZE, header.nLength))
         return XRFP_READ_CLOSED;
@@ -58,7 +60,7 @@ XRFPReadResult XfnRFPReadRequest(XRFPStream& stream, const tagXRFPLimits& limits
     if (result != XRFP_READ_OK)
         return result;
     const BYTE* p = req.vecPacket.data();
-    size_t n = req.vecPacket.size();
+    size_t n = req.nPacketSize;
     DWORD nCommand = header.nCommand;
     req.nCommand = nCommand;
     switch (nCommand) {
@@ -79,7 +81,7 @@ XRFPReadResult XfnRFPReadRequest(XRFPStream& stream, const tagXRFPLimits& limits
             return XRFP_READ_MALFORMED;
         }
         req.nCommand = XRF_CMD_WRITE_DATA;
-        return Check(XfnRFParseWriteDataRequest(req.vecPacket.data(), req.vecPacket.size(), req.write),
+        return Check(XfnRFParseWriteDataRequest(req.vecPacket.data(), req.nPacketSize, req.write),
                      XRF_CMD_WRITE_DATA, strWhy);
     }
     case XRF_CMD_WRITE_DATA:

@@ -52,7 +52,8 @@ struct tagXRFPRequest {
     tagXRFSetFileTimeRequest times{};
     tagXRFLoginRequest login{};
     tagXRFWriteDataRequest write{};  // points into vecPacket
-    std::vector<BYTE> vecPacket;      // the bytes of the last packet read
+    std::vector<BYTE> vecPacket;      // the last packet read, in its first nPacketSize bytes
+    size_t nPacketSize = 0;           // the vector only grows: a write's buffer is not cleared again
     std::vector<BYTE> vecBlock;       // a general data block's content
     XRFPCharge blockCharge;           // what vecBlock holds, on the user's budget
 };

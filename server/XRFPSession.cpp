@@ -63,7 +63,12 @@ public:
             vecBuffer.insert(vecBuffer.end(), pData, pData + nSize);
             return true;
         }
-        return Flush() && stream.WriteAll(pData, nSize);
+        // What is gathered (the head) goes out with the first of the data,
+        // not in a segment of its own that would wake the client for sixteen
+        // bytes; the rest goes straight from the caller's piece.
+        size_t nFill = vecBuffer.empty() || vecBuffer.size() >= kSendChunk ? 0 : kSendChunk - vecBuffer.size();
+        vecBuffer.insert(vecBuffer.end(), pData, pData + nFill);
+        return Flush() && stream.WriteAll(pData + nFill, nSize - nFill);
     }
     bool ListItem(const XRFPFileInfoItem& item) override
     {

@@ -400,7 +400,14 @@ void XString::FormatV(const char* pszFormat, va_list argList)
     // The bound is what is reserved. Where it falls short (a conversion the
     // walk does not know) the text is formatted again at its real length
     // rather than written past the buffer.
-    char* pBuffer = GetBuffer(nBound);
+    // Negative widths and precisions taken from the arguments can make the
+    // bound negative; GetBuffer reserves nothing for it either way, and the
+    // C library must then not be told the buffer is larger than it is.
+    if (nBound < 0)
+        nBound = 0;
+    // GetBuffer's own test first: a buffer held alone and large enough is
+    // used as it is, without the call.
+    char* pBuffer = GetData()->nRefs <= 1 && nBound <= GetData()->nAllocLength ? pchData : GetBuffer(nBound);
     va_copy(args, argList);
     int nWritten = std::vsnprintf(pBuffer, static_cast<size_t>(nBound) + 1, pszOutFormat, args);
     va_end(args);

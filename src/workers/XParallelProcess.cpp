@@ -39,23 +39,6 @@ T* AllocArray(int nCount)
     return static_cast<T*>(std::calloc(static_cast<size_t>(nCount), sizeof(T)));
 }
 
-// Waits as XfnSysWaitForEvents does, after a short bounded spin of polls.
-// The owner and its workers hand runs to each other in microseconds, while a
-// sleep on an event costs a trip through the scheduler at each end; polling
-// first catches a hand-over that comes soon, yielding the processor between
-// polls to whoever shares it. A poll takes what it finds as the wait would.
-DWORD SpinThenWait(int nCount, const HANDLE* phEvents, bool bWaitAll)
-{
-    const int nSpinPolls = 32;
-    for (int i = 0; i < nSpinPolls; ++i) {
-        DWORD nResult = XfnSysWaitForEvents(nCount, phEvents, bWaitAll, 0);
-        if (nResult != XSYS_WAIT_TIMEOUT)
-            return nResult;
-        XfnSysYield();
-    }
-    return XfnSysWaitForEvents(nCount, phEvents, bWaitAll, XSYS_WAIT_INFINITE);
-}
-
 DWORD WorkerLoop(void* pArg)
 {
     const tagXParallelParam* pParam = static_cast<const tagXParallelParam*>(pArg);
@@ -63,7 +46,7 @@ DWORD WorkerLoop(void* pArg)
     const int nIndex = pParam->nIndex;
     const HANDLE ahWait[2] = {pOwner->phQuitEvents[nIndex], pOwner->phStartEvents[nIndex]};
     for (;;) {
-        DWORD nResult = SpinThenWait(2, ahWait, false);
+        DWORD nResult = XfnSysWaitForEvents(2, ahWait, false, XSYS_WAIT_INFINITE);
         if (nResult == XSYS_WAIT_OBJECT_0)
             return 1;
         if (nResult == XSYS_WAIT_OBJECT_0 + 1) {
@@ -227,7 +210,7 @@ bool XParallelProcess::Run()
     // As on the system this class comes from, one wait takes at most 64
     // events: with more workers, or a negative count, it fails at once and
     // Run returns while the workers are still busy.
-    SpinThenWait(nThreads, phDoneEvents, true);
+    XfnSysWaitForEvents(nThreads, phDoneEvents, true, XSYS_WAIT_INFINITE);
     return true;
 }
 
