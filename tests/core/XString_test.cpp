@@ -334,6 +334,12 @@ TEST(XStringFormat, ShortBoundStillGivesTheWholeText)
     XString s;
     s.Format("%E", 12345.678);
     EXPECT_STREQ(s, "1.234568E+04");
+    // A negative width taken from the arguments pulls the bound below zero;
+    // the text still comes out whole, left-justified, and nothing is written
+    // past the buffer.
+    EXPECT_EQ(Bound("%*.*s|", -40, -5, "ab"), -4);
+    s.Format("%*.*s|", -40, -5, "ab");
+    EXPECT_STREQ(s, ("ab" + std::string(38, ' ') + "|").c_str());
 }
 
 TEST(XStringFormat, MessageInserts)
