@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -59,7 +60,7 @@ class RSAPeer : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        dir = fs::temp_directory_path() / ("kvd_rsa_" + std::to_string(std::rand()) + "_" +
+        dir = fs::temp_directory_path() / ("kvd_rsa_" + std::to_string(std::random_device()()) + "_" +
                                            ::testing::UnitTest::GetInstance()->current_test_info()->name());
         fs::create_directories(dir);
     }
