@@ -75,9 +75,8 @@ tagXRFPSettings Settings(std::initializer_list<std::pair<const char*, const char
 
 } // namespace
 
-// A second connection of the same user swaps a directory on the path for a
-// link that climbs out (users can move links) while the first opens files
-// through that path: no open ever reaches outside the root.
+// Other connections of the user swap a directory on the path for a link that
+// climbs out while the first opens through it: nothing outside is reached.
 TEST(ServerHostile, LinkSwapRaceNeverLeavesTheRoot)
 {
     TestServer server;
@@ -87,7 +86,7 @@ TEST(ServerHostile, LinkSwapRaceNeverLeavesTheRoot)
     WriteText(server.Root("bob") / "bob.txt", "bob's secret");
     fs::create_directory_symlink("..", root / "plink");  // from the root, leads to the directory above
 
-    // Two movers, so that "p" turns from directory to link in a moment.
+    // Two movers: "p" turns from directory to link (missing, ENOENT, between).
     auto pReader = LoggedIn(server, "alice", "secret1");
     std::atomic<bool> bStop{false};
     std::vector<std::thread> vecMovers;
@@ -108,7 +107,6 @@ TEST(ServerHostile, LinkSwapRaceNeverLeavesTheRoot)
     while (SecondsSince(tStart) < 2.0) {
         tagXRFCreateFileReply opened = pReader->Create("p\\bob\\bob.txt", kRead, kOpenExisting);
         DWORD nAttributes = pReader->Path(XRF_CMD_GET_FILE_ATTRIBUTES, "p\\bob\\bob.txt").nError;
-        // ENOENT when the mover had taken "p" away for a moment.
         EXPECT_TRUE(nAttributes == 0 || nAttributes == XRFP_ERROR_ACCESS_DENIED ||
                     nAttributes == XRFP_ERROR_PATH_NOT_FOUND || nAttributes == ENOENT)
             << std::hex << "0x" << nAttributes;
@@ -191,7 +189,7 @@ TEST(ServerHostile, MemoryIsBoundedByWhatClientsCannotPin)
         ASSERT_TRUE(pLister->Send(vecRequest));
         for (auto tStart = std::chrono::steady_clock::now(); SecondsSince(tStart) < 1.5;)
             nPeak = std::max(nPeak, ResidentKiB() - nBase);
-        EXPECT_LT(nPeak, 4 * 1024) << "KiB held for the list";
+        EXPECT_TRUE(kSanitized || nPeak < 4 * 1024) << nPeak << " KiB held for the list";
     }
 
     // A read of 1 GiB, taken 4 KiB at a time: the server gives up at its
@@ -215,7 +213,7 @@ TEST(ServerHostile, MemoryIsBoundedByWhatClientsCannotPin)
         if (pReader->Recv(4096, vecSome))
             nReceived += 4096;
     }
-    EXPECT_LT(nPeak, 4 * 1024) << "KiB held for the read";
+    EXPECT_TRUE(kSanitized || nPeak < 4 * 1024) << nPeak << " KiB held for the read";
     for (long n = 1; n > 0; nReceived += static_cast<size_t>(std::max(n, 0L)))
         n = pReader->RecvSome(vecSome, 1 << 20);
     EXPECT_LT(nReceived, size_t(1) << 30);
@@ -235,7 +233,7 @@ TEST(ServerHostile, MemoryIsBoundedByWhatClientsCannotPin)
     }
     EXPECT_EQ(nError, static_cast<DWORD>(ENOMEM)) << "the user's budget of 8 MiB ends the handles";
     EXPECT_GT(nHandles, 100);
-    EXPECT_LT(ResidentKiB() - nBefore, 12 * 1024) << nHandles << " handles on " << nFiles << " entries";
+    EXPECT_TRUE(kSanitized || ResidentKiB() - nBefore < 12 * 1024) << nHandles << " handles on " << nFiles;
 }
 
 // A request whose memory cannot be had ends its own connection; the
