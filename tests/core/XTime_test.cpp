@@ -110,7 +110,8 @@ TEST(XTimeArithmetic, CompareAddAndWrap)
     XTime a(1000), b(1060);
     EXPECT_TRUE(a < b);
     EXPECT_EQ((b - a).GetTotalSeconds(), 60);
-    a -= XTimeSpan(10);
+    a += XTimeSpan(5);
+    a -= XTimeSpan(15);
     EXPECT_EQ(a.GetTime(), 990);
     EXPECT_EQ((XTime(INT64_MAX) + XTimeSpan(1)).GetTime(), INT64_MIN);
     EXPECT_GE(XTime::GetTickCount().GetTime(), 1700000000);
