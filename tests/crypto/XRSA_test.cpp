@@ -164,6 +164,15 @@ TEST(XRSA, FailuresRaiseCryptoExceptions)
     EXPECT_THROW(XfnRSAEncryptStringByKeyFile("/nonexistent/kvd.pub", "text"), std::exception);
 }
 
+TEST(XRSA, CryptoMethodIsStoredAsGiven)
+{
+    CRYPTO_METHOD_T old = XfnGetCryptoMethod();
+    XfnSetCryptoMethod(static_cast<CRYPTO_METHOD_T>(3));
+    EXPECT_EQ(XfnGetCryptoMethod(), static_cast<CRYPTO_METHOD_T>(3));
+    EXPECT_EQ(g_cryptoMethod, static_cast<CRYPTO_METHOD_T>(3));
+    XfnSetCryptoMethod(old);
+}
+
 TEST_F(RSAPeer, KeyFilesHoldTheKeyTexts)
 {
     fs::path priv = dir / "key.priv", pub = dir / "key.pub";

@@ -117,4 +117,16 @@ TEST(XComplex, ConversionsThroughTheDoubleRecord)
     tagXComplexf f(0, 0);
     f = tagXComplex(0.1, 1.0 / 3);
     EXPECT_EQ(f, tagXComplexf(0.1f, static_cast<float>(1.0 / 3)));
+
+    tagXComplex z;
+    z = tagXComplexuc(255, 1);
+    EXPECT_EQ(z, tagXComplex(255, 1));
+    z = tagXComplexus(65535, 2);
+    EXPECT_EQ(z, tagXComplex(65535, 2));
+    z = tagXComplexul(4294967295u, 3);
+    EXPECT_EQ(z, tagXComplex(4294967295.0, 3));
+    z = tagXComplexl(-2147483647 - 1, 6);
+    EXPECT_EQ(z, tagXComplex(-2147483648.0, 6));
+    z = tagXComplexf(0.1f, 7);
+    EXPECT_EQ(z, tagXComplex(static_cast<double>(0.1f), 7));
 }
