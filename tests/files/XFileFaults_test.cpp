@@ -25,10 +25,6 @@ bool CanOpen(const std::string& path, unsigned int nFlags)
     return false;
 }
 
-struct FaultScope {
-    ~FaultScope() { XfnSysClearFaults(); }
-};
-
 struct FileSizeLimit {
     explicit FileSizeLimit(int64_t nBytes) { bSet = XfnSysSetFileSizeLimit(nBytes); }
     ~FileSizeLimit() { XfnSysSetFileSizeLimit(-1); }

@@ -14,29 +14,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-DWORD ThrownCode(void (*body)(const std::string&, const std::string&), const std::string& a, const std::string& b,
-                 XString* pName)
-{
-    try {
-        body(a, b);
-    } catch (const XFileException& e) {
-        *pName = e.GetFileName();
-        return e.GetErrCode();
-    }
-    ADD_FAILURE() << "no XFileException";
-    return 0;
-}
-
-void DoRename(const std::string& a, const std::string& b)
-{
-    XFile::Rename(a.c_str(), b.c_str());
-}
-
-void DoRemove(const std::string& a, const std::string&)
-{
-    XFile::Remove(a.c_str());
-}
-
 } // namespace
 
 TEST(XFileStatus, InstanceAndStaticForms)
@@ -161,9 +138,9 @@ TEST(XFileStatus, RenameReportsTheNewNameAndNeverReplaces)
     std::string a = dir.Make("a", "A");
     std::string b = dir.Make("b", "B");
     XString strName;
-    EXPECT_EQ(ThrownCode(&DoRename, dir("missing"), dir("new"), &strName), static_cast<DWORD>(ENOENT));
+    EXPECT_EQ(ThrownCode([&] { XFile::Rename(dir("missing").c_str(), dir("new").c_str()); }, &strName), static_cast<DWORD>(ENOENT));
     EXPECT_EQ(std::string(strName), dir("new"));
-    EXPECT_EQ(ThrownCode(&DoRename, a, b, &strName), static_cast<DWORD>(EEXIST));
+    EXPECT_EQ(ThrownCode([&] { XFile::Rename(a.c_str(), b.c_str()); }, &strName), static_cast<DWORD>(EEXIST));
     EXPECT_EQ(XFilesTestDir::Slurp(b), "B");
     XFile::Rename(a.c_str(), dir("c").c_str());
     EXPECT_FALSE(fs::exists(a));
@@ -176,8 +153,8 @@ TEST(XFileStatus, RemoveFilesNotDirectories)
 {
     XFilesTestDir dir;
     XString strName;
-    EXPECT_EQ(ThrownCode(&DoRemove, dir("missing"), "", &strName), static_cast<DWORD>(ENOENT));
+    EXPECT_EQ(ThrownCode([&] { XFile::Remove(dir("missing").c_str()); }, &strName), static_cast<DWORD>(ENOENT));
     EXPECT_EQ(std::string(strName), dir("missing"));
-    EXPECT_EQ(ThrownCode(&DoRemove, dir.path.string(), "", &strName), static_cast<DWORD>(EISDIR));
+    EXPECT_EQ(ThrownCode([&] { XFile::Remove(dir.path.string().c_str()); }, &strName), static_cast<DWORD>(EISDIR));
     EXPECT_TRUE(fs::exists(dir.path));
 }

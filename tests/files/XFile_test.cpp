@@ -30,25 +30,6 @@ DWORD OpenError(const std::string& path, unsigned int nFlags, XString* pName = n
     return error.GetErrCode();
 }
 
-template <class F>
-DWORD ThrownCode(F body, XString* pName = nullptr)
-{
-    try {
-        body();
-    } catch (const XFileException& e) {
-        if (pName != nullptr)
-            *pName = e.GetFileName();
-        return e.GetErrCode();
-    }
-    ADD_FAILURE() << "no XFileException";
-    return 0;
-}
-
-// Clears injected faults however the test ends.
-struct FaultScope {
-    ~FaultScope() { XfnSysClearFaults(); }
-};
-
 const unsigned int kShareAll = XFile::flagShareDenyNone;
 
 } // namespace

@@ -1,8 +1,12 @@
 // A scratch directory for the tests of the files folder, removed with
-// everything in it when the test ends.
+// everything in it when the test ends, and the helpers those tests share.
 #pragma once
 
+#include "KVDbase/core/XException.h"
 #include "KVDbase/core/XString.h"
+#include "platform/XSysFile.h"
+
+#include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
@@ -43,3 +47,22 @@ public:
 
     std::filesystem::path path;
 };
+
+// Clears injected faults however the test ends.
+struct FaultScope {
+    ~FaultScope() { XfnSysClearFaults(); }
+};
+
+// The code of the XFileException that body throws, and the name it reports.
+template <class F> DWORD ThrownCode(F body, XString* pName = nullptr)
+{
+    try {
+        body();
+    } catch (const XFileException& e) {
+        if (pName != nullptr)
+            *pName = e.GetFileName();
+        return e.GetErrCode();
+    }
+    ADD_FAILURE() << "no XFileException";
+    return 0;
+}

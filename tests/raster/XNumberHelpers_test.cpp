@@ -4,41 +4,23 @@
 
 namespace {
 
-TEST(XRound, RoundsToTheStepOfThePlace)
+// Positives round half up to the step of the place; values below the step
+// come back unchanged; negatives add half a step and truncate; a scaled value
+// beyond 32 bits becomes the minimum.
+TEST(XRound, TheDefinedCases)
 {
-    EXPECT_EQ(XfnRound(14.0, -1), 14.0);
-    EXPECT_EQ(XfnRound(14.5, -1), 15.0);
-    EXPECT_EQ(XfnRound(14.49, -1), 14.0);
-    EXPECT_EQ(XfnRound(15.0, 0), 20.0);
-    EXPECT_EQ(XfnRound(14.0, 0), 10.0);
-    EXPECT_EQ(XfnRound(1234.0, 1), 1200.0);
-    EXPECT_EQ(XfnRound(1250.0, 1), 1300.0);
+    const struct { double dValue; int nPlace; double dExpected; } cases[] = {
+        {14.0, -1, 14.0}, {14.5, -1, 15.0}, {14.49, -1, 14.0}, {15.0, 0, 20.0}, {14.0, 0, 10.0},
+        {1234.0, 1, 1200.0}, {1250.0, 1, 1300.0},
+        {5.0, 0, 5.0}, {-9.99, 0, -9.99}, {0.3, -1, 0.3}, {0.004, -3, 0.004},
+        {-14.0, -1, -13.0}, {-14.4, -1, -13.0}, {-14.6, -1, -14.0}, {-15.0, 0, -10.0},
+        {3e9, -1, -2147483648.0}, {-3e9, -1, -2147483648.0}, {3e10, 0, -21474836480.0},
+        {2147483646.0, -1, 2147483646.0},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(XfnRound(c.dValue, c.nPlace), c.dExpected) << c.dValue << " at " << c.nPlace;
     EXPECT_DOUBLE_EQ(XfnRound(3.14159, -3), 3.14);
     EXPECT_DOUBLE_EQ(XfnRound(2.675, -2), 2.7);
-}
-
-TEST(XRound, MagnitudesBelowTheStepComeBackUnchanged)
-{
-    EXPECT_EQ(XfnRound(5.0, 0), 5.0);
-    EXPECT_EQ(XfnRound(-9.99, 0), -9.99);
-    EXPECT_EQ(XfnRound(0.3, -1), 0.3);
-    EXPECT_EQ(XfnRound(0.004, -3), 0.004);
-}
-
-TEST(XRound, NegativesAddHalfAStepAndTruncate)
-{
-    EXPECT_EQ(XfnRound(-14.0, -1), -13.0);
-    EXPECT_EQ(XfnRound(-14.4, -1), -13.0);
-    EXPECT_EQ(XfnRound(-14.6, -1), -14.0);
-    EXPECT_EQ(XfnRound(-15.0, 0), -10.0);
-}
-
-TEST(XRound, ScaledValuesBeyondThirtyTwoBitsBecomeTheMinimum)
-{
-    EXPECT_EQ(XfnRound(3e9, -1), -2147483648.0);
-    EXPECT_EQ(XfnRound(-3e9, -1), -2147483648.0);
-    EXPECT_EQ(XfnRound(3e10, 0), -21474836480.0);
-    EXPECT_EQ(XfnRound(2147483646.0, -1), 2147483646.0);
 }
 
 TEST(XIsNumber, DigitsOnlyAcceptsNothingButDigits)
