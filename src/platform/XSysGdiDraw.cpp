@@ -351,9 +351,15 @@ BOOL PatBlt(HDC hdc, int x, int y, int w, int h, DWORD rop)
 COLORREF SetPixel(HDC hdc, int x, int y, COLORREF color)
 {
     XGdiDC* dc = XfnGdiDrawDC(hdc);
-    if (dc == nullptr || x < 0 || y < 0 || x >= dc->pSurface->Width() || y >= dc->pSurface->Height())
+    if (dc == nullptr)
         return CLR_INVALID;
-    dc->pSurface->Row(y)[x] = XfnGdiPixel(color);
+    // Fills call this once a pixel: a negative coordinate fails the unsigned
+    // compare, so two compares bound the point.
+    XGdiSurface* s = dc->pSurface;
+    if (static_cast<unsigned>(x) >= static_cast<unsigned>(s->Width()) ||
+        static_cast<unsigned>(y) >= static_cast<unsigned>(s->Height()))
+        return CLR_INVALID;
+    s->Row(y)[x] = XfnGdiPixel(color);
     return color & 0xFFFFFFu;
 }
 

@@ -87,11 +87,23 @@ struct ThinPen {
             i0 = std::max<int64_t>(i0, nMajor0 - (nMajorLimit - 1));
             i1 = std::min<int64_t>(i1, nMajor0 + 1);
         }
-        for (int64_t i = i0; i < i1; ++i) {
-            // The minor offset rounds half up: (2 i |d| + n) / 2n, in 128 bits
-            // since both factors may take 33.
-            const __int128 nNum = static_cast<__int128>(2 * i) * nMinorAbs + n;
-            const int64_t nMinor = nMinor0 + nMinorSign * static_cast<int64_t>(nNum / (2 * n));
+        if (i0 >= i1) {
+            nPos += n;
+            return;
+        }
+        // The minor offset rounds half up: (2 i |d| + n) / 2n. The first step
+        // divides, in 128 bits since both factors may take 33; each later one
+        // adds 2 |d| to the remainder, which passes 2n at most once as
+        // |d| <= n, so no pixel pays for a division.
+        const __int128 nNum = static_cast<__int128>(2 * i0) * nMinorAbs + n;
+        int64_t nQuot = static_cast<int64_t>(nNum / (2 * n));
+        int64_t nRem = static_cast<int64_t>(nNum % (2 * n));
+        for (int64_t i = i0; i < i1; ++i, nRem += 2 * nMinorAbs) {
+            if (nRem >= 2 * n) {
+                nRem -= 2 * n;
+                ++nQuot;
+            }
+            const int64_t nMinor = nMinor0 + nMinorSign * nQuot;
             if (nMinor < 0 || nMinor >= nMinorLimit)
                 continue;
             const int64_t nMajor = nMajor0 + nMajorStep * i;

@@ -13,6 +13,17 @@ namespace {
 constexpr int64_t nMaxMaskBits = int64_t(1) << 26;
 constexpr int64_t nMaxRows = int64_t(1) << 24;
 
+// Sets bits [a, b) of a mask row a word at a time.
+void SetBits(uint64_t* m, int a, int b)
+{
+    while (a < b) {
+        const int n = std::min(b - a, 64 - (a & 63));
+        const uint64_t bits = n == 64 ? ~uint64_t(0) : ((uint64_t(1) << n) - 1) << (a & 63);
+        m[a >> 6] |= bits;
+        a += n;
+    }
+}
+
 HRGN MakeRegion(const POINT* pts, const int* counts, int nPolys, int iMode)
 {
     if (pts == nullptr || counts == nullptr || nPolys < 1 || (iMode != ALTERNATE && iMode != WINDING))
@@ -72,10 +83,8 @@ HRGN MakeRegion(const POINT* pts, const int* counts, int nPolys, int iMode)
                 for (int y = y0; y < y1; ++y) {
                     uint64_t* m = &rgn->mask[static_cast<size_t>(y - y0) * rgn->nMaskWords];
                     const std::vector<int>& r = rows[static_cast<size_t>(y)];
-                    for (size_t i = 0; i + 1 < r.size(); i += 2) {
-                        for (int x = r[i] - x0; x < r[i + 1] - x0; ++x)
-                            m[x >> 6] |= uint64_t(1) << (x & 63);
-                    }
+                    for (size_t i = 0; i + 1 < r.size(); i += 2)
+                        SetBits(m, r[i] - x0, r[i + 1] - x0);
                 }
                 rgn->pMask = rgn->mask.data();
             }
@@ -120,13 +129,17 @@ HRGN CreateRectRgn(int x1, int y1, int x2, int y2)
 BOOL PtInRegion(HRGN hrgn, int x, int y)
 {
     const XGdiRegion* r = XfnGdiRegion(hrgn);
-    if (r == nullptr || x < r->box.left || x >= r->box.right || y < r->box.top || y >= r->box.bottom)
+    if (r == nullptr)
         return FALSE;
-    const int dy = y - r->box.top;
-    if (r->nMaskWords > 0) {
-        const int dx = x - r->box.left;
-        return (r->pMask[static_cast<size_t>(dy) * r->nMaskWords + (dx >> 6)] >> (dx & 63)) & 1 ? TRUE : FALSE;
-    }
+    // Offsets from the box corner in unsigned arithmetic: one compare each
+    // keeps the point inside the box, on either side, for any int.
+    const uint32_t dx = static_cast<uint32_t>(x) - static_cast<uint32_t>(r->box.left);
+    const uint32_t dy = static_cast<uint32_t>(y) - static_cast<uint32_t>(r->box.top);
+    if (dx >= static_cast<uint32_t>(r->box.right) - static_cast<uint32_t>(r->box.left) ||
+        dy >= static_cast<uint32_t>(r->box.bottom) - static_cast<uint32_t>(r->box.top))
+        return FALSE;
+    if (r->nMaskWords > 0)
+        return static_cast<BOOL>((r->pMask[size_t(dy) * r->nMaskWords + (dx >> 6)] >> (dx & 63)) & 1);
     const int* s = r->spans.data();
     const int* a = s + r->rowStart[static_cast<size_t>(dy)];
     const int* b = s + r->rowStart[static_cast<size_t>(dy) + 1];

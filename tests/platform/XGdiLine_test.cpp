@@ -2,6 +2,7 @@
 // and the binary raster operations.
 #include "platform/XGdiTestCanvas.h"
 
+#include <cstdlib>
 #include <vector>
 
 namespace {
@@ -92,6 +93,35 @@ TEST(XGdiLine, LinesFarOffTheSurfaceAreClippedWithoutWalkingThem)
     for (int y = 0; y < 20; ++y)
         EXPECT_EQ(cv.At(6, y), kBlack) << y;
     EXPECT_EQ(cv.Count(kBlack), 39);
+}
+
+TEST(XGdiLine, SlopedLinesEnteringFromOffTheSurfaceRoundTheirMinorStepHalfUp)
+{
+    // Each octant, starting off the surface so that the walk begins part way:
+    // step i of n puts the minor axis at (2 i |d| + n) / 2n, rounded down.
+    const POINT ends[][2] = {{{-30, -7}, {25, 14}}, {{45, 3}, {-9, 19}}, {{-4, 50}, {13, -6}},
+                             {{16, -33}, {2, 28}},  {{-50, 0}, {29, 1}}, {{0, 0}, {-17, 60}}, {{-2, 1}, {6, 5}}};
+    for (const auto& e : ends) {
+        XGdiTestCanvas cv(20, 20);
+        PenScope p(cv.dc, CreatePen(PS_SOLID, 0, kBlack));
+        MoveToEx(cv.dc, e[0].x, e[0].y, nullptr);
+        LineTo(cv.dc, e[1].x, e[1].y);
+        const int dx = e[1].x - e[0].x, dy = e[1].y - e[0].y;
+        const bool bX = std::abs(dx) >= std::abs(dy);
+        const int n = bX ? std::abs(dx) : std::abs(dy), m = bX ? std::abs(dy) : std::abs(dx);
+        const int nMinorSign = (bX ? dy : dx) < 0 ? -1 : 1, nMajorSign = (bX ? dx : dy) < 0 ? -1 : 1;
+        int nExpected = 0;
+        for (int i = 0; i < n; ++i) {
+            const int nMajor = nMajorSign * i, nMinor = nMinorSign * ((2 * i * m + n) / (2 * n));
+            const int x = e[0].x + (bX ? nMajor : nMinor), y = e[0].y + (bX ? nMinor : nMajor);
+            if (x < 0 || y < 0 || x >= 20 || y >= 20)
+                continue;
+            ++nExpected;
+            EXPECT_EQ(cv.At(x, y), kBlack) << e[0].x << "," << e[0].y << " step " << i;
+        }
+        EXPECT_GT(nExpected, 0);
+        EXPECT_EQ(cv.Count(kBlack), nExpected) << e[0].x << "," << e[0].y;
+    }
 }
 
 TEST(XGdiLine, CosmeticDashesAsTheRasterDeviceDrawsThem)
