@@ -284,16 +284,12 @@ TEST(XVertReplayGDI, ReferenceMap)
     XReferenceDrawing::SetView(c.bb);
     vb.Draw(&c.bb);
     c.SavePNG("reference_map_gdi");
-    auto At = [&](double x, double y) {
-        c.bb.ConvWorldToPixelCoord(x, y);
-        return c.Px(static_cast<int>(std::lround(x)), static_cast<int>(std::lround(y)));
-    };
     for (const XReferenceDrawing::Probe& p : XReferenceDrawing::Probes())
-        EXPECT_EQ(At(p.x, p.y), p.clr) << p.x << "," << p.y;
+        EXPECT_EQ(c.AtWorld(p.x, p.y), p.clr) << p.x << "," << p.y;
     // The legend blends over the sea; the keyed picture lets the land
     // through its black middle.
-    EXPECT_GT(GetRValue(At(123.72, 38.88)), GetRValue(XReferenceDrawing::kSea));
-    EXPECT_EQ(At(128.85, 36.95), XReferenceDrawing::kLand);
+    EXPECT_GT(GetRValue(c.AtWorld(123.72, 38.88)), GetRValue(XReferenceDrawing::kSea));
+    EXPECT_EQ(c.AtWorld(128.85, 36.95), XReferenceDrawing::kLand);
 }
 
 } // namespace

@@ -8,21 +8,6 @@
 
 #include "platform/XSysDC.h"
 
-namespace {
-
-struct Selected {
-    HDC dc;
-    HGDIOBJ obj, old;
-    Selected(HDC d, HGDIOBJ o) : dc(d), obj(o), old(SelectObject(d, o)) {}
-    ~Selected()
-    {
-        SelectObject(dc, old);
-        DeleteObject(obj);
-    }
-};
-
-} // namespace
-
 TEST(XGdiFill, FillRectLeavesOutTheRightAndBottomEdges)
 {
     XGdiTestCanvas cv(20, 20);

@@ -6,18 +6,6 @@
 
 namespace {
 
-struct PenScope {
-    HDC dc;
-    HPEN pen;
-    HGDIOBJ old;
-    PenScope(HDC d, HPEN p) : dc(d), pen(p), old(SelectObject(d, p)) {}
-    ~PenScope()
-    {
-        SelectObject(dc, old);
-        DeleteObject(pen);
-    }
-};
-
 // The on/off runs along row y from x0 to x1 - 1, first run drawn in c.
 std::vector<int> Runs(const XGdiTestCanvas& cv, int y, int x0, int x1, COLORREF c)
 {
@@ -43,7 +31,7 @@ TEST(XGdiLine, HairlineLeavesOutItsLastPixelAndStepsOnePixelPerColumn)
 {
     for (int nWidth : {0, 1}) {
         XGdiTestCanvas cv(40, 40);
-        PenScope p(cv.dc, CreatePen(PS_SOLID, nWidth, kBlack));
+        Selected p(cv.dc, CreatePen(PS_SOLID, nWidth, kBlack));
         MoveToEx(cv.dc, 2, 3, nullptr);
         LineTo(cv.dc, 12, 3);
         EXPECT_EQ(cv.At(2, 3), kBlack);
@@ -79,7 +67,7 @@ TEST(XGdiLine, HairlineLeavesOutItsLastPixelAndStepsOnePixelPerColumn)
 TEST(XGdiLine, LinesFarOffTheSurfaceAreClippedWithoutWalkingThem)
 {
     XGdiTestCanvas cv(20, 20);
-    PenScope p(cv.dc, CreatePen(PS_SOLID, 0, kBlack));
+    Selected p(cv.dc, CreatePen(PS_SOLID, 0, kBlack));
     MoveToEx(cv.dc, -2000000000, 10, nullptr);
     EXPECT_TRUE(LineTo(cv.dc, 2000000000, 10));
     for (int x = 0; x < 20; ++x)
@@ -109,7 +97,7 @@ TEST(XGdiLine, CosmeticDashesAsTheRasterDeviceDrawsThem)
     XGdiTestCanvas cv(200, 20);
     int y = 2;
     for (const Case& c : cases) {
-        PenScope p(cv.dc, CreatePen(c.nStyle, 0, kBlack));
+        Selected p(cv.dc, CreatePen(c.nStyle, 0, kBlack));
         SetBkMode(cv.dc, TRANSPARENT);
         MoveToEx(cv.dc, 10, y, nullptr);
         LineTo(cv.dc, 190, y);
@@ -125,7 +113,7 @@ TEST(XGdiLine, CosmeticDashesAsTheRasterDeviceDrawsThem)
 TEST(XGdiLine, GapsTakeTheBackgroundColourOnlyWhenOpaque)
 {
     XGdiTestCanvas cv(60, 10);
-    PenScope p(cv.dc, CreatePen(PS_DOT, 0, kBlack));
+    Selected p(cv.dc, CreatePen(PS_DOT, 0, kBlack));
     SetBkColor(cv.dc, kRed);
     SetBkMode(cv.dc, OPAQUE);
     MoveToEx(cv.dc, 0, 2, nullptr);
@@ -144,8 +132,8 @@ TEST(XGdiLine, UserStyleRunsAndTheirOddTable)
     XGdiTestCanvas cv(100, 10);
     LOGBRUSH lb = {BS_SOLID, kBlack, 0};
     const DWORD table[] = {1, 14, 1};
-    PenScope p(cv.dc, ExtCreatePen(PS_GEOMETRIC | PS_ENDCAP_FLAT | PS_USERSTYLE, 0, &lb, 3, table));
-    ASSERT_NE(p.pen, nullptr);
+    Selected p(cv.dc, ExtCreatePen(PS_GEOMETRIC | PS_ENDCAP_FLAT | PS_USERSTYLE, 0, &lb, 3, table));
+    ASSERT_NE(p.obj, nullptr);
     MoveToEx(cv.dc, 0, 5, nullptr);
     LineTo(cv.dc, 64, 5);
     // The odd table repeats with dash and gap swapped: 1 on, 14 off, 1 on,
@@ -161,7 +149,7 @@ TEST(XGdiLine, WidePenCoversItsWidthAndFlatCapsStopAtTheEnds)
 {
     XGdiTestCanvas cv(40, 20);
     LOGBRUSH lb = {BS_SOLID, kBlack, 0};
-    PenScope p(cv.dc, ExtCreatePen(PS_GEOMETRIC | PS_ENDCAP_FLAT, 5, &lb, 0, nullptr));
+    Selected p(cv.dc, ExtCreatePen(PS_GEOMETRIC | PS_ENDCAP_FLAT, 5, &lb, 0, nullptr));
     MoveToEx(cv.dc, 10, 10, nullptr);
     LineTo(cv.dc, 30, 10);
     for (int y = 8; y <= 12; ++y) {
@@ -185,7 +173,7 @@ TEST(XGdiLine, XorTwiceRestoresEveryPixel)
         SetROP2(cv.dc, R2_XORPEN);
         const POINT box[5] = {{5, 5}, {50, 5}, {50, 40}, {5, 40}, {5, 5}};
         for (int nWidth : {0, 3}) {
-            PenScope p(cv.dc, CreatePen(nWidth == 0 ? PS_DOT : PS_SOLID, nWidth, RGB(0x12, 0xF0, 0x81)));
+            Selected p(cv.dc, CreatePen(nWidth == 0 ? PS_DOT : PS_SOLID, nWidth, RGB(0x12, 0xF0, 0x81)));
             Polyline(cv.dc, box, 5);
             MoveToEx(cv.dc, 60, 2, nullptr);
             LineTo(cv.dc, 3, 61);
@@ -214,7 +202,7 @@ TEST(XGdiLine, BinaryRasterOperationsFollowTheirTruthTable)
         const int x = nRop - 1;
         cv.bits[x] = d;
         SetROP2(cv.dc, nRop);
-        PenScope ps(cv.dc, CreatePen(PS_SOLID, 0, pen));
+        Selected ps(cv.dc, CreatePen(PS_SOLID, 0, pen));
         MoveToEx(cv.dc, x, 0, nullptr);
         LineTo(cv.dc, x + 1, 0);
         uint32_t expect = 0;
@@ -230,10 +218,10 @@ TEST(XGdiLine, BinaryRasterOperationsFollowTheirTruthTable)
 TEST(XGdiLine, CreatePenTakesTypeAndCapBitsAndDrawsByItsStyle)
 {
     XGdiTestCanvas cv(20, 4);
-    PenScope p(cv.dc, CreatePen(PS_GEOMETRIC | PS_ENDCAP_FLAT | PS_SOLID, 0, kRed));
-    ASSERT_NE(p.pen, nullptr);
+    Selected p(cv.dc, CreatePen(PS_GEOMETRIC | PS_ENDCAP_FLAT | PS_SOLID, 0, kRed));
+    ASSERT_NE(p.obj, nullptr);
     LOGPEN lp;
-    ASSERT_EQ(GetObjectA(p.pen, sizeof(lp), &lp), static_cast<int>(sizeof(lp)));
+    ASSERT_EQ(GetObjectA(p.obj, sizeof(lp), &lp), static_cast<int>(sizeof(lp)));
     EXPECT_EQ(lp.lopnStyle, PS_GEOMETRIC | PS_ENDCAP_FLAT);
     MoveToEx(cv.dc, 0, 1, nullptr);
     LineTo(cv.dc, 20, 1);

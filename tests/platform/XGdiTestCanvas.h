@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <filesystem>
 #include <string>
 
@@ -60,6 +61,32 @@ struct XGdiTestCanvas {
         std::filesystem::create_directories("gdi-png");
         EXPECT_TRUE(XfnWritePNG(dc, ("gdi-png/" + name + ".png").c_str()));
     }
+};
+
+// A plain font of the given height (negative: the em, positive: the cell).
+inline LOGFONTA Font(LONG nHeight, const char* pszFace = "Courier New")
+{
+    LOGFONTA lf = {};
+    lf.lfHeight = nHeight;
+    lf.lfWeight = FW_NORMAL;
+    lf.lfCharSet = DEFAULT_CHARSET;
+    std::strcpy(lf.lfFaceName, pszFace);
+    return lf;
+}
+
+// An object selected into a DC for a scope: put back and deleted at its end.
+struct Selected {
+    HDC dc;
+    HGDIOBJ obj, old;
+    Selected(HDC d, HGDIOBJ o) : dc(d), obj(o), old(SelectObject(d, o)) {}
+    Selected(HDC d, const LOGFONTA& lf) : Selected(d, CreateFontIndirectA(&lf)) {}
+    ~Selected()
+    {
+        SelectObject(dc, old);
+        DeleteObject(obj);
+    }
+    Selected(const Selected&) = delete;
+    Selected& operator=(const Selected&) = delete;
 };
 
 constexpr COLORREF kWhite = RGB(255, 255, 255);

@@ -7,28 +7,6 @@
 
 namespace {
 
-LOGFONTA Font(LONG nHeight, const char* pszFace = "Courier New")
-{
-    LOGFONTA lf = {};
-    lf.lfHeight = nHeight;
-    lf.lfWeight = FW_NORMAL;
-    lf.lfCharSet = DEFAULT_CHARSET;
-    std::strcpy(lf.lfFaceName, pszFace);
-    return lf;
-}
-
-struct FontScope {
-    HDC dc;
-    HFONT font;
-    HGDIOBJ old;
-    FontScope(HDC d, const LOGFONTA& lf) : dc(d), font(CreateFontIndirectA(&lf)), old(SelectObject(d, font)) {}
-    ~FontScope()
-    {
-        SelectObject(dc, old);
-        DeleteObject(font);
-    }
-};
-
 // The box of every pixel that is not white.
 RECT Ink(const XGdiTestCanvas& cv)
 {
@@ -51,19 +29,19 @@ TEST(XGdiText, HeightSignRulesOfLogfont)
     XGdiTestCanvas cv(10, 10);
     TEXTMETRICA tm;
     {
-        FontScope f(cv.dc, Font(-20));
+        Selected f(cv.dc, Font(-20));
         ASSERT_TRUE(GetTextMetricsA(cv.dc, &tm));
         EXPECT_EQ(tm.tmHeight - tm.tmInternalLeading, 20);
         EXPECT_EQ(tm.tmHeight, tm.tmAscent + tm.tmDescent);
     }
     {
-        FontScope f(cv.dc, Font(20));
+        Selected f(cv.dc, Font(20));
         ASSERT_TRUE(GetTextMetricsA(cv.dc, &tm));
         EXPECT_NEAR(tm.tmHeight, 20, 1);
         EXPECT_LT(tm.tmHeight - tm.tmInternalLeading, 20);
     }
     // "Courier New" resolves to a monospaced face: every letter advances alike.
-    FontScope f(cv.dc, Font(-16));
+    Selected f(cv.dc, Font(-16));
     SIZE a, b;
     ASSERT_TRUE(GetTextExtentPoint32A(cv.dc, "iiii", 4, &a));
     ASSERT_TRUE(GetTextExtentPoint32A(cv.dc, "MMMM", 4, &b));
@@ -74,7 +52,7 @@ TEST(XGdiText, HeightSignRulesOfLogfont)
 TEST(XGdiText, TextLandsAtItsAnchorWithAlignZero)
 {
     XGdiTestCanvas cv(200, 60);
-    FontScope f(cv.dc, Font(-24));
+    Selected f(cv.dc, Font(-24));
     SetBkMode(cv.dc, TRANSPARENT);
     SetTextColor(cv.dc, kBlack);
     EXPECT_EQ(SetTextAlign(cv.dc, 0), 0u);
@@ -101,7 +79,7 @@ TEST(XGdiText, TextLandsAtItsAnchorWithAlignZero)
 TEST(XGdiText, AlignmentMovesTheBoxAroundTheAnchor)
 {
     XGdiTestCanvas cv(200, 80);
-    FontScope f(cv.dc, Font(-20));
+    Selected f(cv.dc, Font(-20));
     SetBkMode(cv.dc, OPAQUE);
     SetBkColor(cv.dc, kRed);
     SIZE sz;
@@ -119,7 +97,7 @@ TEST(XGdiText, AlignmentMovesTheBoxAroundTheAnchor)
 TEST(XGdiText, DrawTextMeasuresWhatGetTextExtentReports)
 {
     XGdiTestCanvas cv(10, 10);
-    FontScope f(cv.dc, Font(-18));
+    Selected f(cv.dc, Font(-18));
     RECT r = {5, 7, 5, 7};
     const int h = DrawTextA(cv.dc, "Seoul 2024", -1, &r, DT_CALCRECT | DT_SINGLELINE);
     SIZE sz;
@@ -142,7 +120,7 @@ TEST(XGdiText, DrawTextMeasuresWhatGetTextExtentReports)
 TEST(XGdiText, HangulFallsBackToAFaceThatHasIt)
 {
     XGdiTestCanvas cv(200, 50);
-    FontScope f(cv.dc, Font(-24));
+    Selected f(cv.dc, Font(-24));
     SetBkMode(cv.dc, TRANSPARENT);
     const char* pszHangul = "\xED\x95\x9C\xEA\xB8\x80"; // two syllables
     SIZE sz;
@@ -161,7 +139,7 @@ TEST(XGdiText, EscapementTurnsTheTextCounterClockwise)
     XGdiTestCanvas cv(80, 160);
     LOGFONTA lf = Font(-20);
     lf.lfEscapement = 900;
-    FontScope f(cv.dc, lf);
+    Selected f(cv.dc, lf);
     SetBkMode(cv.dc, TRANSPARENT);
     TextOutA(cv.dc, 20, 140, "LLLLLL", 6);
     cv.Save("text-escapement");
@@ -181,7 +159,7 @@ TEST(XGdiText, BoldItalicUnderlineAndStrikeOutChangeThePixels)
 {
     auto inkOf = [](LOGFONTA lf) {
         XGdiTestCanvas cv(120, 40);
-        FontScope f(cv.dc, lf);
+        Selected f(cv.dc, lf);
         SetBkMode(cv.dc, TRANSPARENT);
         TextOutA(cv.dc, 5, 5, "Hill", 4);
         return cv.Count(kBlack);
@@ -202,7 +180,7 @@ TEST(XGdiText, BoldItalicUnderlineAndStrikeOutChangeThePixels)
 TEST(XGdiText, DrawTextCentresItsLineInTheRectangleAndClipsToIt)
 {
     XGdiTestCanvas cv(120, 60);
-    FontScope f(cv.dc, Font(-16));
+    Selected f(cv.dc, Font(-16));
     SetBkMode(cv.dc, TRANSPARENT);
     RECT box = {20, 10, 100, 50};
     const int h = DrawTextA(cv.dc, "MID", 3, &box, DT_CENTER | DT_VCENTER | DT_SINGLELINE);
@@ -215,7 +193,7 @@ TEST(XGdiText, DrawTextCentresItsLineInTheRectangleAndClipsToIt)
     EXPECT_NEAR((ink.top + ink.bottom) / 2.0, 30.0, 4.0);
     // A box too small for the text keeps the ink inside it.
     XGdiTestCanvas small(120, 60);
-    FontScope f2(small.dc, Font(-16));
+    Selected f2(small.dc, Font(-16));
     RECT tiny = {10, 10, 20, 14};
     DrawTextA(small.dc, "MMMM", 4, &tiny, DT_SINGLELINE);
     const RECT clipped = Ink(small);
@@ -227,7 +205,7 @@ TEST(XGdiText, DrawTextCentresItsLineInTheRectangleAndClipsToIt)
 TEST(XGdiText, AdvancesPlaceEachCharacter)
 {
     XGdiTestCanvas cv(200, 40);
-    FontScope f(cv.dc, Font(-16));
+    Selected f(cv.dc, Font(-16));
     SetBkMode(cv.dc, TRANSPARENT);
     // Three letters 40 pixels apart, the second of them two bytes long.
     const char* pszText = "I\xC3\x89I";
