@@ -6,7 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <algorithm>
 #include <filesystem>
+#include <set>
 #include <string>
 
 #include "KVDbase/platform/XGdi.h"
@@ -55,6 +57,28 @@ struct XGdiTestCanvas {
             for (int x = 0; x < w; ++x)
                 n += At(x, y) == c;
         return n;
+    }
+    // The box of every pixel that is not of the background colour.
+    RECT Ink(COLORREF clrBack = RGB(255, 255, 255)) const
+    {
+        RECT r = {w, h, -1, -1};
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x)
+                if (At(x, y) != clrBack) {
+                    r.left = std::min<LONG>(r.left, x);
+                    r.top = std::min<LONG>(r.top, y);
+                    r.right = std::max<LONG>(r.right, x + 1);
+                    r.bottom = std::max<LONG>(r.bottom, y + 1);
+                }
+        return r;
+    }
+    std::set<COLORREF> Colours() const
+    {
+        std::set<COLORREF> seen;
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x)
+                seen.insert(At(x, y));
+        return seen;
     }
     void Save(const std::string& name) const
     {

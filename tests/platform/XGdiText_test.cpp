@@ -7,20 +7,6 @@
 
 namespace {
 
-// The box of every pixel that is not white.
-RECT Ink(const XGdiTestCanvas& cv)
-{
-    RECT r = {cv.w, cv.h, -1, -1};
-    for (int y = 0; y < cv.h; ++y)
-        for (int x = 0; x < cv.w; ++x)
-            if (cv.At(x, y) != kWhite) {
-                r.left = std::min<LONG>(r.left, x);
-                r.top = std::min<LONG>(r.top, y);
-                r.right = std::max<LONG>(r.right, x + 1);
-                r.bottom = std::max<LONG>(r.bottom, y + 1);
-            }
-    return r;
-}
 
 } // namespace
 
@@ -60,7 +46,7 @@ TEST(XGdiText, TextLandsAtItsAnchorWithAlignZero)
     cv.Save("text-anchor");
     SIZE sz;
     GetTextExtentPoint32A(cv.dc, "HEH", 3, &sz);
-    const RECT ink = Ink(cv);
+    const RECT ink = cv.Ink();
     // The ink lies in the box that starts at the anchor and starts near it.
     EXPECT_GE(ink.left, 30);
     EXPECT_LE(ink.left, 33);
@@ -69,11 +55,7 @@ TEST(XGdiText, TextLandsAtItsAnchorWithAlignZero)
     EXPECT_LE(ink.right, 30 + sz.cx);
     EXPECT_LE(ink.bottom, 15 + sz.cy);
     // Aliased: only the text colour and the background.
-    std::set<COLORREF> colours;
-    for (int y = 0; y < cv.h; ++y)
-        for (int x = 0; x < cv.w; ++x)
-            colours.insert(cv.At(x, y));
-    EXPECT_EQ(colours, (std::set<COLORREF>{kBlack, kWhite}));
+    EXPECT_EQ(cv.Colours(), (std::set<COLORREF>{kBlack, kWhite}));
 }
 
 TEST(XGdiText, AlignmentMovesTheBoxAroundTheAnchor)
@@ -87,7 +69,7 @@ TEST(XGdiText, AlignmentMovesTheBoxAroundTheAnchor)
     SetTextAlign(cv.dc, TA_RIGHT | TA_BOTTOM);
     TextOutA(cv.dc, 100, 50, "Ab", 2);
     // The opaque box ends at the anchor on both axes.
-    const RECT ink = Ink(cv);
+    const RECT ink = cv.Ink();
     EXPECT_EQ(ink.right, 100);
     EXPECT_EQ(ink.bottom, 50);
     EXPECT_EQ(ink.left, 100 - sz.cx);
@@ -143,7 +125,7 @@ TEST(XGdiText, EscapementTurnsTheTextCounterClockwise)
     SetBkMode(cv.dc, TRANSPARENT);
     TextOutA(cv.dc, 20, 140, "LLLLLL", 6);
     cv.Save("text-escapement");
-    const RECT ink = Ink(cv);
+    const RECT ink = cv.Ink();
     // Turned a quarter: the text runs up from the anchor, and the box that hung
     // below it now lies to its right.
     SIZE sz;
@@ -166,15 +148,10 @@ TEST(XGdiText, BoldItalicUnderlineAndStrikeOutChangeThePixels)
     };
     const LOGFONTA plain = Font(-20, "Liberation Sans");
     const int n = inkOf(plain);
-    LOGFONTA bold = plain;
-    bold.lfWeight = FW_BOLD;
-    LOGFONTA under = plain;
-    under.lfUnderline = 1;
-    LOGFONTA strike = plain;
-    strike.lfStrikeOut = 1;
-    EXPECT_GT(inkOf(bold), n);
-    EXPECT_GT(inkOf(under), n);
-    EXPECT_GT(inkOf(strike), n);
+    LOGFONTA bold = plain, under = plain, strike = plain;
+    bold.lfWeight = FW_BOLD, under.lfUnderline = 1, strike.lfStrikeOut = 1;
+    for (const LOGFONTA& lf : {bold, under, strike})
+        EXPECT_GT(inkOf(lf), n) << lf.lfWeight << " " << int(lf.lfUnderline) << int(lf.lfStrikeOut);
 }
 
 TEST(XGdiText, DrawTextCentresItsLineInTheRectangleAndClipsToIt)
@@ -187,7 +164,7 @@ TEST(XGdiText, DrawTextCentresItsLineInTheRectangleAndClipsToIt)
     SIZE sz;
     GetTextExtentPoint32A(cv.dc, "MID", 3, &sz);
     EXPECT_EQ(h, sz.cy);
-    const RECT ink = Ink(cv);
+    const RECT ink = cv.Ink();
     // Centred: the ink's middle lies within a few pixels of the box's middle.
     EXPECT_NEAR((ink.left + ink.right) / 2.0, 60.0, 3.0);
     EXPECT_NEAR((ink.top + ink.bottom) / 2.0, 30.0, 4.0);
@@ -196,7 +173,7 @@ TEST(XGdiText, DrawTextCentresItsLineInTheRectangleAndClipsToIt)
     Selected f2(small.dc, Font(-16));
     RECT tiny = {10, 10, 20, 14};
     DrawTextA(small.dc, "MMMM", 4, &tiny, DT_SINGLELINE);
-    const RECT clipped = Ink(small);
+    const RECT clipped = small.Ink();
     EXPECT_GE(clipped.left, 10);
     EXPECT_LE(clipped.right, 20);
     EXPECT_LE(clipped.bottom, 14);
