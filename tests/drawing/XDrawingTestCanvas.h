@@ -67,6 +67,20 @@ struct XTestCanvas {
     }
 };
 
+// Styles of one code.
+inline tagXFillStyle FillCode(int nCode)
+{
+    tagXFillStyle s;
+    s.SetStyle(nCode);
+    return s;
+}
+inline tagXLineStyle LineCode(int nCode)
+{
+    tagXLineStyle s;
+    s.SetStyle(nCode);
+    return s;
+}
+
 const COLORREF kWhite = RGB(255, 255, 255);
 const COLORREF kBlack = RGB(0, 0, 0);
 const COLORREF kRed = RGB(255, 0, 0);

@@ -124,8 +124,7 @@ TEST(XVertReplayGDIP, PolyPolygonOutlinesEveryRingByItsOwnPoints)
     Square(30, 20, 15, p, e);
     Square(30, 20, 5, p + 4, e2);
     const int counts[2] = {4, 4};
-    tagXFillStyle hollow;
-    hollow.SetStyle(tagXFillStyle::STYLE_HOLLOW);
+    tagXFillStyle hollow = FillCode(tagXFillStyle::STYLE_HOLLOW);
     vb.AddFillStyle(&hollow, 0xFF0000FF, 0xFFFFFFFF, 1.0);
     vb.AddLineColor(0xFF000000, 1.0);
     vb.AddPolyPolygon(p, counts, 2, e);
@@ -191,8 +190,7 @@ TEST(XVertReplayGDIP, HatchesEllipsesAndPoints)
 {
     XTestCanvas cv(64, 48);
     Recording vb;
-    tagXFillStyle horizontal;
-    horizontal.SetStyle(tagXFillStyle::STYLE_HORIZONTAL);
+    tagXFillStyle horizontal = FillCode(tagXFillStyle::STYLE_HORIZONTAL);
     vb.AddFillStyle(&horizontal, 0xFF0000FF, 0xFFFF0000, 1.0);
     vb.AddLineColor(0x00000000, 1.0);
     vb.AddEllipse(20.0, 24.0, 12.0, 12.0);

@@ -44,6 +44,12 @@ struct XGdiTestCanvas {
         FillRect(dc, &r, b);
         DeleteObject(b);
     }
+    // A line from (x0, y0) to (x1, y1) with the selected pen.
+    void Line(int x0, int y0, int x1, int y1)
+    {
+        MoveToEx(dc, x0, y0, nullptr);
+        LineTo(dc, x1, y1);
+    }
     // The colour at (x, y), as GetPixel reports it.
     COLORREF At(int x, int y) const
     {
