@@ -273,9 +273,11 @@ TEST(XVertReplayGDIP, ReferenceMap)
     c.SavePNG("reference_map_gdip");
     // The land is a polypolygon, whose fill on this path reads its scratch by
     // ring index and so does not cover the land: only the sea probes hold.
-    for (const XReferenceDrawing::Probe& p : XReferenceDrawing::Probes())
-        if (p.clr != XReferenceDrawing::kLand)
+    for (const XReferenceDrawing::Probe& p : XReferenceDrawing::Probes()) {
+        if (p.clr != XReferenceDrawing::kLand) {
             EXPECT_EQ(c.AtWorld(p.x, p.y), p.clr) << p.x << "," << p.y;
+        }
+    }
     // The coast is outlined ring by ring all the same, the legend blends over
     // the sea at 60 %, and the keyed picture's black middle lets through what
     // lies below it.
