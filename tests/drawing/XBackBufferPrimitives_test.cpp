@@ -10,21 +10,13 @@ const int W = 64, H = 40;
 
 void Pen(XBackBuffer& bb, COLORREF clr, int nCode = tagXLineStyle::STYLE_SOLID)
 {
-    tagXLineStyle s;
-    s.SetStyle(nCode);
+    tagXLineStyle s = LineCode(nCode);
     bb.SetLineStyle(&s, false, 0.0, clr, 1.0);
 }
 
 void Fill(XBackBuffer& bb, tagXFillStyle s, COLORREF fore)
 {
     bb.SetFillStyle(&s, fore, kBlack, 1.0);
-}
-
-tagXFillStyle Code(int nCode)
-{
-    tagXFillStyle s;
-    s.SetStyle(nCode);
-    return s;
 }
 
 TEST(XBackBufferPrimitives, PointsLinesAndPolylinesRoundHalfAwayFromZero)
@@ -63,7 +55,7 @@ TEST(XBackBufferPrimitives, PolygonIsClosedAndFilledByItsStyle)
     for (int nCode : {0, 1, 99}) { // solid, hollow, unknown
         XTestCanvas c(W, H);
         Pen(c.bb, kBlue);
-        Fill(c.bb, Code(nCode), kGreen);
+        Fill(c.bb, FillCode(nCode), kGreen);
         c.bb.DrawPolygon(x, y, 3, e);
         EXPECT_EQ(c.Px(14, 15), nCode == tagXFillStyle::STYLE_HOLLOW ? kWhite : kGreen) << nCode;
         // Both legs and the closing hypotenuse, over the fill.
@@ -77,7 +69,7 @@ TEST(XBackBufferPrimitives, PolygonIsClosedAndFilledByItsStyle)
 // columns 7, 24 and 25.
 tagXFillStyle Stipple()
 {
-    tagXFillStyle s = Code(tagXFillStyle::STYLE_TRANSPARENT_PATTERN);
+    tagXFillStyle s = FillCode(tagXFillStyle::STYLE_TRANSPARENT_PATTERN);
     for (int r = 0; r < 32; ++r) {
         s.Pattern[4 * r] = r == 3 ? 0 : 0xC0;
         s.Pattern[4 * r + 1] = s.Pattern[4 * r + 2] = 0;
@@ -123,16 +115,16 @@ TEST(XBackBufferPrimitives, PolyPolygonHolesAndOutlines)
     tagXVector2 pts[8] = {{5, 35}, {45, 35}, {45, 5}, {5, 5}, {20, 25}, {30, 25}, {30, 15}, {20, 15}};
     int counts[2] = {4, 4};
     double e[4] = {5, 5, 45, 35};
-    tagXFillStyle fullMask = Code(tagXFillStyle::STYLE_SOLID);
+    tagXFillStyle fullMask = FillCode(tagXFillStyle::STYLE_SOLID);
     fullMask.nStyle = tagXFillStyle::STYLE_TRANSPARENT_PATTERN;
     struct Row {
         tagXFillStyle style;
         int nMode;
         COLORREF ring, hole;
     } rows[] = {
-        {Code(tagXFillStyle::STYLE_SOLID), ALTERNATE, kGreen, kWhite},
-        {Code(tagXFillStyle::STYLE_SOLID), WINDING, kGreen, kGreen},
-        {Code(tagXFillStyle::STYLE_HOLLOW), ALTERNATE, kWhite, kWhite},
+        {FillCode(tagXFillStyle::STYLE_SOLID), ALTERNATE, kGreen, kWhite},
+        {FillCode(tagXFillStyle::STYLE_SOLID), WINDING, kGreen, kGreen},
+        {FillCode(tagXFillStyle::STYLE_HOLLOW), ALTERNATE, kWhite, kWhite},
         {fullMask, ALTERNATE, kGreen, kWhite}, // the stipple takes the DC's mode
         {fullMask, WINDING, kGreen, kGreen},
     };

@@ -90,8 +90,7 @@ TEST(XBackBufferSurface, ClearAndTheStyleSetters)
     EXPECT_EQ(c.Count(kBlue), 8); // right and bottom edges excluded
 
     c.bb.SetWorldPerPixel(0.5, 0.5);
-    tagXLineStyle dash;
-    dash.SetStyle(tagXLineStyle::STYLE_DASH);
+    tagXLineStyle dash = LineCode(tagXLineStyle::STYLE_DASH);
     c.bb.SetLineStyle(&dash, true, 3.0, kRed, 1.0);
     HGDIOBJ hFirst = GetCurrentObject(c.DC(), OBJ_PEN);
     EXTLOGPEN pen[4];
@@ -102,8 +101,7 @@ TEST(XBackBufferSurface, ClearAndTheStyleSetters)
     GetObjectA(GetCurrentObject(c.DC(), OBJ_PEN), sizeof pen, pen);
     EXPECT_EQ(pen[0].elpColor, kBlue);
 
-    tagXFillStyle cross;
-    cross.SetStyle(tagXFillStyle::STYLE_CROSS);
+    tagXFillStyle cross = FillCode(tagXFillStyle::STYLE_CROSS);
     c.bb.SetFillStyle(&cross, kGreen, kBlack, 1.0);
     c.bb.SetForeColor(kRed, 1.0);
     LOGBRUSH lb;

@@ -7,6 +7,7 @@
 #include "KVDbase/drawing/XBackBuffer.h"
 #include "KVDbase/platform/XGdi.h"
 
+#include <cmath>
 #include <string>
 
 #ifndef KVD_TEST_OUTPUT_DIR
@@ -41,6 +42,12 @@ struct XTestCanvas {
     HDC DC() const { return bb.GetDC(); }
     HDC WindowDC() const { return ::GetDC(hWnd); }
     COLORREF Px(int x, int y) const { return GetPixel(bb.GetDC(), x, y); }
+    // The pixel under world (x, y), rounded to the nearest.
+    COLORREF AtWorld(double x, double y) const
+    {
+        const_cast<XBackBuffer&>(bb).ConvWorldToPixelCoord(x, y);
+        return Px(static_cast<int>(std::lround(x)), static_cast<int>(std::lround(y)));
+    }
     // The number of pixels of colour clr in the rectangle [x0, x1) by [y0, y1).
     int Count(COLORREF clr, int x0, int y0, int x1, int y1) const
     {
@@ -59,6 +66,20 @@ struct XTestCanvas {
         return path;
     }
 };
+
+// Styles of one code.
+inline tagXFillStyle FillCode(int nCode)
+{
+    tagXFillStyle s;
+    s.SetStyle(nCode);
+    return s;
+}
+inline tagXLineStyle LineCode(int nCode)
+{
+    tagXLineStyle s;
+    s.SetStyle(nCode);
+    return s;
+}
 
 const COLORREF kWhite = RGB(255, 255, 255);
 const COLORREF kBlack = RGB(0, 0, 0);

@@ -17,6 +17,12 @@ namespace {
 // A path 3 recording; colours are 0xAABBGGRR with the alpha as given.
 struct Recording : XVertBuffer {
     Recording() : XVertBuffer(PATH_GDIP) { Start(); }
+    // Ends the recording and replays it on the canvas.
+    void Play(XTestCanvas& cv)
+    {
+        End();
+        Draw(&cv.bb);
+    }
 };
 
 // A square ring of n + 1 world points about (cx, cy).
@@ -56,8 +62,7 @@ TEST(XVertReplayGDIP, ColourRecordsCarryTheirAlphaInTheHighByte)
     vb.AddLineStyle(&solid, -5.0, 0xFF000000, 1.0);
     vb.AddLineColor(0x80FF0000, 1.0); // red in the low byte: a half-transparent blue
     vb.AddLine(5.0, 10.0, 35.0, 10.0);
-    vb.End();
-    vb.Draw(&cv.bb);
+    vb.Play(cv);
     EXPECT_TRUE(Near(cv.Px(20, 10), 127, 127, 255)) << std::hex << cv.Px(20, 10);
     EXPECT_EQ(cv.Px(20, 3), kWhite);
 }
@@ -68,8 +73,7 @@ TEST(XVertReplayGDIP, WithoutAWidthRecordThePenIsOnePixel)
     Recording vb;
     vb.AddLineColor(0xFF000000, 1.0);
     vb.AddLine(5.0, 10.0, 35.0, 10.0); // pixel row 10
-    vb.End();
-    vb.Draw(&cv.bb);
+    vb.Play(cv);
     EXPECT_EQ(cv.Px(20, 10), kBlack);
     EXPECT_EQ(cv.Px(20, 9), kWhite);
     EXPECT_EQ(cv.Px(20, 11), kWhite);
@@ -106,8 +110,7 @@ TEST(XVertReplayGDIP, PolygonsFillUnlessHollowAndOutlineUnlessTransparent)
     vb.AddLineColor(0x00000000, 1.0);
     Square(45, 15, 10, p, e);
     vb.AddPolygon(p, 4, e); // the fill only
-    vb.End();
-    vb.Draw(&cv.bb);
+    vb.Play(cv);
     cv.SavePNG("gdip_polygons");
     EXPECT_EQ(cv.Px(15, 15), kWhite);
     EXPECT_EQ(cv.Px(5, 15), kBlack);
@@ -124,13 +127,11 @@ TEST(XVertReplayGDIP, PolyPolygonOutlinesEveryRingByItsOwnPoints)
     Square(30, 20, 15, p, e);
     Square(30, 20, 5, p + 4, e2);
     const int counts[2] = {4, 4};
-    tagXFillStyle hollow;
-    hollow.SetStyle(tagXFillStyle::STYLE_HOLLOW);
+    tagXFillStyle hollow = FillCode(tagXFillStyle::STYLE_HOLLOW);
     vb.AddFillStyle(&hollow, 0xFF0000FF, 0xFFFFFFFF, 1.0);
     vb.AddLineColor(0xFF000000, 1.0);
     vb.AddPolyPolygon(p, counts, 2, e);
-    vb.End();
-    vb.Draw(&cv.bb);
+    vb.Play(cv);
     EXPECT_EQ(cv.Px(15, 20), kBlack);
     EXPECT_EQ(cv.Px(25, 20), kBlack);
     EXPECT_EQ(cv.Px(30, 20), kWhite);
@@ -175,8 +176,7 @@ TEST(XVertReplayGDIP, PatternFillsKeepTheirGapsAndStandUpright)
         double e[4];
         Square(32, 32, 40, p, e);
         vb.AddPolygon(p, 4, e);
-        vb.End();
-        vb.Draw(&cv.bb);
+        vb.Play(cv);
         SCOPED_TRACE(nCode);
         // Tiles start at the surface's top left corner.
         EXPECT_EQ(cv.Px(0, 0), kRed);
@@ -191,8 +191,7 @@ TEST(XVertReplayGDIP, HatchesEllipsesAndPoints)
 {
     XTestCanvas cv(64, 48);
     Recording vb;
-    tagXFillStyle horizontal;
-    horizontal.SetStyle(tagXFillStyle::STYLE_HORIZONTAL);
+    tagXFillStyle horizontal = FillCode(tagXFillStyle::STYLE_HORIZONTAL);
     vb.AddFillStyle(&horizontal, 0xFF0000FF, 0xFFFF0000, 1.0);
     vb.AddLineColor(0x00000000, 1.0);
     vb.AddEllipse(20.0, 24.0, 12.0, 12.0);
@@ -201,8 +200,7 @@ TEST(XVertReplayGDIP, HatchesEllipsesAndPoints)
     // column is the one the clip rectangle leaves out.
     const tagXVector2 pts[2] = {{50.0, 40.0}, {63.0, 10.0}};
     vb.AddPolypoint(pts, 2, nullptr);
-    vb.End();
-    vb.Draw(&cv.bb);
+    vb.Play(cv);
     cv.SavePNG("gdip_hatch_points");
     EXPECT_EQ(cv.Px(20, 25), kRed); // rows 8k + 1 in the foreground
     EXPECT_EQ(cv.Px(20, 24), kBlue);
@@ -226,8 +224,7 @@ TEST(XVertReplayGDIP, NoWrapAndNoMetafiles)
     vb.AddTextBox(0.0, 0.0, 0.0, 1.0, 1.0, nullptr);
     const unsigned char emf[8] = {1, 2, 3, 4, 5, 6, 7, 8};
     vb.AddEMF(0.0, 0.0, 1.0, 10, 10, 1, sizeof(emf), emf, "name");
-    vb.End();
-    vb.Draw(&cv.bb);
+    vb.Play(cv);
     EXPECT_EQ(cv.Count(kWhite, 40, 0, 52, 50), 12 * 50);
     EXPECT_GT(cv.Count(kBlack, 70, 0, 95, 50), 12);
     EXPECT_EQ(cv.Count(kBlack), cv.Count(kBlack, 70, 0, 95, 50)); // the metafile records drew nothing
@@ -247,8 +244,7 @@ TEST(XVertReplayGDIP, ImagesLandUprightOnTheirCorners)
     const BYTE bits[16] = {0xFF, 0, 0, 0xEE, 0xEE, 0xEE, 0, 0, // bottom row: blue, key colour
                            0, 0, 0xFF, 0, 0xFF, 0, 0, 0};     // top row: red, green
     vb.AddDIB(reinterpret_cast<const char*>(bits), &bi, 10.0, 30.0, 29.0, 11.0, 0.0, 1.0, 0xEEEEEE01);
-    vb.End();
-    vb.Draw(&cv.bb);
+    vb.Play(cv);
     cv.SavePNG("gdip_image");
     // World (10, 30) is pixel (10, 10); (29, 11) is pixel (29, 29): 20 by 20.
     EXPECT_EQ(cv.Px(12, 12), kRed);
@@ -278,12 +274,9 @@ TEST(XVertReplayGDIP, ReferenceMap)
     // The land is a polypolygon, whose fill on this path reads its scratch by
     // ring index and so does not cover the land: only the sea probes hold.
     for (const XReferenceDrawing::Probe& p : XReferenceDrawing::Probes()) {
-        if (p.clr == XReferenceDrawing::kLand)
-            continue;
-        double x = p.x, y = p.y;
-        c.bb.ConvWorldToPixelCoord(x, y);
-        EXPECT_EQ(c.Px(static_cast<int>(std::lround(x)), static_cast<int>(std::lround(y))), p.clr)
-            << p.x << "," << p.y;
+        if (p.clr != XReferenceDrawing::kLand) {
+            EXPECT_EQ(c.AtWorld(p.x, p.y), p.clr) << p.x << "," << p.y;
+        }
     }
     // The coast is outlined ring by ring all the same, the legend blends over
     // the sea at 60 %, and the keyed picture's black middle lets through what

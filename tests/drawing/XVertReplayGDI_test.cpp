@@ -17,8 +17,7 @@ struct Gdi : XVertBuffer {
     int ScratchBytes() const { return nPointsBytes; }
     void Pen(int nCode, double dWidth, COLORREF clr)
     {
-        tagXLineStyle s;
-        s.SetStyle(nCode);
+        tagXLineStyle s = LineCode(nCode);
         AddLineStyle(&s, dWidth, clr, 1.0);
     }
     void Fill(tagXFillStyle s, COLORREF fore, COLORREF back)
@@ -31,13 +30,6 @@ struct Gdi : XVertBuffer {
         AddPolygon(x, y, 4, e);
     }
 };
-
-tagXFillStyle Code(int nCode)
-{
-    tagXFillStyle s;
-    s.SetStyle(nCode);
-    return s;
-}
 
 const int W = 80, H = 60; // world (x, y) is pixel (x, 60 - y)
 
@@ -71,7 +63,7 @@ TEST(XVertReplayGDI, FillStylesAndTheirBackground)
     vb.Pen(tagXLineStyle::STYLE_NONE, 0.0, kBlack);
     const int codes[4] = {0, 1, tagXFillStyle::STYLE_VERTICAL, tagXFillStyle::STYLE_TRANSPARENT_PATTERN};
     for (int i = 0; i < 4; ++i) {
-        tagXFillStyle s = Code(codes[i]);
+        tagXFillStyle s = FillCode(codes[i]);
         if (i == 3)
             std::memset(s.Pattern, 0x88, sizeof s.Pattern); // columns 0 and 4 of every 8
         vb.Fill(s, kGreen, kBlue);
@@ -102,7 +94,7 @@ TEST(XVertReplayGDI, FillModeRecordsAndModeZero)
     const double e[4] = {10, 10, 50, 50};
     for (int nMode : {0, 1, 2}) {
         Gdi vb;
-        vb.Fill(Code(0), kGreen, kWhite);
+        vb.Fill(FillCode(0), kGreen, kWhite);
         vb.AddPolyFillMode(nMode);
         vb.AddPolyPolygon(pts, counts, 2, e);
         vb.End();
@@ -158,7 +150,7 @@ TEST(XVertReplayGDI, ImagesPointsEllipsesAndMetafiles)
     // corner, pixel (79, 1).
     const double x[3] = {5, 79, 40}, y[3] = {55, 59, 200}, e[4] = {};
     vb.AddPolypoint(x, y, 3, e);
-    vb.Fill(Code(0), kGreen, kWhite);
+    vb.Fill(FillCode(0), kGreen, kWhite);
     vb.AddEllipse(40, 30, 10, 5); // box (30, 25) to (50, 35)
     // Metafile records have nothing to play on here and are passed over.
     vb.AddTextBox(10, 10, 0, 30, 30, nullptr);
@@ -190,7 +182,7 @@ TEST(XVertReplayGDI, LatLongViewDrawsThreeTurns)
     // to 200: only the copy a turn to the left passes the box test, and it
     // lands at -170 to -160. Without the wrap, the box test culls it.
     const double px[4] = {190, 200, 200, 190}, py[4] = {-20, -20, -30, -30}, pe[4] = {530, -30, 550, -20};
-    vb.Fill(Code(0), kGreen, kWhite);
+    vb.Fill(FillCode(0), kGreen, kWhite);
     vb.AddPolygon(px, py, 4, pe);
     vb.End();
     for (bool bWrap : {true, false}) {
@@ -284,16 +276,12 @@ TEST(XVertReplayGDI, ReferenceMap)
     XReferenceDrawing::SetView(c.bb);
     vb.Draw(&c.bb);
     c.SavePNG("reference_map_gdi");
-    auto At = [&](double x, double y) {
-        c.bb.ConvWorldToPixelCoord(x, y);
-        return c.Px(static_cast<int>(std::lround(x)), static_cast<int>(std::lround(y)));
-    };
     for (const XReferenceDrawing::Probe& p : XReferenceDrawing::Probes())
-        EXPECT_EQ(At(p.x, p.y), p.clr) << p.x << "," << p.y;
+        EXPECT_EQ(c.AtWorld(p.x, p.y), p.clr) << p.x << "," << p.y;
     // The legend blends over the sea; the keyed picture lets the land
     // through its black middle.
-    EXPECT_GT(GetRValue(At(123.72, 38.88)), GetRValue(XReferenceDrawing::kSea));
-    EXPECT_EQ(At(128.85, 36.95), XReferenceDrawing::kLand);
+    EXPECT_GT(GetRValue(c.AtWorld(123.72, 38.88)), GetRValue(XReferenceDrawing::kSea));
+    EXPECT_EQ(c.AtWorld(128.85, 36.95), XReferenceDrawing::kLand);
 }
 
 } // namespace

@@ -28,8 +28,7 @@ TEST(XGdiBlit, EveryTernaryRasterOperationFollowsItsTruthTable)
     const COLORREF pat = RGB(0xF0, 0x0F, 0x55), src = RGB(0xCC, 0x33, 0xAA), dst = RGB(0xAA, 0xCC, 0x0F);
     XGdiTestCanvas s(1, 1, src);
     XGdiTestCanvas d(256, 1, dst);
-    HBRUSH br = CreateSolidBrush(pat);
-    HGDIOBJ old = SelectObject(d.dc, br);
+    Selected br(d.dc, CreateSolidBrush(pat));
     for (unsigned t = 0; t < 256; ++t) {
         // The low word of a code is not read: only the table byte counts.
         ASSERT_TRUE(BitBlt(d.dc, static_cast<int>(t), 0, 1, 1, s.dc, 0, 0, (t << 16) | 0x0029));
@@ -45,8 +44,6 @@ TEST(XGdiBlit, EveryTernaryRasterOperationFollowsItsTruthTable)
     EXPECT_TRUE(BitBlt(d.dc, 0, 0, 4, 1, nullptr, 0, 0, BLACKNESS));
     EXPECT_EQ(d.At(3, 0), kBlack);
     EXPECT_FALSE(BitBlt(d.dc, 0, 0, 4, 1, nullptr, 0, 0, SRCCOPY));
-    SelectObject(d.dc, old);
-    DeleteObject(br);
 }
 
 TEST(XGdiBlit, MaskedCopyOfTheImageRoute)

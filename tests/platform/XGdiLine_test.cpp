@@ -7,18 +7,6 @@
 
 namespace {
 
-struct PenScope {
-    HDC dc;
-    HPEN pen;
-    HGDIOBJ old;
-    PenScope(HDC d, HPEN p) : dc(d), pen(p), old(SelectObject(d, p)) {}
-    ~PenScope()
-    {
-        SelectObject(dc, old);
-        DeleteObject(pen);
-    }
-};
-
 // The on/off runs along row y from x0 to x1 - 1, first run drawn in c.
 std::vector<int> Runs(const XGdiTestCanvas& cv, int y, int x0, int x1, COLORREF c)
 {
@@ -44,23 +32,20 @@ TEST(XGdiLine, HairlineLeavesOutItsLastPixelAndStepsOnePixelPerColumn)
 {
     for (int nWidth : {0, 1}) {
         XGdiTestCanvas cv(40, 40);
-        PenScope p(cv.dc, CreatePen(PS_SOLID, nWidth, kBlack));
-        MoveToEx(cv.dc, 2, 3, nullptr);
-        LineTo(cv.dc, 12, 3);
+        Selected p(cv.dc, CreatePen(PS_SOLID, nWidth, kBlack));
+        cv.Line(2, 3, 12, 3);
         EXPECT_EQ(cv.At(2, 3), kBlack);
         EXPECT_EQ(cv.At(11, 3), kBlack);
         EXPECT_EQ(cv.At(12, 3), kWhite);
         EXPECT_EQ(cv.Count(kBlack), 10);
         // A diagonal: exactly one pixel per column, on the diagonal.
-        MoveToEx(cv.dc, 5, 10, nullptr);
-        LineTo(cv.dc, 25, 30);
+        cv.Line(5, 10, 25, 30);
         for (int i = 0; i < 20; ++i)
             EXPECT_EQ(cv.At(5 + i, 10 + i), kBlack) << i;
         EXPECT_EQ(cv.Count(kBlack), 30);
         // A shallow line has one pixel in each column and its rows climb by
         // at most one.
-        MoveToEx(cv.dc, 0, 39, nullptr);
-        LineTo(cv.dc, 39, 35);
+        cv.Line(0, 39, 39, 35);
         int nPrev = 39;
         for (int x = 0; x < 39; ++x) {
             int nHits = 0, nRow = -1;
@@ -80,7 +65,7 @@ TEST(XGdiLine, HairlineLeavesOutItsLastPixelAndStepsOnePixelPerColumn)
 TEST(XGdiLine, LinesFarOffTheSurfaceAreClippedWithoutWalkingThem)
 {
     XGdiTestCanvas cv(20, 20);
-    PenScope p(cv.dc, CreatePen(PS_SOLID, 0, kBlack));
+    Selected p(cv.dc, CreatePen(PS_SOLID, 0, kBlack));
     MoveToEx(cv.dc, -2000000000, 10, nullptr);
     EXPECT_TRUE(LineTo(cv.dc, 2000000000, 10));
     for (int x = 0; x < 20; ++x)
@@ -139,10 +124,9 @@ TEST(XGdiLine, CosmeticDashesAsTheRasterDeviceDrawsThem)
     XGdiTestCanvas cv(200, 20);
     int y = 2;
     for (const Case& c : cases) {
-        PenScope p(cv.dc, CreatePen(c.nStyle, 0, kBlack));
+        Selected p(cv.dc, CreatePen(c.nStyle, 0, kBlack));
         SetBkMode(cv.dc, TRANSPARENT);
-        MoveToEx(cv.dc, 10, y, nullptr);
-        LineTo(cv.dc, 190, y);
+        cv.Line(10, y, 190, y);
         int nTotal = 0;
         for (int r : c.runs)
             nTotal += r;
@@ -155,14 +139,12 @@ TEST(XGdiLine, CosmeticDashesAsTheRasterDeviceDrawsThem)
 TEST(XGdiLine, GapsTakeTheBackgroundColourOnlyWhenOpaque)
 {
     XGdiTestCanvas cv(60, 10);
-    PenScope p(cv.dc, CreatePen(PS_DOT, 0, kBlack));
+    Selected p(cv.dc, CreatePen(PS_DOT, 0, kBlack));
     SetBkColor(cv.dc, kRed);
     SetBkMode(cv.dc, OPAQUE);
-    MoveToEx(cv.dc, 0, 2, nullptr);
-    LineTo(cv.dc, 60, 2);
+    cv.Line(0, 2, 60, 2);
     SetBkMode(cv.dc, TRANSPARENT);
-    MoveToEx(cv.dc, 0, 6, nullptr);
-    LineTo(cv.dc, 60, 6);
+    cv.Line(0, 6, 60, 6);
     EXPECT_EQ(cv.At(0, 2), kBlack);
     EXPECT_EQ(cv.At(3, 2), kRed);
     EXPECT_EQ(cv.At(0, 6), kBlack);
@@ -174,10 +156,9 @@ TEST(XGdiLine, UserStyleRunsAndTheirOddTable)
     XGdiTestCanvas cv(100, 10);
     LOGBRUSH lb = {BS_SOLID, kBlack, 0};
     const DWORD table[] = {1, 14, 1};
-    PenScope p(cv.dc, ExtCreatePen(PS_GEOMETRIC | PS_ENDCAP_FLAT | PS_USERSTYLE, 0, &lb, 3, table));
-    ASSERT_NE(p.pen, nullptr);
-    MoveToEx(cv.dc, 0, 5, nullptr);
-    LineTo(cv.dc, 64, 5);
+    Selected p(cv.dc, ExtCreatePen(PS_GEOMETRIC | PS_ENDCAP_FLAT | PS_USERSTYLE, 0, &lb, 3, table));
+    ASSERT_NE(p.obj, nullptr);
+    cv.Line(0, 5, 64, 5);
     // The odd table repeats with dash and gap swapped: 1 on, 14 off, 1 on,
     // 1 off, 14 on, 1 off.
     const std::vector<int> expected = {1, 14, 1, 1, 14, 1, 1, 14, 1, 1, 14, 1};
@@ -191,9 +172,8 @@ TEST(XGdiLine, WidePenCoversItsWidthAndFlatCapsStopAtTheEnds)
 {
     XGdiTestCanvas cv(40, 20);
     LOGBRUSH lb = {BS_SOLID, kBlack, 0};
-    PenScope p(cv.dc, ExtCreatePen(PS_GEOMETRIC | PS_ENDCAP_FLAT, 5, &lb, 0, nullptr));
-    MoveToEx(cv.dc, 10, 10, nullptr);
-    LineTo(cv.dc, 30, 10);
+    Selected p(cv.dc, ExtCreatePen(PS_GEOMETRIC | PS_ENDCAP_FLAT, 5, &lb, 0, nullptr));
+    cv.Line(10, 10, 30, 10);
     for (int y = 8; y <= 12; ++y) {
         EXPECT_EQ(cv.At(10, y), kBlack) << y;
         EXPECT_EQ(cv.At(29, y), kBlack) << y;
@@ -215,17 +195,13 @@ TEST(XGdiLine, XorTwiceRestoresEveryPixel)
         SetROP2(cv.dc, R2_XORPEN);
         const POINT box[5] = {{5, 5}, {50, 5}, {50, 40}, {5, 40}, {5, 5}};
         for (int nWidth : {0, 3}) {
-            PenScope p(cv.dc, CreatePen(nWidth == 0 ? PS_DOT : PS_SOLID, nWidth, RGB(0x12, 0xF0, 0x81)));
+            Selected p(cv.dc, CreatePen(nWidth == 0 ? PS_DOT : PS_SOLID, nWidth, RGB(0x12, 0xF0, 0x81)));
             Polyline(cv.dc, box, 5);
-            MoveToEx(cv.dc, 60, 2, nullptr);
-            LineTo(cv.dc, 3, 61);
-            HBRUSH br = CreateHatchBrush(HS_DIAGCROSS, RGB(200, 10, 99));
-            HGDIOBJ ob = SelectObject(cv.dc, br);
+            cv.Line(60, 2, 3, 61);
+            Selected br(cv.dc, CreateHatchBrush(HS_DIAGCROSS, RGB(200, 10, 99)));
             Ellipse(cv.dc, 10, 12, 55, 60);
             const POINT star[5] = {{32, 0}, {50, 63}, {2, 22}, {62, 22}, {14, 63}};
             Polygon(cv.dc, star, 5);
-            SelectObject(cv.dc, ob);
-            DeleteObject(br);
         }
     };
     draw();
@@ -244,9 +220,8 @@ TEST(XGdiLine, BinaryRasterOperationsFollowTheirTruthTable)
         const int x = nRop - 1;
         cv.bits[x] = d;
         SetROP2(cv.dc, nRop);
-        PenScope ps(cv.dc, CreatePen(PS_SOLID, 0, pen));
-        MoveToEx(cv.dc, x, 0, nullptr);
-        LineTo(cv.dc, x + 1, 0);
+        Selected ps(cv.dc, CreatePen(PS_SOLID, 0, pen));
+        cv.Line(x, 0, x + 1, 0);
         uint32_t expect = 0;
         const unsigned t = static_cast<unsigned>(nRop - 1);
         for (int bit = 0; bit < 24; ++bit) {
@@ -260,13 +235,12 @@ TEST(XGdiLine, BinaryRasterOperationsFollowTheirTruthTable)
 TEST(XGdiLine, CreatePenTakesTypeAndCapBitsAndDrawsByItsStyle)
 {
     XGdiTestCanvas cv(20, 4);
-    PenScope p(cv.dc, CreatePen(PS_GEOMETRIC | PS_ENDCAP_FLAT | PS_SOLID, 0, kRed));
-    ASSERT_NE(p.pen, nullptr);
+    Selected p(cv.dc, CreatePen(PS_GEOMETRIC | PS_ENDCAP_FLAT | PS_SOLID, 0, kRed));
+    ASSERT_NE(p.obj, nullptr);
     LOGPEN lp;
-    ASSERT_EQ(GetObjectA(p.pen, sizeof(lp), &lp), static_cast<int>(sizeof(lp)));
+    ASSERT_EQ(GetObjectA(p.obj, sizeof(lp), &lp), static_cast<int>(sizeof(lp)));
     EXPECT_EQ(lp.lopnStyle, PS_GEOMETRIC | PS_ENDCAP_FLAT);
-    MoveToEx(cv.dc, 0, 1, nullptr);
-    LineTo(cv.dc, 20, 1);
+    cv.Line(0, 1, 20, 1);
     EXPECT_EQ(cv.Count(kRed), 20);
     EXPECT_EQ(CreatePen(0x00100000, 0, 0), nullptr);
 }

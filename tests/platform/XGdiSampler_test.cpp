@@ -20,69 +20,52 @@ TEST(XGdiSampler, EveryKindOfObjectInOnePicture)
     // Pens: the five cosmetic styles, then widths 1 to 4.
     const int styles[5] = {PS_SOLID, PS_DASH, PS_DOT, PS_DASHDOT, PS_DASHDOTDOT};
     for (int i = 0; i < 5; ++i) {
-        HPEN pen = CreatePen(styles[i], 0, RGB(0, 0, 160));
-        HGDIOBJ old = SelectObject(dc, pen);
+        Selected pen(dc, CreatePen(styles[i], 0, RGB(0, 0, 160)));
         MoveToEx(dc, 10, 10 + 6 * i, nullptr);
         LineTo(dc, 110, 10 + 6 * i);
-        SelectObject(dc, old);
-        DeleteObject(pen);
     }
     for (int i = 1; i <= 4; ++i) {
-        HPEN pen = CreatePen(PS_SOLID, i, RGB(160, 0, 0));
-        HGDIOBJ old = SelectObject(dc, pen);
+        Selected pen(dc, CreatePen(PS_SOLID, i, RGB(160, 0, 0)));
         MoveToEx(dc, 10, 40 + 8 * i, nullptr);
         LineTo(dc, 110, 70 + 2 * i);
-        SelectObject(dc, old);
-        DeleteObject(pen);
     }
 
     // Brushes: the six hatches, opaque on yellow, then transparent.
     SetBkColor(dc, RGB(255, 240, 120));
     for (int i = 0; i < 6; ++i) {
-        HBRUSH br = CreateHatchBrush(i, RGB(0, 100, 0));
+        Selected br(dc, CreateHatchBrush(i, RGB(0, 100, 0)));
         SetBkMode(dc, i < 3 ? OPAQUE : TRANSPARENT);
-        HGDIOBJ old = SelectObject(dc, br);
         Rectangle(dc, 125 + 38 * i, 10, 157 + 38 * i, 42);
-        SelectObject(dc, old);
-        DeleteObject(br);
     }
 
     // Shapes: a pentagram in both fill modes and an ellipse.
-    HBRUSH fill = CreateSolidBrush(RGB(90, 150, 230));
-    HGDIOBJ oldBrush = SelectObject(dc, fill);
-    const POINT star[5] = {{160, 52}, {185, 128}, {120, 81}, {200, 81}, {135, 128}};
-    Polygon(dc, star, 5);
-    SetPolyFillMode(dc, WINDING);
-    POINT star2[5];
-    for (int i = 0; i < 5; ++i)
-        star2[i] = {star[i].x + 90, star[i].y};
-    Polygon(dc, star2, 5);
-    Ellipse(dc, 300, 55, 350, 125);
-    SelectObject(dc, oldBrush);
-    DeleteObject(fill);
+    {
+        Selected fill(dc, CreateSolidBrush(RGB(90, 150, 230)));
+        const POINT star[5] = {{160, 52}, {185, 128}, {120, 81}, {200, 81}, {135, 128}};
+        Polygon(dc, star, 5);
+        SetPolyFillMode(dc, WINDING);
+        POINT star2[5];
+        for (int i = 0; i < 5; ++i)
+            star2[i] = {star[i].x + 90, star[i].y};
+        Polygon(dc, star2, 5);
+        Ellipse(dc, 300, 55, 350, 125);
+    }
 
     // Text: Latin and Hangul at an anchor marked by a red pixel.
-    LOGFONTA lf = {};
-    lf.lfHeight = -18;
-    lf.lfWeight = FW_NORMAL;
-    lf.lfCharSet = DEFAULT_CHARSET;
-    std::strcpy(lf.lfFaceName, "Courier New");
-    HFONT font = CreateFontIndirectA(&lf);
-    HGDIOBJ oldFont = SelectObject(dc, font);
-    SetBkMode(dc, TRANSPARENT);
-    SetTextAlign(dc, 0);
-    const char* pszText = "Seoul \xEC\x84\x9C\xEC\x9A\xB8";
-    TextOutA(dc, 10, 150, pszText, static_cast<int>(std::strlen(pszText)));
-    SetPixel(dc, 10, 150, kRed);
-    lf.lfEscapement = 300;
-    lf.lfWeight = FW_BOLD;
-    lf.lfItalic = 1;
-    HFONT turned = CreateFontIndirectA(&lf);
-    SelectObject(dc, turned);
-    TextOutA(dc, 200, 185, "turned 30", 9);
-    SelectObject(dc, oldFont);
-    DeleteObject(font);
-    DeleteObject(turned);
+    LOGFONTA lf = Font(-18);
+    {
+        Selected font(dc, lf);
+        SetBkMode(dc, TRANSPARENT);
+        SetTextAlign(dc, 0);
+        const char* pszText = "Seoul \xEC\x84\x9C\xEC\x9A\xB8";
+        TextOutA(dc, 10, 150, pszText, static_cast<int>(std::strlen(pszText)));
+        SetPixel(dc, 10, 150, kRed);
+        lf.lfEscapement = 300;
+        lf.lfWeight = FW_BOLD;
+        lf.lfItalic = 1;
+        Selected turned(dc, lf);
+        TextOutA(dc, 200, 185, "turned 30", 9);
+    }
 
     std::filesystem::create_directories("gdi-png");
     ASSERT_TRUE(XfnWritePNG(dc, "gdi-png/sampler.png"));

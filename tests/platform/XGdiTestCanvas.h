@@ -5,7 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <algorithm>
 #include <filesystem>
+#include <set>
 #include <string>
 
 #include "KVDbase/platform/XGdi.h"
@@ -41,6 +44,12 @@ struct XGdiTestCanvas {
         FillRect(dc, &r, b);
         DeleteObject(b);
     }
+    // A line from (x0, y0) to (x1, y1) with the selected pen.
+    void Line(int x0, int y0, int x1, int y1)
+    {
+        MoveToEx(dc, x0, y0, nullptr);
+        LineTo(dc, x1, y1);
+    }
     // The colour at (x, y), as GetPixel reports it.
     COLORREF At(int x, int y) const
     {
@@ -55,11 +64,59 @@ struct XGdiTestCanvas {
                 n += At(x, y) == c;
         return n;
     }
+    // The box of every pixel that is not of the background colour.
+    RECT Ink(COLORREF clrBack = RGB(255, 255, 255)) const
+    {
+        RECT r = {w, h, -1, -1};
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x)
+                if (At(x, y) != clrBack) {
+                    r.left = std::min<LONG>(r.left, x);
+                    r.top = std::min<LONG>(r.top, y);
+                    r.right = std::max<LONG>(r.right, x + 1);
+                    r.bottom = std::max<LONG>(r.bottom, y + 1);
+                }
+        return r;
+    }
+    std::set<COLORREF> Colours() const
+    {
+        std::set<COLORREF> seen;
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x)
+                seen.insert(At(x, y));
+        return seen;
+    }
     void Save(const std::string& name) const
     {
         std::filesystem::create_directories("gdi-png");
         EXPECT_TRUE(XfnWritePNG(dc, ("gdi-png/" + name + ".png").c_str()));
     }
+};
+
+// A plain font of the given height (negative: the em, positive: the cell).
+inline LOGFONTA Font(LONG nHeight, const char* pszFace = "Courier New")
+{
+    LOGFONTA lf = {};
+    lf.lfHeight = nHeight;
+    lf.lfWeight = FW_NORMAL;
+    lf.lfCharSet = DEFAULT_CHARSET;
+    std::strcpy(lf.lfFaceName, pszFace);
+    return lf;
+}
+
+// An object selected into a DC for a scope: put back and deleted at its end.
+struct Selected {
+    HDC dc;
+    HGDIOBJ obj, old;
+    Selected(HDC d, HGDIOBJ o) : dc(d), obj(o), old(SelectObject(d, o)) {}
+    Selected(HDC d, const LOGFONTA& lf) : Selected(d, CreateFontIndirectA(&lf)) {}
+    ~Selected()
+    {
+        SelectObject(dc, old);
+        DeleteObject(obj);
+    }
+    Selected(const Selected&) = delete;
+    Selected& operator=(const Selected&) = delete;
 };
 
 constexpr COLORREF kWhite = RGB(255, 255, 255);

@@ -7,42 +7,6 @@
 
 namespace {
 
-LOGFONTA Font(LONG nHeight, const char* pszFace = "Courier New")
-{
-    LOGFONTA lf = {};
-    lf.lfHeight = nHeight;
-    lf.lfWeight = FW_NORMAL;
-    lf.lfCharSet = DEFAULT_CHARSET;
-    std::strcpy(lf.lfFaceName, pszFace);
-    return lf;
-}
-
-struct FontScope {
-    HDC dc;
-    HFONT font;
-    HGDIOBJ old;
-    FontScope(HDC d, const LOGFONTA& lf) : dc(d), font(CreateFontIndirectA(&lf)), old(SelectObject(d, font)) {}
-    ~FontScope()
-    {
-        SelectObject(dc, old);
-        DeleteObject(font);
-    }
-};
-
-// The box of every pixel that is not white.
-RECT Ink(const XGdiTestCanvas& cv)
-{
-    RECT r = {cv.w, cv.h, -1, -1};
-    for (int y = 0; y < cv.h; ++y)
-        for (int x = 0; x < cv.w; ++x)
-            if (cv.At(x, y) != kWhite) {
-                r.left = std::min<LONG>(r.left, x);
-                r.top = std::min<LONG>(r.top, y);
-                r.right = std::max<LONG>(r.right, x + 1);
-                r.bottom = std::max<LONG>(r.bottom, y + 1);
-            }
-    return r;
-}
 
 } // namespace
 
@@ -51,19 +15,19 @@ TEST(XGdiText, HeightSignRulesOfLogfont)
     XGdiTestCanvas cv(10, 10);
     TEXTMETRICA tm;
     {
-        FontScope f(cv.dc, Font(-20));
+        Selected f(cv.dc, Font(-20));
         ASSERT_TRUE(GetTextMetricsA(cv.dc, &tm));
         EXPECT_EQ(tm.tmHeight - tm.tmInternalLeading, 20);
         EXPECT_EQ(tm.tmHeight, tm.tmAscent + tm.tmDescent);
     }
     {
-        FontScope f(cv.dc, Font(20));
+        Selected f(cv.dc, Font(20));
         ASSERT_TRUE(GetTextMetricsA(cv.dc, &tm));
         EXPECT_NEAR(tm.tmHeight, 20, 1);
         EXPECT_LT(tm.tmHeight - tm.tmInternalLeading, 20);
     }
     // "Courier New" resolves to a monospaced face: every letter advances alike.
-    FontScope f(cv.dc, Font(-16));
+    Selected f(cv.dc, Font(-16));
     SIZE a, b;
     ASSERT_TRUE(GetTextExtentPoint32A(cv.dc, "iiii", 4, &a));
     ASSERT_TRUE(GetTextExtentPoint32A(cv.dc, "MMMM", 4, &b));
@@ -74,7 +38,7 @@ TEST(XGdiText, HeightSignRulesOfLogfont)
 TEST(XGdiText, TextLandsAtItsAnchorWithAlignZero)
 {
     XGdiTestCanvas cv(200, 60);
-    FontScope f(cv.dc, Font(-24));
+    Selected f(cv.dc, Font(-24));
     SetBkMode(cv.dc, TRANSPARENT);
     SetTextColor(cv.dc, kBlack);
     EXPECT_EQ(SetTextAlign(cv.dc, 0), 0u);
@@ -82,7 +46,7 @@ TEST(XGdiText, TextLandsAtItsAnchorWithAlignZero)
     cv.Save("text-anchor");
     SIZE sz;
     GetTextExtentPoint32A(cv.dc, "HEH", 3, &sz);
-    const RECT ink = Ink(cv);
+    const RECT ink = cv.Ink();
     // The ink lies in the box that starts at the anchor and starts near it.
     EXPECT_GE(ink.left, 30);
     EXPECT_LE(ink.left, 33);
@@ -91,17 +55,13 @@ TEST(XGdiText, TextLandsAtItsAnchorWithAlignZero)
     EXPECT_LE(ink.right, 30 + sz.cx);
     EXPECT_LE(ink.bottom, 15 + sz.cy);
     // Aliased: only the text colour and the background.
-    std::set<COLORREF> colours;
-    for (int y = 0; y < cv.h; ++y)
-        for (int x = 0; x < cv.w; ++x)
-            colours.insert(cv.At(x, y));
-    EXPECT_EQ(colours, (std::set<COLORREF>{kBlack, kWhite}));
+    EXPECT_EQ(cv.Colours(), (std::set<COLORREF>{kBlack, kWhite}));
 }
 
 TEST(XGdiText, AlignmentMovesTheBoxAroundTheAnchor)
 {
     XGdiTestCanvas cv(200, 80);
-    FontScope f(cv.dc, Font(-20));
+    Selected f(cv.dc, Font(-20));
     SetBkMode(cv.dc, OPAQUE);
     SetBkColor(cv.dc, kRed);
     SIZE sz;
@@ -109,7 +69,7 @@ TEST(XGdiText, AlignmentMovesTheBoxAroundTheAnchor)
     SetTextAlign(cv.dc, TA_RIGHT | TA_BOTTOM);
     TextOutA(cv.dc, 100, 50, "Ab", 2);
     // The opaque box ends at the anchor on both axes.
-    const RECT ink = Ink(cv);
+    const RECT ink = cv.Ink();
     EXPECT_EQ(ink.right, 100);
     EXPECT_EQ(ink.bottom, 50);
     EXPECT_EQ(ink.left, 100 - sz.cx);
@@ -119,7 +79,7 @@ TEST(XGdiText, AlignmentMovesTheBoxAroundTheAnchor)
 TEST(XGdiText, DrawTextMeasuresWhatGetTextExtentReports)
 {
     XGdiTestCanvas cv(10, 10);
-    FontScope f(cv.dc, Font(-18));
+    Selected f(cv.dc, Font(-18));
     RECT r = {5, 7, 5, 7};
     const int h = DrawTextA(cv.dc, "Seoul 2024", -1, &r, DT_CALCRECT | DT_SINGLELINE);
     SIZE sz;
@@ -142,7 +102,7 @@ TEST(XGdiText, DrawTextMeasuresWhatGetTextExtentReports)
 TEST(XGdiText, HangulFallsBackToAFaceThatHasIt)
 {
     XGdiTestCanvas cv(200, 50);
-    FontScope f(cv.dc, Font(-24));
+    Selected f(cv.dc, Font(-24));
     SetBkMode(cv.dc, TRANSPARENT);
     const char* pszHangul = "\xED\x95\x9C\xEA\xB8\x80"; // two syllables
     SIZE sz;
@@ -161,11 +121,11 @@ TEST(XGdiText, EscapementTurnsTheTextCounterClockwise)
     XGdiTestCanvas cv(80, 160);
     LOGFONTA lf = Font(-20);
     lf.lfEscapement = 900;
-    FontScope f(cv.dc, lf);
+    Selected f(cv.dc, lf);
     SetBkMode(cv.dc, TRANSPARENT);
     TextOutA(cv.dc, 20, 140, "LLLLLL", 6);
     cv.Save("text-escapement");
-    const RECT ink = Ink(cv);
+    const RECT ink = cv.Ink();
     // Turned a quarter: the text runs up from the anchor, and the box that hung
     // below it now lies to its right.
     SIZE sz;
@@ -181,44 +141,39 @@ TEST(XGdiText, BoldItalicUnderlineAndStrikeOutChangeThePixels)
 {
     auto inkOf = [](LOGFONTA lf) {
         XGdiTestCanvas cv(120, 40);
-        FontScope f(cv.dc, lf);
+        Selected f(cv.dc, lf);
         SetBkMode(cv.dc, TRANSPARENT);
         TextOutA(cv.dc, 5, 5, "Hill", 4);
         return cv.Count(kBlack);
     };
     const LOGFONTA plain = Font(-20, "Liberation Sans");
     const int n = inkOf(plain);
-    LOGFONTA bold = plain;
-    bold.lfWeight = FW_BOLD;
-    LOGFONTA under = plain;
-    under.lfUnderline = 1;
-    LOGFONTA strike = plain;
-    strike.lfStrikeOut = 1;
-    EXPECT_GT(inkOf(bold), n);
-    EXPECT_GT(inkOf(under), n);
-    EXPECT_GT(inkOf(strike), n);
+    LOGFONTA bold = plain, under = plain, strike = plain;
+    bold.lfWeight = FW_BOLD, under.lfUnderline = 1, strike.lfStrikeOut = 1;
+    for (const LOGFONTA& lf : {bold, under, strike})
+        EXPECT_GT(inkOf(lf), n) << lf.lfWeight << " " << int(lf.lfUnderline) << int(lf.lfStrikeOut);
 }
 
 TEST(XGdiText, DrawTextCentresItsLineInTheRectangleAndClipsToIt)
 {
     XGdiTestCanvas cv(120, 60);
-    FontScope f(cv.dc, Font(-16));
+    Selected f(cv.dc, Font(-16));
     SetBkMode(cv.dc, TRANSPARENT);
     RECT box = {20, 10, 100, 50};
     const int h = DrawTextA(cv.dc, "MID", 3, &box, DT_CENTER | DT_VCENTER | DT_SINGLELINE);
     SIZE sz;
     GetTextExtentPoint32A(cv.dc, "MID", 3, &sz);
     EXPECT_EQ(h, sz.cy);
-    const RECT ink = Ink(cv);
+    const RECT ink = cv.Ink();
     // Centred: the ink's middle lies within a few pixels of the box's middle.
     EXPECT_NEAR((ink.left + ink.right) / 2.0, 60.0, 3.0);
     EXPECT_NEAR((ink.top + ink.bottom) / 2.0, 30.0, 4.0);
     // A box too small for the text keeps the ink inside it.
     XGdiTestCanvas small(120, 60);
-    FontScope f2(small.dc, Font(-16));
+    Selected f2(small.dc, Font(-16));
     RECT tiny = {10, 10, 20, 14};
     DrawTextA(small.dc, "MMMM", 4, &tiny, DT_SINGLELINE);
-    const RECT clipped = Ink(small);
+    const RECT clipped = small.Ink();
     EXPECT_GE(clipped.left, 10);
     EXPECT_LE(clipped.right, 20);
     EXPECT_LE(clipped.bottom, 14);
@@ -227,7 +182,7 @@ TEST(XGdiText, DrawTextCentresItsLineInTheRectangleAndClipsToIt)
 TEST(XGdiText, AdvancesPlaceEachCharacter)
 {
     XGdiTestCanvas cv(200, 40);
-    FontScope f(cv.dc, Font(-16));
+    Selected f(cv.dc, Font(-16));
     SetBkMode(cv.dc, TRANSPARENT);
     // Three letters 40 pixels apart, the second of them two bytes long.
     const char* pszText = "I\xC3\x89I";

@@ -20,13 +20,6 @@ struct Canvas {
     // The pixel as 0xRRGGBB.
     uint32_t At(int x, int y) const { return dc.bits[y * dc.w + x] & 0xFFFFFF; }
     void Save(const char* name) const { dc.Save(name); }
-    int Count(uint32_t rgb) const
-    {
-        int n = 0;
-        for (int i = 0; i < dc.w * dc.h; ++i)
-            n += (dc.bits[i] & 0xFFFFFF) == rgb;
-        return n;
-    }
 };
 
 GpBrush* Solid(ARGB c)
@@ -257,13 +250,13 @@ TEST(Gdiplus, ClipRectanglesReplaceOrIntersect)
     GdipSetClipRectI(cv.g, 2, 2, 6, 6, CombineModeReplace);
     GdipSetClipRectI(cv.g, 4, 0, 10, 10, CombineModeIntersect);
     GdipFillRectangleI(cv.g, b, 0, 0, 10, 10);
-    EXPECT_EQ(cv.Count(0x000000), 4 * 6);
+    EXPECT_EQ(cv.dc.Count(kBlack), 4 * 6);
     EXPECT_EQ(cv.At(4, 2), 0x000000u);
     EXPECT_EQ(cv.At(3, 2), 0xFFFFFFu);
     EXPECT_EQ(GdipSetClipRectI(cv.g, 0, 0, 1, 1, CombineModeUnion), InvalidParameter);
     GdipSetClipRectI(cv.g, 0, 0, 1, 1, CombineModeReplace);
     GdipFillRectangleI(cv.g, b, 0, 0, 10, 10);
-    EXPECT_EQ(cv.Count(0x000000), 4 * 6 + 1);
+    EXPECT_EQ(cv.dc.Count(kBlack), 4 * 6 + 1);
     GdipDeleteBrush(b);
 }
 
