@@ -209,6 +209,11 @@ TEST_F(BackBuffer3DTest, FontCacheIsKeyedByFaceAndWeight)
 
 TEST(BackBuffer3D, TheLastBackBufferToGoEmptiesTheFontCache)
 {
+    // A back buffer made by type and destroyed unbalances the class count
+    // for the rest of the process, and the cache then stays: the case needs
+    // a process of its own (as ctest runs it).
+    if (XBackBuffer::GetRefCount() != 0 || XBackBuffer3D::GetRefCount() != 0)
+        GTEST_SKIP() << "an earlier test of this process left the class count unbalanced";
     XGLTestDC dc(8, 8);
     tagXTextStyle style{};
     std::memcpy(style.lf.lfFaceName, "Liberation Serif", 17);
@@ -218,11 +223,7 @@ TEST(BackBuffer3D, TheLastBackBufferToGoEmptiesTheFontCache)
         bb.AddGLFont(&style);
         ASSERT_GT(XBackBuffer::GetGLFont(&style), 0);
     }
-    // A back buffer made by type and destroyed unbalances the class count
-    // for the rest of the process; the cache then stays.
-    if (XBackBuffer::GetRefCount() == 0 && XBackBuffer3D::GetRefCount() == 0) {
-        EXPECT_EQ(XBackBuffer::GetGLFont(&style), -1);
-    }
+    EXPECT_EQ(XBackBuffer::GetGLFont(&style), -1);
 }
 
 } // namespace
