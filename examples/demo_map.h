@@ -32,6 +32,15 @@ inline void Box(XVertBuffer& vb, double x1, double y1, double x2, double y2)
     vb.AddPolygon(p, 4, e);
 }
 
+inline tagXTextStyle LabelStyle()
+{
+    tagXTextStyle text;
+    std::strcpy(text.lf.lfFaceName, "NanumGothic");
+    text.lf.lfWeight = 700;
+    text.nAlign = tagXTextStyle::ALIGN_HCENTER | tagXTextStyle::ALIGN_BOTTOM;
+    return text;
+}
+
 // Records the map of an nSide by nSide raster of tiles of nTile pixels whose
 // pixel (x, y) is pixelAt(x, y).
 template <typename PixelFn>
@@ -82,15 +91,15 @@ void Record(XVertBuffer& vb, int nSide, int nTile, PixelFn pixelAt)
     vb.AddFillStyle(&solid, Clr(vb, RGB(0, 0, 255), 0.5), Clr(vb, RGB(0, 0, 255), 0.5), 0.5);
     Box(vb, s * 0.55, -s * 0.9, s * 0.9, -s * 0.55);
 
-    // Labels in Latin and Hangul, sizes in pixels.
+    // Labels in Latin and Hangul, sizes in pixels. OpenGL takes the sizes in
+    // world units: there they are scaled by the world width of a pixel of
+    // the picture.
     vb.SetFontSizeFlag(1);
-    tagXTextStyle text;
-    std::strcpy(text.lf.lfFaceName, "NanumGothic");
-    text.lf.lfWeight = 700;
-    text.nAlign = tagXTextStyle::ALIGN_HCENTER | tagXTextStyle::ALIGN_BOTTOM;
-    vb.AddTextStyle(&text, 28.0, Clr(vb, RGB(255, 255, 255), 1.0), 0, 1.0);
+    const double k = vb.GetType() == XVertBuffer::PATH_GL ? s * 1.1 / kWidth : 1.0;
+    tagXTextStyle text = LabelStyle();
+    vb.AddTextStyle(&text, 28.0 * k, Clr(vb, RGB(255, 255, 255), 1.0), 0, 1.0);
     vb.AddText("Scene 장면", s * 0.5, -s * 0.06, 0.0);
-    vb.AddTextStyle(&text, 20.0, Clr(vb, RGB(0, 0, 0), 1.0), 0, 1.0);
+    vb.AddTextStyle(&text, 20.0 * k, Clr(vb, RGB(0, 0, 0), 1.0), 0, 1.0);
     vb.AddText("Field 밭", s * 0.25, -s * 0.45, 0.0);
     vb.AddText("Lake 호수", s * 0.725, -s * 0.95, 0.0);
     vb.End();
@@ -114,27 +123,59 @@ inline void LoadInto(XVertBuffer& vb, const XString& strPath)
 }
 
 // Renders the map of an nSide raster on a surface of its own; the caller
-// probes it and deletes it.
+// probes it and deletes it. The raster and antialiased paths draw on a DIB
+// back buffer; OpenGL draws headless on a type 3 back buffer over a memory DC,
+// whose 32-bit DIB section the swap lands the frame in.
 struct Picture {
-    HWND hWnd;
+    HWND hWnd = nullptr;
+    HDC hMem = nullptr;
+    HBITMAP hBits = nullptr;
     XBackBuffer bb;
-    Picture(XVertBuffer& vb, int nSide) : hWnd(XfnCreateImageWindow(kWidth, kHeight))
+    bool bMade = false;
+    Picture(XVertBuffer& vb, int nSide)
     {
-        bb.Create(hWnd, XBackBuffer::TYPE_DIB);
+        if (vb.GetType() == XVertBuffer::PATH_GL) {
+            hMem = CreateCompatibleDC(nullptr);
+            BITMAPINFO bmi = {};
+            bmi.bmiHeader = {sizeof(BITMAPINFOHEADER), kWidth, -kHeight, 1, 32, BI_RGB, 0, 0, 0, 0, 0};
+            void* pBits = nullptr;
+            hBits = CreateDIBSection(hMem, &bmi, DIB_RGB_COLORS, &pBits, nullptr, 0);
+            SelectObject(hMem, hBits);
+            bMade = hBits != nullptr && bb.Create(hMem, XBackBuffer::TYPE_OPENGL) &&
+                    bb.Resize(hMem, kWidth, kHeight);
+            // The labels' outline font, and the glyph atlas for Hangul.
+            XBackBuffer::CreateCompositeFont();
+            tagXTextStyle text = LabelStyle();
+            if (bMade)
+                bb.AddGLFont(&text);
+        } else {
+            hWnd = XfnCreateImageWindow(kWidth, kHeight);
+            bMade = hWnd != nullptr && bb.Create(hWnd, XBackBuffer::TYPE_DIB);
+        }
+        if (!bMade)
+            return;
         bb.Clear(RGB(255, 255, 255), nullptr);
         bb.ZoomFit(-nSide * 0.05, -nSide * 1.05, nSide * 1.05, nSide * 0.05);
         vb.Draw(&bb);
+        if (hMem != nullptr)
+            bb.Swap(static_cast<HDC>(nullptr), SRCCOPY);
     }
     ~Picture()
     {
         bb.Delete();
-        DestroyWindow(hWnd);
+        if (hWnd != nullptr)
+            DestroyWindow(hWnd);
+        if (hMem != nullptr)
+            DeleteDC(hMem);
+        if (hBits != nullptr)
+            DeleteObject(hBits);
     }
+    HDC Pixels() { return hMem != nullptr ? hMem : bb.GetDC(); }
     // The colour at the world point.
     COLORREF At(double x, double y)
     {
         bb.ConvWorldToPixelCoord(x, y);
-        return GetPixel(bb.GetDC(), static_cast<int>(x), static_cast<int>(y));
+        return GetPixel(Pixels(), static_cast<int>(x), static_cast<int>(y));
     }
     // The number of pixels of the colour in the world box.
     int Count(COLORREF clr, double x1, double y1, double x2, double y2)
@@ -144,7 +185,7 @@ struct Picture {
         int n = 0;
         for (int y = static_cast<int>(std::min(y1, y2)); y < static_cast<int>(std::max(y1, y2)); ++y)
             for (int x = static_cast<int>(std::min(x1, x2)); x < static_cast<int>(std::max(x1, x2)); ++x)
-                n += GetPixel(bb.GetDC(), x, y) == clr;
+                n += GetPixel(Pixels(), x, y) == clr;
         return n;
     }
 };
