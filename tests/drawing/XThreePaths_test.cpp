@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <map>
 #include <vector>
 
 namespace {
@@ -26,58 +27,6 @@ const int kCell = 8;
 const int kCols = kWidth / kCell, kRows = kHeight / kCell;
 // At most this share of a class's inked cells may be misplaced.
 const double kMaxMisplaced = 0.05;
-
-using Picture = std::vector<COLORREF>; // row by row from the top
-
-Picture ReadBack(HDC dc)
-{
-    Picture p(static_cast<size_t>(kWidth) * kHeight);
-    for (int y = 0; y < kHeight; ++y)
-        for (int x = 0; x < kWidth; ++x)
-            p[static_cast<size_t>(y) * kWidth + x] = GetPixel(dc, x, y);
-    return p;
-}
-
-Picture OnCanvas(int nPath)
-{
-    XVertBuffer vb(nPath);
-    Record(vb);
-    if (nPath == XVertBuffer::PATH_GDIP) // the colours' opacity is their high byte here
-        for (int i = 0; i < vb.GetRecordCount(); ++i) {
-            BYTE* r = static_cast<BYTE*>(vb.GetRecord(i));
-            const int nKind = XVertRecord::Kind(r);
-            if (nKind >= XVertBuffer::KIND_LINECOLOR && nKind <= XVertBuffer::KIND_BACKCOLOR)
-                XVertRecord::PutU32(r + 4, XVertRecord::GetU32(r + 4) | 0xFF000000u);
-        }
-    XTestCanvas c(kWidth, kHeight);
-    SetView(c.bb);
-    vb.Draw(&c.bb);
-    c.SavePNG(nPath == XVertBuffer::PATH_GDI ? "three_paths_raster" : "three_paths_antialiased");
-    return ReadBack(c.DC());
-}
-
-Picture OnOpenGL()
-{
-    XGLTestDC dc(kWidth, kHeight);
-    XBackBuffer bb;
-    EXPECT_EQ(bb.Create(dc.Handle(), XBackBuffer::TYPE_OPENGL), 1);
-    EXPECT_EQ(bb.Resize(dc.Handle(), kWidth, kHeight), 1);
-    SetView(bb);
-    XBackBuffer::CreateCompositeFont();
-    for (LONG nWeight : {400, 700}) {
-        tagXTextStyle style;
-        style.lf.lfWeight = nWeight;
-        bb.AddGLFont(&style);
-    }
-    XVertBuffer vb(XVertBuffer::PATH_GL);
-    vb.SetFontSizeFlag(1); // label sizes are world units, as this path draws text
-    Record(vb);
-    bb.Clear(0xFFFFFF, nullptr);
-    vb.Draw(&bb);
-    bb.Swap(static_cast<HDC>(nullptr), SRCCOPY);
-    dc.Save("three_paths_opengl");
-    return ReadBack(dc.Handle());
-}
 
 // The map's colours and the grounds its strokes lie on. An antialiased
 // pixel takes the nearest of them, when one lies within kNear; edge pixels,
@@ -101,27 +50,72 @@ COLORREF ClassOf(COLORREF px)
     return best;
 }
 
-// Cells holding a pixel that shows the colour: exactly, or by its class on
-// the antialiased path.
-std::vector<bool> Inked(const Picture& p, COLORREF clr, bool bBlends)
+// Per colour class, the cells holding a pixel that shows it: exactly, or
+// by its nearest colour on the antialiased path.
+using Cells = std::vector<bool>;
+std::map<COLORREF, Cells> Inked(HDC dc, bool bBlends)
 {
-    std::vector<bool> cells(static_cast<size_t>(kCols) * kRows, false);
+    std::map<COLORREF, Cells> m;
+    for (COLORREF c : kPalette)
+        m[c].assign(static_cast<size_t>(kCols) * kRows, false);
     for (int y = 0; y < kRows * kCell; ++y)
         for (int x = 0; x < kCols * kCell; ++x) {
-            const COLORREF px = p[static_cast<size_t>(y) * kWidth + x];
-            if (px == clr || (bBlends && ClassOf(px) == clr))
-                cells[static_cast<size_t>(y / kCell) * kCols + x / kCell] = true;
+            const COLORREF px = GetPixel(dc, x, y);
+            auto it = m.find(bBlends ? ClassOf(px) : px);
+            if (it != m.end())
+                it->second[static_cast<size_t>(y / kCell) * kCols + x / kCell] = true;
         }
-    return cells;
+    return m;
+}
+
+std::map<COLORREF, Cells> OnCanvas(int nPath)
+{
+    XVertBuffer vb(nPath);
+    Record(vb);
+    if (nPath == XVertBuffer::PATH_GDIP) // the colours' opacity is their high byte here
+        for (int i = 0; i < vb.GetRecordCount(); ++i) {
+            BYTE* r = static_cast<BYTE*>(vb.GetRecord(i));
+            const int nKind = XVertRecord::Kind(r);
+            if (nKind >= XVertBuffer::KIND_LINECOLOR && nKind <= XVertBuffer::KIND_BACKCOLOR)
+                XVertRecord::PutU32(r + 4, XVertRecord::GetU32(r + 4) | 0xFF000000u);
+        }
+    XTestCanvas c(kWidth, kHeight);
+    SetView(c.bb);
+    vb.Draw(&c.bb);
+    c.SavePNG(nPath == XVertBuffer::PATH_GDI ? "three_paths_raster" : "three_paths_antialiased");
+    return Inked(c.DC(), nPath == XVertBuffer::PATH_GDIP);
+}
+
+std::map<COLORREF, Cells> OnOpenGL()
+{
+    XGLTestDC dc(kWidth, kHeight);
+    XBackBuffer bb;
+    EXPECT_EQ(bb.Create(dc.Handle(), XBackBuffer::TYPE_OPENGL), 1);
+    EXPECT_EQ(bb.Resize(dc.Handle(), kWidth, kHeight), 1);
+    SetView(bb);
+    XBackBuffer::CreateCompositeFont();
+    for (LONG nWeight : {400, 700}) {
+        tagXTextStyle style;
+        style.lf.lfWeight = nWeight;
+        bb.AddGLFont(&style);
+    }
+    XVertBuffer vb(XVertBuffer::PATH_GL);
+    vb.SetFontSizeFlag(1); // label sizes are world units, as this path draws text
+    Record(vb);
+    bb.Clear(0xFFFFFF, nullptr);
+    vb.Draw(&bb);
+    bb.Swap(static_cast<HDC>(nullptr), SRCCOPY);
+    dc.Save("three_paths_opengl");
+    return Inked(dc.Handle(), false);
 }
 
 struct Agreement {
     int nInkedA, nInkedB, nMisplaced;
 };
 
-Agreement Compare(const std::vector<bool>& a, const std::vector<bool>& b)
+Agreement Compare(const Cells& a, const Cells& b)
 {
-    auto nearby = [](const std::vector<bool>& m, int cx, int cy) {
+    auto nearby = [](const Cells& m, int cx, int cy) {
         for (int y = std::max(cy - 1, 0); y <= std::min(cy + 1, kRows - 1); ++y)
             for (int x = std::max(cx - 1, 0); x <= std::min(cx + 1, kCols - 1); ++x)
                 if (m[static_cast<size_t>(y) * kCols + x])
@@ -141,9 +135,7 @@ Agreement Compare(const std::vector<bool>& a, const std::vector<bool>& b)
 
 TEST(ThreePaths, ReferenceMapInksTheSamePlaces)
 {
-    const Picture raster = OnCanvas(XVertBuffer::PATH_GDI);
-    const Picture aa = OnCanvas(XVertBuffer::PATH_GDIP);
-    const Picture gl = OnOpenGL();
+    auto raster = OnCanvas(XVertBuffer::PATH_GDI), aa = OnCanvas(XVertBuffer::PATH_GDIP), gl = OnOpenGL();
     // Which pairs compare a class. The sea is left out: OpenGL draws no
     // solid fill, and the antialiased poly-polygon fill reads its ring
     // sizes by ring index, so the land's ring shows the sea beneath. The
@@ -161,12 +153,11 @@ TEST(ThreePaths, ReferenceMapInksTheSamePlaces)
         {"ink", kInk, true, false},
     };
     for (const Class& c : classes) {
-        const std::vector<bool> mRaster = Inked(raster, c.clr, false);
         std::vector<std::pair<const char*, Agreement>> pairs;
         if (c.bAntialiased)
-            pairs.push_back({"raster/antialiased", Compare(mRaster, Inked(aa, c.clr, true))});
+            pairs.push_back({"raster/antialiased", Compare(raster[c.clr], aa[c.clr])});
         if (c.bOpenGL)
-            pairs.push_back({"raster/opengl", Compare(mRaster, Inked(gl, c.clr, false))});
+            pairs.push_back({"raster/opengl", Compare(raster[c.clr], gl[c.clr])});
         for (const auto& p : pairs) {
             const Agreement& r = p.second;
             std::printf("%-8s %-18s inked %4d %4d misplaced %3d\n", c.pszName, p.first, r.nInkedA, r.nInkedB,
