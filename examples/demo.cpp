@@ -351,7 +351,7 @@ int main(int argc, char** argv)
         DemoMap::Picture picture(loaded, nSide);
         const std::string strPng = std::string("kvd_demo_map_") + path.pszName + ".png";
         char szFull[4096];
-        const bool bWritten = picture.bMade && XfnWritePNG(picture.Pixels(), strPng.c_str()) &&
+        const bool bWritten = picture.bMade && XfnWritePNG(picture.bb.GetDC(), strPng.c_str()) &&
                               realpath(strPng.c_str(), szFull) != nullptr;
         std::printf("   %-11s %d records -> %s\n", path.pszName, loaded.GetRecordCount(),
                     bWritten ? szFull : "(not written)");

@@ -123,59 +123,41 @@ inline void LoadInto(XVertBuffer& vb, const XString& strPath)
 }
 
 // Renders the map of an nSide raster on a surface of its own; the caller
-// probes it and deletes it. The raster and antialiased paths draw on a DIB
-// back buffer; OpenGL draws headless on a type 3 back buffer over a memory DC,
-// whose 32-bit DIB section the swap lands the frame in.
+// probes it and deletes it. The back buffer lies over an image window: a DIB
+// one for the raster and antialiased paths, and for OpenGL a type 3 one
+// drawing headless into the window's pixels, where the swap lands the frame.
 struct Picture {
-    HWND hWnd = nullptr;
-    HDC hMem = nullptr;
-    HBITMAP hBits = nullptr;
+    HWND hWnd;
     XBackBuffer bb;
     bool bMade = false;
-    Picture(XVertBuffer& vb, int nSide)
+    Picture(XVertBuffer& vb, int nSide) : hWnd(XfnCreateImageWindow(kWidth, kHeight))
     {
-        if (vb.GetType() == XVertBuffer::PATH_GL) {
-            hMem = CreateCompatibleDC(nullptr);
-            BITMAPINFO bmi = {};
-            bmi.bmiHeader = {sizeof(BITMAPINFOHEADER), kWidth, -kHeight, 1, 32, BI_RGB, 0, 0, 0, 0, 0};
-            void* pBits = nullptr;
-            hBits = CreateDIBSection(hMem, &bmi, DIB_RGB_COLORS, &pBits, nullptr, 0);
-            SelectObject(hMem, hBits);
-            bMade = hBits != nullptr && bb.Create(hMem, XBackBuffer::TYPE_OPENGL) &&
-                    bb.Resize(hMem, kWidth, kHeight);
-            // The labels' outline font, and the glyph atlas for Hangul.
-            XBackBuffer::CreateCompositeFont();
-            tagXTextStyle text = LabelStyle();
-            if (bMade)
-                bb.AddGLFont(&text);
-        } else {
-            hWnd = XfnCreateImageWindow(kWidth, kHeight);
-            bMade = hWnd != nullptr && bb.Create(hWnd, XBackBuffer::TYPE_DIB);
-        }
+        const bool bGL = vb.GetType() == XVertBuffer::PATH_GL;
+        bMade = hWnd != nullptr && bb.Create(hWnd, bGL ? XBackBuffer::TYPE_OPENGL : XBackBuffer::TYPE_DIB) &&
+                (!bGL || bb.Resize(GetDC(hWnd), kWidth, kHeight));
         if (!bMade)
             return;
+        if (bGL) { // the labels' outline font, and the glyph atlas for Hangul
+            XBackBuffer::CreateCompositeFont();
+            tagXTextStyle text = LabelStyle();
+            bb.AddGLFont(&text);
+        }
         bb.Clear(RGB(255, 255, 255), nullptr);
         bb.ZoomFit(-nSide * 0.05, -nSide * 1.05, nSide * 1.05, nSide * 0.05);
         vb.Draw(&bb);
-        if (hMem != nullptr)
+        if (bGL)
             bb.Swap(static_cast<HDC>(nullptr), SRCCOPY);
     }
     ~Picture()
     {
         bb.Delete();
-        if (hWnd != nullptr)
-            DestroyWindow(hWnd);
-        if (hMem != nullptr)
-            DeleteDC(hMem);
-        if (hBits != nullptr)
-            DeleteObject(hBits);
+        DestroyWindow(hWnd);
     }
-    HDC Pixels() { return hMem != nullptr ? hMem : bb.GetDC(); }
     // The colour at the world point.
     COLORREF At(double x, double y)
     {
         bb.ConvWorldToPixelCoord(x, y);
-        return GetPixel(Pixels(), static_cast<int>(x), static_cast<int>(y));
+        return GetPixel(bb.GetDC(), static_cast<int>(x), static_cast<int>(y));
     }
     // The number of pixels of the colour in the world box.
     int Count(COLORREF clr, double x1, double y1, double x2, double y2)
@@ -185,7 +167,7 @@ struct Picture {
         int n = 0;
         for (int y = static_cast<int>(std::min(y1, y2)); y < static_cast<int>(std::max(y1, y2)); ++y)
             for (int x = static_cast<int>(std::min(x1, x2)); x < static_cast<int>(std::max(x1, x2)); ++x)
-                n += GetPixel(Pixels(), x, y) == clr;
+                n += GetPixel(bb.GetDC(), x, y) == clr;
         return n;
     }
 };

@@ -319,27 +319,20 @@ void AddGLFonts(const XVertBuffer& vb, XBackBuffer& bb)
     }
 }
 
-// The surface of the picture. Raster and antialiased: a DIB back buffer of
-// an image window. OpenGL: a type 3 back buffer over a memory DC with a
-// 32-bit DIB section, which the swap lands the frame in.
+// The surface of the picture: a back buffer over an image window, a DIB one
+// for the raster and antialiased paths, and for OpenGL a type 3 one drawing
+// headless into the window's pixels, where the swap lands the frame.
 class Surface {
 public:
     bool Make(int nPath, int w, int h)
     {
         bGL = nPath == XVertBuffer::PATH_GL;
-        if (!bGL) {
-            hWnd = XfnCreateImageWindow(w, h);
-            return hWnd != nullptr && bb.Create(hWnd, XBackBuffer::TYPE_DIB);
-        }
-        hMem = CreateCompatibleDC(nullptr);
-        BITMAPINFO bmi = {};
-        bmi.bmiHeader = {sizeof(BITMAPINFOHEADER), w, -h, 1, 32, BI_RGB, 0, 0, 0, 0, 0};
-        void* pBits = nullptr;
-        hBits = hMem != nullptr ? CreateDIBSection(hMem, &bmi, DIB_RGB_COLORS, &pBits, nullptr, 0) : nullptr;
-        if (hBits == nullptr)
+        hWnd = XfnCreateImageWindow(w, h);
+        if (hWnd == nullptr)
             return false;
-        SelectObject(hMem, hBits);
-        return bb.Create(hMem, XBackBuffer::TYPE_OPENGL) && bb.Resize(hMem, w, h);
+        if (!bGL)
+            return bb.Create(hWnd, XBackBuffer::TYPE_DIB);
+        return bb.Create(hWnd, XBackBuffer::TYPE_OPENGL) && bb.Resize(GetDC(hWnd), w, h);
     }
     // Replays the drawing and writes the picture.
     bool Render(XVertBuffer& vb, const char* pszPng)
@@ -349,25 +342,19 @@ public:
         vb.Draw(&bb);
         if (bGL)
             bb.Swap(static_cast<HDC>(nullptr), SRCCOPY);
-        return XfnWritePNG(bGL ? hMem : bb.GetDC(), pszPng) != 0;
+        return XfnWritePNG(bb.GetDC(), pszPng) != 0;
     }
     ~Surface()
     {
         bb.Delete();
         if (hWnd != nullptr)
             DestroyWindow(hWnd);
-        if (hMem != nullptr)
-            DeleteDC(hMem);
-        if (hBits != nullptr)
-            DeleteObject(hBits);
     }
     XBackBuffer bb;
 
 private:
     bool bGL = false;
     HWND hWnd = nullptr;
-    HDC hMem = nullptr;
-    HBITMAP hBits = nullptr;
 };
 
 bool IsRemote(const char* pszPath) { return strncasecmp(pszPath, "xrfp:", 5) == 0; }
