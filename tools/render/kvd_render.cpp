@@ -1,7 +1,8 @@
 // kvd_render: renders a saved drawing (the stream form of XVertBuffer, on a
 // local path or a remote xrfp:\\ path) to a PNG file, on the raster, the
-// antialiased or the OpenGL path (headless, over a memory DC), at a size, over a world window or fitted to the drawing,
-// turned, with lat/long rounding and a background colour.
+// antialiased or the OpenGL path (headless, into an image window's pixels),
+// at a size, over a world window or fitted to the drawing, turned, with
+// lat/long rounding and a background colour.
 //
 //   kvd_render [options] DRAWING OUTPUT.png
 //
