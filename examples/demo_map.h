@@ -32,6 +32,15 @@ inline void Box(XVertBuffer& vb, double x1, double y1, double x2, double y2)
     vb.AddPolygon(p, 4, e);
 }
 
+inline tagXTextStyle LabelStyle()
+{
+    tagXTextStyle text;
+    std::strcpy(text.lf.lfFaceName, "NanumGothic");
+    text.lf.lfWeight = 700;
+    text.nAlign = tagXTextStyle::ALIGN_HCENTER | tagXTextStyle::ALIGN_BOTTOM;
+    return text;
+}
+
 // Records the map of an nSide by nSide raster of tiles of nTile pixels whose
 // pixel (x, y) is pixelAt(x, y).
 template <typename PixelFn>
@@ -82,15 +91,15 @@ void Record(XVertBuffer& vb, int nSide, int nTile, PixelFn pixelAt)
     vb.AddFillStyle(&solid, Clr(vb, RGB(0, 0, 255), 0.5), Clr(vb, RGB(0, 0, 255), 0.5), 0.5);
     Box(vb, s * 0.55, -s * 0.9, s * 0.9, -s * 0.55);
 
-    // Labels in Latin and Hangul, sizes in pixels.
+    // Labels in Latin and Hangul, sizes in pixels. OpenGL takes the sizes in
+    // world units: there they are scaled by the world width of a pixel of
+    // the picture.
     vb.SetFontSizeFlag(1);
-    tagXTextStyle text;
-    std::strcpy(text.lf.lfFaceName, "NanumGothic");
-    text.lf.lfWeight = 700;
-    text.nAlign = tagXTextStyle::ALIGN_HCENTER | tagXTextStyle::ALIGN_BOTTOM;
-    vb.AddTextStyle(&text, 28.0, Clr(vb, RGB(255, 255, 255), 1.0), 0, 1.0);
+    const double k = vb.GetType() == XVertBuffer::PATH_GL ? s * 1.1 / kWidth : 1.0;
+    tagXTextStyle text = LabelStyle();
+    vb.AddTextStyle(&text, 28.0 * k, Clr(vb, RGB(255, 255, 255), 1.0), 0, 1.0);
     vb.AddText("Scene 장면", s * 0.5, -s * 0.06, 0.0);
-    vb.AddTextStyle(&text, 20.0, Clr(vb, RGB(0, 0, 0), 1.0), 0, 1.0);
+    vb.AddTextStyle(&text, 20.0 * k, Clr(vb, RGB(0, 0, 0), 1.0), 0, 1.0);
     vb.AddText("Field 밭", s * 0.25, -s * 0.45, 0.0);
     vb.AddText("Lake 호수", s * 0.725, -s * 0.95, 0.0);
     vb.End();
@@ -114,16 +123,30 @@ inline void LoadInto(XVertBuffer& vb, const XString& strPath)
 }
 
 // Renders the map of an nSide raster on a surface of its own; the caller
-// probes it and deletes it.
+// probes it and deletes it. The back buffer lies over an image window: a DIB
+// one for the raster and antialiased paths, and for OpenGL a type 3 one
+// drawing headless into the window's pixels, where the swap lands the frame.
 struct Picture {
     HWND hWnd;
     XBackBuffer bb;
+    bool bMade = false;
     Picture(XVertBuffer& vb, int nSide) : hWnd(XfnCreateImageWindow(kWidth, kHeight))
     {
-        bb.Create(hWnd, XBackBuffer::TYPE_DIB);
+        const bool bGL = vb.GetType() == XVertBuffer::PATH_GL;
+        bMade = hWnd != nullptr && bb.Create(hWnd, bGL ? XBackBuffer::TYPE_OPENGL : XBackBuffer::TYPE_DIB) &&
+                (!bGL || bb.Resize(GetDC(hWnd), kWidth, kHeight));
+        if (!bMade)
+            return;
+        if (bGL) { // the labels' outline font, and the glyph atlas for Hangul
+            XBackBuffer::CreateCompositeFont();
+            tagXTextStyle text = LabelStyle();
+            bb.AddGLFont(&text);
+        }
         bb.Clear(RGB(255, 255, 255), nullptr);
         bb.ZoomFit(-nSide * 0.05, -nSide * 1.05, nSide * 1.05, nSide * 0.05);
         vb.Draw(&bb);
+        if (bGL)
+            bb.Swap(static_cast<HDC>(nullptr), SRCCOPY);
     }
     ~Picture()
     {

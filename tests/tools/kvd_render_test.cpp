@@ -79,6 +79,7 @@ TEST(KvdRender, RendersSavedDrawingsOnEitherPath)
         {"--window 126,35,130,38 --rotate 30 --background 202020 --size 300x300 " + raster + " " + kDir +
              "/render_window.png",
          300, 300},
+        {"--path opengl --size 480x320 " + raster + " " + kDir + "/render_as_opengl.png", 480, 320},
         {"--latlong --size 400x200 " + aa + " " + kDir + "/render_latlong.png", 400, 200},
     };
     for (const Case& c : cases) {
@@ -117,6 +118,6 @@ TEST(KvdRender, RefusesWhatIsNoDrawing)
     r = Render("--size 0x5 a b");
     EXPECT_EQ(r.nExit, 1);
     EXPECT_NE(r.strOut.find("usage"), std::string::npos);
-    r = Render("--path opengl a b");
+    r = Render("--path vector a b");
     EXPECT_EQ(r.nExit, 1);
 }

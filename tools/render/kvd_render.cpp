@@ -1,7 +1,8 @@
 // kvd_render: renders a saved drawing (the stream form of XVertBuffer, on a
-// local path or a remote xrfp:\\ path) to a PNG file, on the raster or the
-// antialiased path, at a size, over a world window or fitted to the drawing,
-// turned, with lat/long rounding and a background colour.
+// local path or a remote xrfp:\\ path) to a PNG file, on the raster, the
+// antialiased or the OpenGL path (headless, into an image window's pixels),
+// at a size, over a world window or fitted to the drawing, turned, with
+// lat/long rounding and a background colour.
 //
 //   kvd_render [options] DRAWING OUTPUT.png
 //
@@ -34,7 +35,8 @@ namespace {
 const char kUsage[] =
     "usage: kvd_render [options] DRAWING OUTPUT.png\n"
     "  DRAWING is a file saved by XVertBuffer, local or xrfp:\\\\user:password@host:port\\path\n"
-    "  --path raster|antialiased   the replay (default: the one the drawing was recorded for)\n"
+    "  --path raster|antialiased|opengl\n"
+    "                              the replay (default: the one the drawing was recorded for)\n"
     "  --size WxH                  picture size in pixels (default 800x600)\n"
     "  --window X1,Y1,X2,Y2        world rectangle to show (default: fit the drawing)\n"
     "  --rotate DEGREES            turn the view\n"
@@ -64,6 +66,8 @@ bool ParseArgs(int argc, char** argv, Options& o)
                 o.nPath = XVertBuffer::PATH_GDI;
             else if (std::strcmp(v, "antialiased") == 0)
                 o.nPath = XVertBuffer::PATH_GDIP;
+            else if (std::strcmp(v, "opengl") == 0)
+                o.nPath = XVertBuffer::PATH_GL;
             else
                 return false;
         } else if (std::strcmp(a, "--size") == 0 && bHasValue) {
@@ -255,7 +259,10 @@ void EncodePixels(int nPath, const BYTE* in, int w, int h, BYTE* p)
 bool ConvertDrawing(const XVertBuffer& src, XVertBuffer& dst)
 {
     const int nFrom = src.GetType(), nTo = dst.GetType();
-    dst.SetFontSizeFlag(src.GetFontSizeFlag());
+    // Flag 0 sizes labels in world units. OpenGL draws text in world units
+    // already, so there the same meaning is flag 1.
+    const bool bToGL = nTo == XVertBuffer::PATH_GL && nFrom != XVertBuffer::PATH_GL;
+    dst.SetFontSizeFlag(bToGL && src.GetFontSizeFlag() == 0 ? 1 : src.GetFontSizeFlag());
     for (int i = 0; i < src.GetRecordCount(); ++i) {
         const BYTE* r = static_cast<const BYTE*>(src.GetRecord(i));
         const int nKind = Kind(r);
@@ -297,6 +304,60 @@ bool ConvertDrawing(const XVertBuffer& src, XVertBuffer& dst)
     return true;
 }
 
+// OpenGL text needs the outline font of each text style cached before the
+// replay, and the glyph atlas for the characters beyond them.
+void AddGLFonts(const XVertBuffer& vb, XBackBuffer& bb)
+{
+    XBackBuffer::CreateCompositeFont();
+    for (int i = 0; i < vb.GetRecordCount(); ++i) {
+        const BYTE* r = static_cast<const BYTE*>(vb.GetRecord(i));
+        if (Kind(r) != XVertBuffer::KIND_TEXTSTYLE)
+            continue;
+        tagXTextStyle style;
+        ReadTextStyle(r, style);
+        if (XBackBuffer::GetGLFont(&style) < 0)
+            bb.AddGLFont(&style);
+    }
+}
+
+// The surface of the picture: a back buffer over an image window, a DIB one
+// for the raster and antialiased paths, and for OpenGL a type 3 one drawing
+// headless into the window's pixels, where the swap lands the frame.
+class Surface {
+public:
+    bool Make(int nPath, int w, int h)
+    {
+        bGL = nPath == XVertBuffer::PATH_GL;
+        hWnd = XfnCreateImageWindow(w, h);
+        if (hWnd == nullptr)
+            return false;
+        if (!bGL)
+            return bb.Create(hWnd, XBackBuffer::TYPE_DIB);
+        return bb.Create(hWnd, XBackBuffer::TYPE_OPENGL) && bb.Resize(GetDC(hWnd), w, h);
+    }
+    // Replays the drawing and writes the picture.
+    bool Render(XVertBuffer& vb, const char* pszPng)
+    {
+        if (bGL)
+            AddGLFonts(vb, bb);
+        vb.Draw(&bb);
+        if (bGL)
+            bb.Swap(static_cast<HDC>(nullptr), SRCCOPY);
+        return XfnWritePNG(bb.GetDC(), pszPng) != 0;
+    }
+    ~Surface()
+    {
+        bb.Delete();
+        if (hWnd != nullptr)
+            DestroyWindow(hWnd);
+    }
+    XBackBuffer bb;
+
+private:
+    bool bGL = false;
+    HWND hWnd = nullptr;
+};
+
 bool IsRemote(const char* pszPath) { return strncasecmp(pszPath, "xrfp:", 5) == 0; }
 
 } // namespace
@@ -330,9 +391,9 @@ int main(int argc, char** argv)
         pDrawing = &converted;
     }
 
-    HWND hWnd = XfnCreateImageWindow(o.w, o.h);
-    XBackBuffer bb;
-    if (hWnd == nullptr || !bb.Create(hWnd, XBackBuffer::TYPE_DIB)) {
+    Surface surface;
+    XBackBuffer& bb = surface.bb;
+    if (!surface.Make(pDrawing->GetType(), o.w, o.h)) {
         std::fprintf(stderr, "kvd_render: cannot make a %dx%d surface\n", o.w, o.h);
         return 3;
     }
@@ -349,10 +410,7 @@ int main(int argc, char** argv)
         e[0] -= mx, e[1] -= my, e[2] += mx, e[3] += my;
     bb.ZoomFit(e[0], e[1], e[2], e[3]);
     bb.SetRotationAngle(o.dRotate);
-    pDrawing->Draw(&bb);
-    const bool bWritten = XfnWritePNG(bb.GetDC(), o.pszOut) != 0;
-    bb.Delete();
-    DestroyWindow(hWnd);
+    const bool bWritten = surface.Render(*pDrawing, o.pszOut);
     if (!bWritten) {
         std::fprintf(stderr, "kvd_render: cannot write %s\n", o.pszOut);
         return 3;
