@@ -88,7 +88,7 @@ TEST(XGdiLine, SlopedLinesEnteringFromOffTheSurfaceRoundTheirMinorStepHalfUp)
                              {{16, -33}, {2, 28}},  {{-50, 0}, {29, 1}}, {{0, 0}, {-17, 60}}, {{-2, 1}, {6, 5}}};
     for (const auto& e : ends) {
         XGdiTestCanvas cv(20, 20);
-        PenScope p(cv.dc, CreatePen(PS_SOLID, 0, kBlack));
+        Selected p(cv.dc, CreatePen(PS_SOLID, 0, kBlack));
         MoveToEx(cv.dc, e[0].x, e[0].y, nullptr);
         LineTo(cv.dc, e[1].x, e[1].y);
         const int dx = e[1].x - e[0].x, dy = e[1].y - e[0].y;
