@@ -313,16 +313,9 @@ int XBackBuffer::ReadDIB32(void* pOut, BITMAPINFO* pInfo, int x, int y, int w, i
 
 int XBackBuffer::ReadDIB(void* pOut, BITMAPINFO* pInfo, int x, int y, int w, int h, int nBits)
 {
-    if (pOut == nullptr || pInfo == nullptr)
+    if (!XfnCheckDIBRead(pOut, pInfo, x, y, w, h, nWidth, nHeight, nBits))
         return 0;
-    if (w == 0)
-        w = nWidth;
-    if (h == 0)
-        h = nHeight;
     BITMAPINFOHEADER& bih = pInfo->bmiHeader;
-    if (x < 0 || y < 0 || w < 0 || h < 0 || static_cast<int64_t>(x) + w > nWidth ||
-        static_cast<int64_t>(y) + h > nHeight || w > bih.biWidth || h > bih.biHeight || bih.biBitCount < nBits)
-        return 0;
     // The rows the caller's header promised room for, before it is rewritten.
     const int nRoomRows = bih.biHeight;
     FillHeader(bih, w, h, nBits);

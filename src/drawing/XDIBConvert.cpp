@@ -98,3 +98,17 @@ int XfnConvertDIBPixels(const char* pBits, const BITMAPINFO* pInfo, double dAlph
         return -1;
     return bSeenPartial ? 1 : (bSeenZero ? 0 : -1);
 }
+
+bool XfnCheckDIBRead(const void* pOut, const BITMAPINFO* pInfo, int x, int y, int& w, int& h, int nWidth, int nHeight,
+                     int nBits)
+{
+    if (pOut == nullptr || pInfo == nullptr)
+        return false;
+    if (w == 0)
+        w = nWidth;
+    if (h == 0)
+        h = nHeight;
+    const BITMAPINFOHEADER& bih = pInfo->bmiHeader;
+    return x >= 0 && y >= 0 && w >= 0 && h >= 0 && static_cast<int64_t>(x) + w <= nWidth &&
+           static_cast<int64_t>(y) + h <= nHeight && w <= bih.biWidth && h <= bih.biHeight && bih.biBitCount >= nBits;
+}

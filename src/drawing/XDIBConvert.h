@@ -34,3 +34,10 @@ BYTE XfnOpacityByte(double dAlpha);
 // per pixel and needs no class.
 int XfnConvertDIBPixels(const char* pBits, const BITMAPINFO* pInfo, double dAlpha, DWORD dwKey, XDIBForm nForm,
                         BYTE* pOut);
+
+// The check that every reader of a surface into a caller's DIB makes first: a
+// w or h of 0 takes the whole surface of nWidth by nHeight; then the region
+// must lie on the surface, fit the caller's header and its depth must hold
+// nBits. false for a null pOut or pInfo too.
+bool XfnCheckDIBRead(const void* pOut, const BITMAPINFO* pInfo, int x, int y, int& w, int& h, int nWidth, int nHeight,
+                     int nBits);

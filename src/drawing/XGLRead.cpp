@@ -1,21 +1,15 @@
 #include "drawing/XGLRead.h"
 #include "KVDbase/drawing/XDIB.h"
+#include "drawing/XDIBConvert.h"
 
 #include <GL/gl.h>
 #include <GL/glext.h>
 
 int XfnGLReadDIB(void* pOut, BITMAPINFO* pInfo, int x, int y, int w, int h, int nWidth, int nHeight, int nBits)
 {
-    if (pOut == nullptr || pInfo == nullptr)
+    if (!XfnCheckDIBRead(pOut, pInfo, x, y, w, h, nWidth, nHeight, nBits))
         return 0;
-    if (w == 0)
-        w = nWidth;
-    if (h == 0)
-        h = nHeight;
     BITMAPINFOHEADER& hdr = pInfo->bmiHeader;
-    if (x < 0 || y < 0 || w < 0 || h < 0 || x + w > nWidth || y + h > nHeight || w > hdr.biWidth ||
-        h > hdr.biHeight || hdr.biBitCount < nBits)
-        return 0;
     // biSizeImage is left as the caller had it.
     hdr = BITMAPINFOHEADER{40, w, h, 1, static_cast<WORD>(nBits), 0, hdr.biSizeImage, 0, 0, 0, 0};
     XfnGLReadPixels(pOut, x, y, w, h, nHeight, nBits);
