@@ -34,41 +34,11 @@ void XfnStippleFillGDI(XBackBuffer* pBack, HRGN hRgn, const double* pExtent, con
     if (right >= pBack->GetWidth())
         right = pBack->GetWidth() - 1;
 
-    // Pixels outside the region's box are never in it: the walk keeps to the
-    // box, which asks the region the same question for every pixel it could
-    // answer yes to.
-    RECT box;
-    if (::GetRgnBox(hRgn, &box) == ERROR)
-        return;
-    left = std::max<LONG>(left, box.left);
-    top = std::max<LONG>(top, box.top);
-    right = std::min<LONG>(right, box.right - 1);
-    bottom = std::min<LONG>(bottom, box.bottom - 1);
-
-    for (LONG y = top; y <= bottom; ++y) {
-        // The row's four bytes as one word, byte 0 in the high bits, so that
-        // bit 31 - (x mod 32) is the pixel's bit in the glPolygonStipple order.
-        const BYTE* pRow = pPattern + (static_cast<DWORD>(y) % 32) * 4;
-        const uint32_t nRow = (uint32_t(pRow[0]) << 24) | (uint32_t(pRow[1]) << 16) | (uint32_t(pRow[2]) << 8) | pRow[3];
-        if (nRow == 0)
-            continue;
-        for (LONG x = left; x <= right;) {
-            // The mask is the cheaper test, so it goes first, and a run of
-            // clear bits is stepped over at once; the pixels painted are the
-            // same either way. The row rotated so that pixel x's bit is the
-            // high one is never zero, so it has a leading one to find.
-            const unsigned nShift = static_cast<DWORD>(x) % 32;
-            const uint32_t nAhead = nShift == 0 ? nRow : (nRow << nShift) | (nRow >> (32 - nShift));
-            const int nClear = __builtin_clz(nAhead);
-            if (nClear > 0) {
-                x += nClear;
-                continue;
-            }
-            if (PtInRegion(hRgn, x, y))
-                SetPixel(hDC, x, y, clr);
-            ++x;
-        }
-    }
+    // The region answers for every pixel of the extent at once: the pixels
+    // painted are those a PtInRegion and SetPixel per pixel of the mask
+    // would paint.
+    const RECT bounds = {left, top, right + 1, bottom + 1};
+    XfnStippleRgn(hDC, hRgn, &bounds, pPattern, clr);
 }
 
 void XfnTextShift(int nAlign, double w, double h, double& sx, double& sy)

@@ -186,3 +186,36 @@ BOOL FillRgn(HDC hdc, HRGN hrgn, HBRUSH hbr)
     }
     return TRUE;
 }
+
+BOOL XfnStippleRgn(HDC hdc, HRGN hrgn, const RECT* pBounds, const BYTE* pMask, COLORREF color)
+{
+    XGdiDC* dc = XfnGdiDrawDC(hdc);
+    const XGdiRegion* r = XfnGdiRegion(hrgn);
+    if (dc == nullptr || r == nullptr || pBounds == nullptr || pMask == nullptr)
+        return FALSE;
+    XGdiSurface* s = dc->pSurface;
+    const int left = std::max({pBounds->left, r->box.left, LONG(0)});
+    const int right = std::min({pBounds->right, r->box.right, LONG(s->Width())});
+    const int top = std::max({pBounds->top, r->box.top, LONG(0)});
+    const int bottom = std::min({pBounds->bottom, r->box.bottom, LONG(s->Height())});
+    const uint32_t c = XfnGdiPixel(color);
+    for (int y = top; y < bottom; ++y) {
+        // The row's four bytes as one word, byte 0 in the high bits: bit
+        // 31 - (x mod 32) is pixel x's.
+        const BYTE* m = pMask + (static_cast<unsigned>(y) % 32) * 4;
+        const uint32_t nRow = (uint32_t(m[0]) << 24) | (uint32_t(m[1]) << 16) | (uint32_t(m[2]) << 8) | m[3];
+        if (nRow == 0)
+            continue;
+        uint32_t* row = s->Row(y);
+        const size_t i = static_cast<size_t>(y - r->box.top);
+        for (int k = r->rowStart[i]; k < r->rowStart[i + 1]; k += 2) {
+            const int x0 = std::max(r->spans[static_cast<size_t>(k)], left);
+            const int x1 = std::min(r->spans[static_cast<size_t>(k) + 1], right);
+            for (int x = x0; x < x1; ++x) {
+                if ((nRow << (static_cast<unsigned>(x) % 32)) & 0x80000000u)
+                    row[x] = c;
+            }
+        }
+    }
+    return TRUE;
+}

@@ -483,6 +483,11 @@ KVD_API HRGN CreateRectRgn(int x1, int y1, int x2, int y2);
 KVD_API BOOL PtInRegion(HRGN hrgn, int x, int y);
 KVD_API int GetRgnBox(HRGN hrgn, RECT* lprc);
 KVD_API BOOL FillRgn(HDC hdc, HRGN hrgn, HBRUSH hbr);
+// Sets, as SetPixel would, each pixel of the region inside *pBounds (right and
+// bottom exclusive) whose bit is set in a 32 by 32 mask of four bytes a row:
+// row y % 32, bit 7 - x % 8 of byte (x % 32) / 8, anchored at the surface
+// origin. FALSE for a bad DC or region or a null argument.
+KVD_API BOOL XfnStippleRgn(HDC hdc, HRGN hrgn, const RECT* pBounds, const BYTE* pMask, COLORREF color);
 
 // ---------------------------------------------------------------- blits
 
