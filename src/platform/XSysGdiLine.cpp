@@ -8,17 +8,18 @@
 
 namespace {
 
-// Where a dashed pen stands in its pattern, counted in steps.
+// Where a dashed pen stands in its pattern, counted in steps. It reads the
+// pen's own table, which outlives the stroke.
 class DashWalk {
 public:
     explicit DashWalk(const XGdiPen* pen) : dashes(pen->dashes)
     {
         // An odd table runs twice per period, its runs swapping between dash
         // and gap on the second pass.
-        if (dashes.size() % 2 == 1)
-            dashes.insert(dashes.end(), pen->dashes.begin(), pen->dashes.end());
         for (DWORD d : dashes)
             nPeriod += d;
+        if (dashes.size() % 2 == 1)
+            nPeriod *= 2;
     }
     // True when step nPos draws (an odd run is a gap).
     bool On(int64_t nPos) const
@@ -26,17 +27,18 @@ public:
         if (nPeriod == 0)
             return true;
         int64_t r = nPos % nPeriod;
-        for (size_t i = 0; i < dashes.size(); ++i) {
-            if (r < static_cast<int64_t>(dashes[i]))
+        const size_t n = dashes.size();
+        for (size_t i = 0; i < 2 * n; ++i) {
+            if (r < static_cast<int64_t>(dashes[i % n]))
                 return i % 2 == 0;
-            r -= dashes[i];
+            r -= dashes[i % n];
         }
         return true;
     }
     bool Styled() const { return nPeriod != 0; }
 
 private:
-    std::vector<DWORD> dashes;
+    const std::vector<DWORD>& dashes;
     int64_t nPeriod = 0;
 };
 
@@ -92,27 +94,43 @@ struct ThinPen {
             return;
         }
         // The minor offset rounds half up: (2 i |d| + n) / 2n. The first step
-        // divides, in 128 bits since both factors may take 33; each later one
-        // adds 2 |d| to the remainder, which passes 2n at most once as
-        // |d| <= n, so no pixel pays for a division.
-        const __int128 nNum = static_cast<__int128>(2 * i0) * nMinorAbs + n;
-        int64_t nQuot = static_cast<int64_t>(nNum / (2 * n));
-        int64_t nRem = static_cast<int64_t>(nNum % (2 * n));
-        for (int64_t i = i0; i < i1; ++i, nRem += 2 * nMinorAbs) {
-            if (nRem >= 2 * n) {
-                nRem -= 2 * n;
-                ++nQuot;
+        // divides (in 128 bits when the factors are large: both may take 33);
+        // each later one adds 2 |d| to the remainder, which passes 2n at most
+        // once as |d| <= n, so no pixel pays for a division.
+        int64_t nQuot, nRem;
+        if (i0 < (int64_t(1) << 28) && nMinorAbs < (int64_t(1) << 33)) {
+            const int64_t nNum = 2 * i0 * nMinorAbs + n;
+            nQuot = nNum / (2 * n);
+            nRem = nNum % (2 * n);
+        } else {
+            const __int128 nNum = static_cast<__int128>(2 * i0) * nMinorAbs + n;
+            nQuot = static_cast<int64_t>(nNum / (2 * n));
+            nRem = static_cast<int64_t>(nNum % (2 * n));
+        }
+        auto step = [&](auto&& plot) {
+            for (int64_t i = i0; i < i1; ++i, nRem += 2 * nMinorAbs) {
+                if (nRem >= 2 * n) {
+                    nRem -= 2 * n;
+                    ++nQuot;
+                }
+                const int64_t nMinor = nMinor0 + nMinorSign * nQuot;
+                if (static_cast<uint64_t>(nMinor) >= static_cast<uint64_t>(nMinorLimit))
+                    continue;
+                const int64_t nMajor = nMajor0 + nMajorStep * i;
+                plot(i, static_cast<int>(bXMajor ? nMajor : nMinor), static_cast<int>(bXMajor ? nMinor : nMajor));
             }
-            const int64_t nMinor = nMinor0 + nMinorSign * nQuot;
-            if (nMinor < 0 || nMinor >= nMinorLimit)
-                continue;
-            const int64_t nMajor = nMajor0 + nMajorStep * i;
-            const int x = static_cast<int>(bXMajor ? nMajor : nMinor);
-            const int y = static_cast<int>(bXMajor ? nMinor : nMajor);
-            if (walk.On(nPos + i))
-                Plot(x, y, clrPen);
-            else if (bGaps)
-                Plot(x, y, clrGap);
+        };
+        if (!walk.Styled() && dc->nRop2 == R2_COPYPEN) {
+            // A solid pen copying its colour: the common case, kept tight.
+            const uint32_t c = clrPen;
+            step([this, c](int64_t, int x, int y) { s->Row(y)[x] = c; });
+        } else {
+            step([this](int64_t i, int x, int y) {
+                if (walk.On(nPos + i))
+                    Plot(x, y, clrPen);
+                else if (bGaps)
+                    Plot(x, y, clrGap);
+            });
         }
         nPos += n;
     }

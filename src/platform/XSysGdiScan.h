@@ -6,7 +6,7 @@
 
 #include <algorithm>
 #include <climits>
-#include <cmath>
+#include <cstdint>
 #include <vector>
 
 #include "KVDbase/platform/XGdi.h"
@@ -46,6 +46,14 @@ inline void XfnGdiBuildEdges(const POINT* pts, const int* counts, int nPolys, st
     std::sort(edges.begin(), edges.end(), [](const XGdiEdge& l, const XGdiEdge& r) { return l.yTop < r.yTop; });
 }
 
+// The smallest integer not below v, for |v| well inside the range of int64
+// (scan coordinates are ints): no call into the maths library per span.
+inline int64_t XfnGdiCeil(double v)
+{
+    const int64_t t = static_cast<int64_t>(v);
+    return static_cast<double>(t) < v ? t + 1 : t;
+}
+
 // The same over edges already built, for callers that keep them.
 template <class Fn>
 void XfnGdiScanEdges(const std::vector<XGdiEdge>& edges, int nFillMode, int nMaxX, int nMaxY, Fn&& fn)
@@ -59,16 +67,26 @@ void XfnGdiScanEdges(const std::vector<XGdiEdge>& edges, int nFillMode, int nMax
     int y = std::max(edges.front().yTop, 0);
     size_t nNext = 0;
     std::vector<const XGdiEdge*> active;
+    // The first row at which an active edge ends: the list is pruned only
+    // then, not on every row.
+    int yPrune = INT_MAX;
     struct Cross {
         double x;
         int nDir;
     };
     std::vector<Cross> cross;
     for (; y < yEnd; ++y) {
-        while (nNext < edges.size() && edges[nNext].yTop <= y)
-            active.push_back(&edges[nNext++]);
-        active.erase(std::remove_if(active.begin(), active.end(), [y](const XGdiEdge* e) { return e->yEnd <= y; }),
-                     active.end());
+        while (nNext < edges.size() && edges[nNext].yTop <= y) {
+            active.push_back(&edges[nNext]);
+            yPrune = std::min(yPrune, edges[nNext++].yEnd);
+        }
+        if (y >= yPrune) {
+            active.erase(std::remove_if(active.begin(), active.end(), [y](const XGdiEdge* e) { return e->yEnd <= y; }),
+                         active.end());
+            yPrune = INT_MAX;
+            for (const XGdiEdge* e : active)
+                yPrune = std::min(yPrune, e->yEnd);
+        }
         if (active.empty()) {
             if (nNext == edges.size())
                 break;
@@ -76,6 +94,20 @@ void XfnGdiScanEdges(const std::vector<XGdiEdge>& edges, int nFillMode, int nMax
             continue;
         }
         const double yc = y + 0.5;
+        auto span = [&](double xa, double xb) {
+            const int x0 = static_cast<int>(std::clamp<int64_t>(XfnGdiCeil(xa - 0.5), 0, nMaxX));
+            const int x1 = static_cast<int>(std::clamp<int64_t>(XfnGdiCeil(xb - 0.5), 0, nMaxX));
+            if (x0 < x1)
+                fn(y, x0, x1);
+        };
+        if (active.size() == 2) {
+            // Two crossings bound one span in either fill mode: the usual
+            // row of a convex shape needs no sorting.
+            const double xa = active[0]->x0 + (yc - active[0]->y0) * active[0]->dxdy;
+            const double xb = active[1]->x0 + (yc - active[1]->y0) * active[1]->dxdy;
+            span(std::min(xa, xb), std::max(xa, xb));
+            continue;
+        }
         cross.clear();
         for (const XGdiEdge* e : active)
             cross.push_back({e->x0 + (yc - e->y0) * e->dxdy, e->nDir});
@@ -90,14 +122,8 @@ void XfnGdiScanEdges(const std::vector<XGdiEdge>& edges, int nFillMode, int nMax
         for (size_t i = 0; i + 1 < cross.size(); ++i) {
             nWind += cross[i].nDir;
             const bool bInside = nFillMode == WINDING ? nWind != 0 : (i % 2) == 0;
-            if (!bInside)
-                continue;
-            const double xl = std::ceil(cross[i].x - 0.5);
-            const double xr = std::ceil(cross[i + 1].x - 0.5);
-            const int x0 = xl < 0 ? 0 : static_cast<int>(std::min(xl, static_cast<double>(nMaxX)));
-            const int x1 = xr < 0 ? 0 : static_cast<int>(std::min(xr, static_cast<double>(nMaxX)));
-            if (x0 < x1)
-                fn(y, x0, x1);
+            if (bInside)
+                span(cross[i].x, cross[i + 1].x);
         }
     }
 }
