@@ -12,8 +12,6 @@
 #include <atomic>
 #include <chrono>
 
-#if XRF_TEST_WITH_SERVER
-
 using namespace xrftest;
 
 namespace {
@@ -362,5 +360,3 @@ TEST(XFileRemote, VersionsAndPools)
 }
 
 } // namespace
-
-#endif // XRF_TEST_WITH_SERVER

@@ -2,39 +2,21 @@
 #include "XRFPSettings.h"
 #include "XRFPUsers.h"
 
-#include "KVDbase/crypto/XRSA.h"
-
-#include <gtest/gtest.h>
+#include "remote/XRFTestServer.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <random>
 #include <sstream>
 
-namespace fs = std::filesystem;
+using namespace xrftest;
 
 namespace {
 
 class XRFPSettingsFiles : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        dir = fs::temp_directory_path() /
-              ("kvd_xrfp_" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) + "_" +
-               std::to_string(std::random_device{}()));
-        fs::create_directories(dir);
-    }
-    void TearDown() override { fs::remove_all(dir); }
+    ~XRFPSettingsFiles() override { fs::remove_all(dir); }
     std::string Path(const std::string& strName) const { return (dir / strName).string(); }
-    std::string Text(const std::string& strName) const
-    {
-        std::ifstream in(dir / strName);
-        std::ostringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
-    fs::path dir;
+    std::string Text(const std::string& strName) const { return ReadBytes(dir / strName); }
+    fs::path dir = ScratchDir("settings");
 };
 
 } // namespace
