@@ -431,95 +431,63 @@ TEST(XRFFile, WithoutAPoolNothingConnects)
 TEST(XRFFile, RepliesCutOrBentByFakeServers)
 {
     PoolScope pool;
-    struct tagCut {
+    XRFConnectionOpenParam param;
+    XString key;
+    DWORD error = 0, nRead = 0;
+    LARGE_INTEGER size;
+    size.QuadPart = -7;
+    char szBuffer[9] = "xxxxxxxx";
+    XStringList roots;
+    XRFFileInfoList items;
+    const std::vector<BYTE> kItem = {44, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 56, 1, 0, 0,
+                                     0,  0, 0, 0, 0, 0, 0, 0, 0x10, 0, 0, 0};
+    auto read = [&] { return XRFReadFile(param, 5, szBuffer, 8, &nRead, nullptr, 0, error, key); };
+    auto list = [&] { return XRFFindFileList(param, "d", 0, items, error, key); };
+    const struct {
         const char* pszName;
         DWORD nRequestSize;
         std::vector<BYTE> vecSent;  // what comes before the close
-        int nPooled;                // connections left in the pool
-        std::function<void(XRFConnectionOpenParam&, XString&)> check;
+        std::function<int()> call;
+        int nResult;
+        DWORD nError;
+        int nPooled;  // connections left in the pool
+    } cuts[] = {
+        {"create, no reply", 312, {},
+         [&] { return int(XRFCreateFile(param, "a", 0x80000000u, 1, nullptr, 3, 0, nullptr, size, error, key)); }, -1,
+         0x20010022u, 0},
+        {"close, 5 bytes", 24, {26, 0, 0, 0, 9}, [&] { return XRFCloseHandle(param, 5, error, key); }, 1, 0, 0},
+        {"read, inside the data", 32, {25, 0, 0, 0, 0, 0, 0, 0, 6, 0, 0, 0, 0, 0, 0, 0, 'a', 'b'}, read, 1, 0, 0},
+        {"read, more announced than asked", 32, {25, 0, 0, 0, 0, 0, 0, 0, 9}, read, 0, 0x20010022u, 0},
+        // The first entry reads as empty; the next finds the connection closed.
+        {"root list, after the head", 16, {43, 0, 0, 0, 0, 0, 0, 0, 3, 0, 0, 0, 0, 0, 0, 0},
+         [&] { return XRFGetRootDirList(param, roots, error, key); }, 0, 10057, 0},
+        {"root list, an error", 16, {43, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 5, 0, 0, 0},
+         [&] { return XRFGetRootDirList(param, roots, error, key); }, 0, 5, 1},
+        {"file list, inside an item", 280, kItem, list, 1, 10057, 0},
+        {"file list, a head of another code", 280, {43, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 56, 1, 0, 0, 0, 0, 0, 0},
+         list, 0, XRF_ERROR_INVALID_PARAMETER, 0},
     };
-    const std::vector<BYTE> kDirectoryItem = {44, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 56, 1, 0, 0,
-                                              0,  0, 0, 0, 0, 0, 0, 0, 0x10, 0, 0, 0};
-    const std::vector<tagCut> cuts = {
-        {"create, no reply", 312, {}, 0,
-         [](XRFConnectionOpenParam& param, XString& key) {
-             LARGE_INTEGER size;
-             size.QuadPart = -7;
-             DWORD error = 0;
-             EXPECT_EQ(XRFCreateFile(param, "a", 0x80000000u, 1, nullptr, 3, 0, nullptr, size, error, key),
-                       XRF_INVALID_HANDLE);
-             EXPECT_EQ(error, 0x20010022u);
-             EXPECT_EQ(size.QuadPart, -7);
-         }},
-        {"close, 5 bytes", 24, {26, 0, 0, 0, 9}, 0,
-         [](XRFConnectionOpenParam& param, XString& key) {
-             DWORD error = 1;
-             EXPECT_EQ(XRFCloseHandle(param, 5, error, key), 1);
-             EXPECT_EQ(error, 0u);
-         }},
-        {"read, inside the data", 32, {25, 0, 0, 0, 0, 0, 0, 0, 6, 0, 0, 0, 0, 0, 0, 0, 'a', 'b'}, 0,
-         [](XRFConnectionOpenParam& param, XString& key) {
-             char szBuffer[9] = "xxxxxxxx";
-             DWORD error = 1, nRead = 0;
-             EXPECT_EQ(XRFReadFile(param, 5, szBuffer, 8, &nRead, nullptr, 0, error, key), 1);
-             EXPECT_EQ(error, 0u);
-             EXPECT_EQ(nRead, 6u);
-             EXPECT_STREQ(szBuffer, "abxxxxxx");
-         }},
-        {"read, more announced than asked", 32, {25, 0, 0, 0, 0, 0, 0, 0, 9, 0, 0, 0, 0, 0, 0, 0}, 0,
-         [](XRFConnectionOpenParam& param, XString& key) {
-             char szBuffer[8];
-             DWORD error = 0, nRead = 77;
-             EXPECT_EQ(XRFReadFile(param, 5, szBuffer, 8, &nRead, nullptr, 0, error, key), 0);
-             EXPECT_EQ(error, 0x20010022u);
-             EXPECT_EQ(nRead, 77u);
-         }},
-        {"root list, after the head", 16, {43, 0, 0, 0, 0, 0, 0, 0, 3, 0, 0, 0, 0, 0, 0, 0}, 0,
-         [](XRFConnectionOpenParam& param, XString& key) {
-             XStringList roots;
-             roots.AddTail("kept");
-             DWORD error = 0;
-             // The first entry reads as empty; the next finds the connection closed.
-             EXPECT_EQ(XRFGetRootDirList(param, roots, error, key), 0);
-             EXPECT_EQ(error, 10057u);
-             ASSERT_EQ(roots.GetCount(), 2);
-             EXPECT_STREQ(roots.GetTail(), "");
-         }},
-        {"root list, an error", 16, {43, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 5, 0, 0, 0}, 1,
-         [](XRFConnectionOpenParam& param, XString& key) {
-             XStringList roots;
-             DWORD error = 0;
-             EXPECT_EQ(XRFGetRootDirList(param, roots, error, key), 0);
-             EXPECT_EQ(error, 5u);
-             EXPECT_EQ(roots.GetCount(), 0);
-         }},
-        {"file list, inside an item", 280, kDirectoryItem, 0,
-         [](XRFConnectionOpenParam& param, XString& key) {
-             XRFFileInfoList items;
-             DWORD error = 0;
-             EXPECT_EQ(XRFFindFileList(param, "d", 0, items, error, key), 1);
-             EXPECT_EQ(error, 10057u);
-             ASSERT_EQ(items.GetCount(), 1);
-             EXPECT_EQ(items.GetHead().GetAttributes(), 0x10u);
-             EXPECT_EQ(items.GetHead().GetSize(), 0);
-         }},
-        {"file list, a head of another code", 280, {43, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 56, 1, 0, 0, 0, 0, 0, 0}, 0,
-         [](XRFConnectionOpenParam& param, XString& key) {
-             XRFFileInfoList items;
-             DWORD error = 0;
-             EXPECT_EQ(XRFFindFileList(param, "d", 0, items, error, key), 0);
-             EXPECT_EQ(error, static_cast<DWORD>(XRF_ERROR_INVALID_PARAMETER));
-             EXPECT_EQ(items.GetCount(), 0);
-         }},
-    };
-    for (const tagCut& cut : cuts) {
+    for (const auto& cut : cuts) {
         SCOPED_TRACE(cut.pszName);
         FakeServer fake(FakeServer::Answer(cut.nRequestSize, cut.vecSent));
-        XRFConnectionOpenParam param = fake.Param();
-        XString key;
-        cut.check(param, key);
+        param = fake.Param();
+        key.Empty();
+        error = 0xDEAD;
+        EXPECT_EQ(cut.call(), cut.nResult);
+        EXPECT_EQ(error, cut.nError);
         EXPECT_EQ(XFile::GetRFConnectionPool()->GetConnectionCount(key), cut.nPooled);
     }
+    // What the cut replies left: the size untouched, the head's count with the
+    // rest of the buffer as it was (and kept by the refused read), one empty
+    // root entry, one directory item of size 0.
+    EXPECT_EQ(size.QuadPart, -7);
+    EXPECT_EQ(nRead, 6u);
+    EXPECT_STREQ(szBuffer, "abxxxxxx");
+    ASSERT_EQ(roots.GetCount(), 1);
+    EXPECT_STREQ(roots.GetHead(), "");
+    ASSERT_EQ(items.GetCount(), 1);
+    EXPECT_EQ(items.GetHead().GetAttributes(), 0x10u);
+    EXPECT_EQ(items.GetHead().GetSize(), 0);
 }
 
 TEST(XRFPath, TheRemoteFormAndWhatStaysLocal)
