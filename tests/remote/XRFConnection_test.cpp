@@ -9,17 +9,24 @@
 
 #include <chrono>
 
-#if XRF_TEST_WITH_SERVER
-
 using namespace xrftest;
 
 namespace {
 
-std::vector<BYTE> RootListRequest()
+const std::vector<BYTE> kRootListRequest = {20, 0, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+
+// The root list exchanged on a connection, its entries read too: the
+// reply's first byte, or the error.
+DWORD RootListCode(XRFConnection& connection)
 {
-    std::vector<BYTE> vecRequest;
-    XfnRFBuildRootListRequest(vecRequest);
-    return vecRequest;
+    BYTE abReply[16] = {0};
+    DWORD nError = connection.Send(kRootListRequest.data(), 16, 5);
+    if (nError == 0)
+        nError = connection.Recv(abReply, sizeof abReply);
+    std::vector<BYTE> vecEntries(abReply[8] * XRF_ROOT_ENTRY_SIZE);
+    if (nError == 0)
+        nError = connection.Recv(vecEntries.data(), static_cast<DWORD>(vecEntries.size()));
+    return nError ? nError : abReply[0];
 }
 
 TEST(XRFConnection, LogsInExchangesAndReportsAClosedConnection)
@@ -29,34 +36,32 @@ TEST(XRFConnection, LogsInExchangesAndReportsAClosedConnection)
     ASSERT_EQ(connection.OpenConnection(server.Param(), nullptr, 0), 0u);
     EXPECT_EQ(connection.IsConnected(), 1);
     EXPECT_EQ(std::string(connection.GetPublicKey()), server.Server().PublicKey());
+    EXPECT_EQ(RootListCode(connection), 43u);
 
-    std::vector<BYTE> vecRequest = RootListRequest();
-    ASSERT_EQ(connection.Send(vecRequest.data(), static_cast<DWORD>(vecRequest.size()), 5), 0u);
-    BYTE abReply[16] = {0};
-    ASSERT_EQ(connection.Recv(abReply, sizeof abReply), 0u);
-    tagXRFReply reply{};
-    XfnRFParseReply(abReply, sizeof abReply, XRF_CMD_GET_ROOT_DIR_LIST, reply);
-    EXPECT_EQ(reply.nCode, 43u);
-    EXPECT_EQ(reply.nError, 0u);
-
-    connection.CloseConnection();
+    // A copy, made or assigned, speaks on the same login, and closing one
+    // ends the connection for the others too.
+    XRFConnection copy(connection), assigned;
+    assigned = copy;
+    EXPECT_STREQ(assigned.GetPublicKey(), connection.GetPublicKey());
+    EXPECT_EQ(RootListCode(copy), 43u);
+    EXPECT_EQ(RootListCode(assigned), 43u);
+    copy.CloseConnection();
+    RootListCode(connection);
     EXPECT_EQ(connection.IsConnected(), 0);
-    EXPECT_EQ(connection.Recv(abReply, 0), 0u);
-    EXPECT_EQ(connection.Recv(abReply, 4), 10057u);
-    EXPECT_EQ(connection.Send(abReply, 4, 4), 10057u);
+
+    BYTE abReply[4];
+    EXPECT_EQ(copy.IsConnected(), 0);
+    EXPECT_EQ(copy.Recv(abReply, 0), 0u);
+    EXPECT_EQ(copy.Recv(abReply, 4), 10057u);
+    EXPECT_EQ(copy.Send(abReply, 4, 4), 10057u);
     XString strModule, strGroup;
     EXPECT_NE(std::string(XfnGetErrorString(10057, strModule, strGroup)).find("not connected"), std::string::npos);
-}
 
-TEST(XRFConnection, RefusedLoginsCloseTheConnection)
-{
-    TestServer server;
-    XRFConnection connection;
+    // Refused logins close the connection.
     EXPECT_EQ(connection.OpenConnection(server.Param("alice", "wrong"), nullptr, 0), 0x20010011u);
     EXPECT_EQ(connection.IsConnected(), 0);
     EXPECT_EQ(connection.OpenConnection(server.Param("carol", "secret1"), nullptr, 0), 0x20010010u);
     EXPECT_EQ(connection.IsConnected(), 0);
-    XString strModule, strGroup;
     EXPECT_STREQ(XfnGetErrorString(0x20010011, strModule, strGroup), "Incorrect password");
 }
 
@@ -68,71 +73,63 @@ TEST(XRFConnection, ConnectFailuresAreSocketNumbers)
         TestServer server;
         nPort = server.Port();
     }
-    XRFConnectionOpenParam param;
-    param.strHost = "127.0.0.1";
-    param.nPort = nPort;
     XRFConnection connection;
-    EXPECT_EQ(connection.OpenConnection(param, nullptr, 0), 10061u);
+    EXPECT_EQ(connection.OpenConnection(LocalParam(nPort), nullptr, 0), 10061u);
     XString strModule, strGroup;
     EXPECT_NE(std::string(XfnGetErrorString(10061, strModule, strGroup)).find("refused"), std::string::npos);
     EXPECT_STREQ(strGroup, "Win32");
 
     // Names are not resolved.
+    XRFConnectionOpenParam param = LocalParam(nPort);
     param.strHost = "localhost";
     EXPECT_EQ(connection.OpenConnection(param, nullptr, 0), 10049u);
     EXPECT_EQ(connection.IsConnected(), 0);
 }
 
-TEST(XRFConnection, AnotherVersionIsRefusedWithItsBytes)
+// Greetings of fake servers: another version is refused with its bytes in
+// the caller's buffer (cut to its size); a key of up to 1024 bytes logs in;
+// longer, empty and non-RSA keys are refused.
+TEST(XRFConnection, GreetingsOfFakeServers)
 {
-    FakeServer fake([](XSysSocket s) { FakeServer::Greet(s, "1.01", FakeServer::PublicKey()); });
-    XRFConnectionOpenParam param;
-    param.strHost = "127.0.0.1";
-    param.nPort = fake.Port();
-    XRFConnection connection;
-    char szInfo[64] = {0};
-    EXPECT_EQ(connection.OpenConnection(param, szInfo, sizeof szInfo), 0x20010026u);
-    EXPECT_STREQ(szInfo, "31|2e|30|31|");
-    EXPECT_EQ(connection.IsConnected(), 0);
-}
-
-TEST(XRFConnection, KeyLengthLimitIs1024)
-{
-    // A real key padded with NULs to exactly 1024 bytes logs in.
     std::string strPadded = FakeServer::PublicKey();
     strPadded.resize(1024, '\0');
-    FakeServer good([&](XSysSocket s) { FakeServer::Greet(s, "1.00", strPadded, true, 0); });
-    XRFConnectionOpenParam param;
-    param.strHost = "127.0.0.1";
-    param.nPort = good.Port();
-    XRFConnection connection;
-    EXPECT_EQ(connection.OpenConnection(param, nullptr, 0), 0u);
-    EXPECT_EQ(std::string(connection.GetPublicKey()), FakeServer::PublicKey());
-
-    strPadded.resize(1025, '\0');
-    FakeServer bad([&](XSysSocket s) { FakeServer::Greet(s, "1.00", strPadded); });
-    param.nPort = bad.Port();
-    XRFConnection refused;
-    EXPECT_EQ(refused.OpenConnection(param, nullptr, 0), 0x20010016u);
-    EXPECT_EQ(refused.IsConnected(), 0);
+    const struct {
+        const char* pszName;
+        const char* pszVersion;
+        std::string strKey;
+        int nInfo;
+        DWORD nError;
+        const char* pszInfo;
+    } cases[] = {
+        {"another version", "1.01", FakeServer::PublicKey(), 64, 0x20010026u, "31|2e|30|31|"},
+        {"info cut to its buffer", "1.01", FakeServer::PublicKey(), 6, 0x20010026u, "31|2e"},
+        {"key of 1024 bytes", "1.00", strPadded, 0, 0, ""},
+        {"key of 1025 bytes", "1.00", strPadded + std::string(1, '\0'), 0, 0x20010016u, ""},
+        {"empty key", "1.00", "", 0, 0x20010016u, ""},
+        {"no RSA key", "1.00", "ABCDEF", 0, 0x20010016u, ""},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.pszName);
+        FakeServer fake([&](XSysSocket s) { FakeServer::Greet(s, c.pszVersion, c.strKey, c.nError == 0, 0); });
+        XRFConnection connection;
+        char szInfo[64] = {0};
+        EXPECT_EQ(connection.OpenConnection(fake.Param(), szInfo, c.nInfo), c.nError);
+        EXPECT_STREQ(szInfo, c.pszInfo);
+        EXPECT_EQ(connection.IsConnected(), c.nError == 0 || c.strKey.empty()) << "an empty key leaves it open";
+        if (c.nError == 0) {
+            EXPECT_EQ(std::string(connection.GetPublicKey()), FakeServer::PublicKey());
+        }
+    }
 }
 
+// Half a reply, then the end of the stream: what came is there, and the
+// connection is closed. A server that never answers: the timeout ends the wait.
 TEST(XRFConnection, PeerClosingHalfWayAndSilentPeers)
 {
-    // Half a reply, then the end of the stream.
-    FakeServer half([](XSysSocket s) {
-        FakeServer::Greet(s, "1.00", FakeServer::PublicKey(), true, 0);
-        std::vector<BYTE> vecRequest;
-        FakeServer::RecvAll(s, 16, vecRequest);
-        FakeServer::SendAll(s, {43, 0, 0, 0, 0, 0, 0, 0});
-    });
-    XRFConnectionOpenParam param;
-    param.strHost = "127.0.0.1";
-    param.nPort = half.Port();
+    FakeServer half(FakeServer::Answer(16, {43, 0, 0, 0, 0, 0, 0, 0}));
     XRFConnection connection;
-    ASSERT_EQ(connection.OpenConnection(param, nullptr, 0), 0u);
-    std::vector<BYTE> vecRequest = RootListRequest();
-    ASSERT_EQ(connection.Send(vecRequest.data(), static_cast<DWORD>(vecRequest.size()), 131072), 0u);
+    ASSERT_EQ(connection.OpenConnection(half.Param(), nullptr, 0), 0u);
+    ASSERT_EQ(connection.Send(kRootListRequest.data(), 16, 131072), 0u);
     BYTE abReply[16];
     std::memset(abReply, 0xEE, sizeof abReply);
     EXPECT_EQ(connection.Recv(abReply, sizeof abReply), 0u);
@@ -140,48 +137,17 @@ TEST(XRFConnection, PeerClosingHalfWayAndSilentPeers)
     EXPECT_EQ(abReply[0], 43);
     EXPECT_EQ(abReply[8], 0xEE);
 
-    // A server that never answers: the receive timeout ends the wait.
-    FakeServer silent([](XSysSocket s) {
-        FakeServer::Greet(s, "1.00", FakeServer::PublicKey(), true, 0);
-        std::vector<BYTE> vecRequest;
-        FakeServer::RecvAll(s, 16, vecRequest);
-        FakeServer::RecvAll(s, 1, vecRequest);  // until the client gives up
-    });
-    param.nPort = silent.Port();
+    FakeServer silent(FakeServer::Answer(16, {}, true));
+    XRFConnectionOpenParam param = silent.Param();
     param.nTimeout = 200;
     XRFConnection waiting;
     ASSERT_EQ(waiting.OpenConnection(param, nullptr, 0), 0u);
-    ASSERT_EQ(waiting.Send(vecRequest.data(), static_cast<DWORD>(vecRequest.size()), 131072), 0u);
+    ASSERT_EQ(waiting.Send(kRootListRequest.data(), 16, 131072), 0u);
     auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(waiting.Recv(abReply, sizeof abReply), 10060u);
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
     EXPECT_EQ(waiting.IsConnected(), 0);
 }
-
-TEST(XRFConnection, CopiesShareTheConnection)
-{
-    TestServer server;
-    XRFConnection connection;
-    ASSERT_EQ(connection.OpenConnection(server.Param(), nullptr, 0), 0u);
-    XRFConnection copy(connection);
-    EXPECT_EQ(copy.IsConnected(), 1);
-    EXPECT_STREQ(copy.GetPublicKey(), connection.GetPublicKey());
-
-    // The copy speaks on the same login...
-    std::vector<BYTE> vecRequest = RootListRequest();
-    BYTE abReply[16] = {0};
-    ASSERT_EQ(copy.Send(vecRequest.data(), static_cast<DWORD>(vecRequest.size()), 131072), 0u);
-    ASSERT_EQ(copy.Recv(abReply, sizeof abReply), 0u);
-    EXPECT_EQ(abReply[0], 43);
-    // ...and closing it ends the connection for the original too.
-    copy.CloseConnection();
-    DWORD nSend = connection.Send(vecRequest.data(), static_cast<DWORD>(vecRequest.size()), 131072);
-    DWORD nRecv = connection.Recv(abReply, sizeof abReply);
-    EXPECT_TRUE(nSend != 0 || nRecv == 0);
-    EXPECT_EQ(connection.IsConnected(), 0);
-}
-
-// ---- Pool -------------------------------------------------------------------------
 
 TEST(XRFConnectionPool, GroupsAreMadeByTheFirstGoodConnection)
 {
@@ -220,47 +186,30 @@ TEST(XRFConnectionPool, GroupsAreMadeByTheFirstGoodConnection)
     EXPECT_EQ(pool.GetConnectionCount(key, &nIdle), 1);
     EXPECT_EQ(nIdle, 1);
 
-    pool.ReleaseAllConnections();
-    EXPECT_EQ(pool.GetGroupCount(), 0);
-}
-
-TEST(XRFConnectionPool, TheKeyIgnoresThePasswordAndATextKeyIsTakenAsItIs)
-{
-    TestServer server;
-    XRFConnectionPool pool;
-    XRFConnectionOpenParam param = server.Param();
-    XString key;
-    XRFConnection* pConnection = nullptr;
-    ASSERT_EQ(pool.FetchConnection(param, key, pConnection), 0u);
-    pool.ReleaseConnection(key, pConnection);
-
     // Another password, same user, host and port: the idle login is reused.
-    XRFConnectionOpenParam other = server.Param("alice", "wrong");
     XString otherKey;
     XRFConnection* pReused = nullptr;
+    XRFConnectionOpenParam other = server.Param("alice", "wrong");
     ASSERT_EQ(pool.FetchConnection(other, otherKey, pReused), 0u);
-    EXPECT_EQ(pReused, pConnection);
-    EXPECT_EQ(pool.GetConnectionCount(otherKey), 1);
+    EXPECT_EQ(pReused, pFirst);
     pool.ReleaseConnection(otherKey, pReused);
 
     // A key that is set is used without a look at the parameters.
     XString fixed = "any text";
     XRFConnection* pFixed = nullptr;
     ASSERT_EQ(pool.FetchConnection(param, fixed, pFixed), 0u);
-    EXPECT_NE(pFixed, pConnection);
+    EXPECT_NE(pFixed, pFirst);
     EXPECT_EQ(pool.GetConnectionCount("any text"), 1);
     pool.ReleaseConnection(fixed, pFixed);
     EXPECT_EQ(pool.GetGroupCount(), 2);
+    pool.ReleaseAllConnections();
+    EXPECT_EQ(pool.GetGroupCount(), 0);
 
     // Keys have no length limit.
-    XRFConnectionOpenParam longer;
-    longer.strUser = "u123456789012345678901234567890";
+    XRFConnectionOpenParam longer = LocalParam(65535, "u123456789012345678901234567890");
     longer.strHost = "255.255.255.255";
-    longer.nPort = 65535;
     EXPECT_EQ(std::string(XRFConnectionPool::MakeConnectionKey(longer)),
               "u123456789012345678901234567890@255.255.255.255:65535");
 }
 
 } // namespace
-
-#endif // XRF_TEST_WITH_SERVER

@@ -8,8 +8,6 @@
 #include "KVDbase/remote/XRFFile.h"
 #include "remote/XRFTestServer.h"
 
-#if XRF_TEST_WITH_SERVER
-
 using namespace xrftest;
 
 namespace {
@@ -26,6 +24,14 @@ void Collect(XRFDATAHANDLE hHandle, void* pBlock, DWORD nSize, uintptr_t nUser1,
     pReceived->vecBlocks.emplace_back(p, p + nSize);
     pReceived->hHandle = hHandle;
     EXPECT_EQ(nUser2, 42u);
+}
+
+DWORD Receive(XRFDATAHANDLE hHandle, tagReceived& received, DWORD& error)
+{
+    DWORD nSize = 99;
+    return XRFBeginRecvGeneralDataBlock(hHandle, nSize, error, Collect, reinterpret_cast<uintptr_t>(&received), 42)
+               ? nSize
+               : ~nSize;
 }
 
 TEST(XRFDataBlock, TheServerEchoesBlocksAndTheConnectionGoesBackReady)
@@ -45,11 +51,7 @@ TEST(XRFDataBlock, TheServerEchoesBlocksAndTheConnectionGoesBackReady)
         vecSent.back()[i] = static_cast<BYTE>(i * 31);
     for (const std::vector<BYTE>& vecBlock : vecSent) {
         ASSERT_EQ(XRFSendGeneralDataBlock(hHandle, vecBlock.data(), static_cast<DWORD>(vecBlock.size()), error), 1);
-        DWORD nSize = 99;
-        ASSERT_EQ(XRFBeginRecvGeneralDataBlock(hHandle, nSize, error, Collect,
-                                               reinterpret_cast<uintptr_t>(&received), 42),
-                  1);
-        EXPECT_EQ(nSize, vecBlock.size());
+        EXPECT_EQ(Receive(hHandle, received, error), vecBlock.size());
     }
     EXPECT_EQ(received.vecBlocks, vecSent);
     EXPECT_EQ(received.hHandle, hHandle);
@@ -64,28 +66,22 @@ TEST(XRFDataBlock, TheServerEchoesBlocksAndTheConnectionGoesBackReady)
     EXPECT_EQ(XFile::GetRFConnectionPool()->GetConnectionCount(key), 1);
 }
 
+// The client's block, then two of the server's own (an empty one and one of
+// 3 bytes), then a head with the wrong length word.
 TEST(XRFDataBlock, BlocksFromTheServerAndHeadsThatAreNone)
 {
     PoolScope pool;
-    std::vector<BYTE> vecFromClient;
+    std::vector<BYTE> vecOut, vecFromClient;
+    XfnRFBuildDataBlockHead(vecOut, tagXRFDataBlockHead{0});
+    XfnRFBuildDataBlockHead(vecOut, tagXRFDataBlockHead{3});
+    vecOut.insert(vecOut.end(), {7, 8, 9, 22, 0, 0, 0, 16, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0});
     FakeServer fake([&](XSysSocket s) {
         FakeServer::Greet(s, "1.00", FakeServer::PublicKey(), true, 0);
-        // The client's block, then two of the server's own: an empty one
-        // and one of 3 bytes, then a head with the wrong length word.
         std::vector<BYTE> vecHead;
-        FakeServer::RecvAll(s, 16, vecHead);
-        FakeServer::RecvAll(s, vecHead[8], vecFromClient);
-        std::vector<BYTE> vecOut;
-        XfnRFBuildDataBlockHead(vecOut, tagXRFDataBlockHead{0});
-        XfnRFBuildDataBlockHead(vecOut, tagXRFDataBlockHead{3});
-        vecOut.insert(vecOut.end(), {7, 8, 9});
-        vecOut.insert(vecOut.end(), {22, 0, 0, 0, 16, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0});
-        FakeServer::SendAll(s, vecOut);
-        FakeServer::RecvAll(s, 1, vecHead);  // until the client has gone
+        if (RecvAll(s, 16, vecHead) && RecvAll(s, vecHead[8], vecFromClient) && SendAll(s, vecOut))
+            RecvAll(s, 1, vecHead);  // until the client has gone
     });
-    XRFConnectionOpenParam param;
-    param.strHost = "127.0.0.1";
-    param.nPort = fake.Port();
+    XRFConnectionOpenParam param = fake.Param();
     XString key;
     DWORD error = 1;
     XRFDATAHANDLE hHandle = OpenGeneralDataBlockHandle(param, error, key);
@@ -94,39 +90,31 @@ TEST(XRFDataBlock, BlocksFromTheServerAndHeadsThatAreNone)
     ASSERT_EQ(XRFSendGeneralDataBlock(hHandle, abBlock, sizeof abBlock, error), 1);
 
     tagReceived received;
-    DWORD nSize = 5;
-    for (int i = 0; i < 2; ++i)
-        ASSERT_EQ(XRFBeginRecvGeneralDataBlock(hHandle, nSize, error, Collect, reinterpret_cast<uintptr_t>(&received),
-                                               42),
-                  1);
-    EXPECT_EQ(nSize, 3u);
+    EXPECT_EQ(Receive(hHandle, received, error), 0u);
+    EXPECT_EQ(Receive(hHandle, received, error), 3u);
     EXPECT_EQ(received.vecBlocks, (std::vector<std::vector<BYTE>>{{}, {7, 8, 9}}));
-    EXPECT_EQ(XRFBeginRecvGeneralDataBlock(hHandle, nSize, error, Collect, reinterpret_cast<uintptr_t>(&received), 42),
-              0);
+    EXPECT_EQ(Receive(hHandle, received, error), ~0u) << "a failure with the size 0";
     EXPECT_EQ(error, 0x20010022u);
-    EXPECT_EQ(nSize, 0u);
     EXPECT_EQ(received.vecBlocks.size(), 2u);
     CloseGeneralDataBlockHandle(hHandle, key);
     XFile::GetRFConnectionPool()->ReleaseAllConnections();
     EXPECT_EQ(vecFromClient, std::vector<BYTE>(abBlock, abBlock + 4));
 }
 
-TEST(XRFDataBlock, AnUnreachableServerGivesNoHandle)
+TEST(XRFDataBlock, NoPoolOrNoServerGivesNoHandle)
 {
+    XRFConnectionOpenParam param = LocalParam(1);
+    XString key;
+    DWORD error = 0, nSize = 0;
+    EXPECT_EQ(OpenGeneralDataBlockHandle(param, error, key), 0u);
+    EXPECT_EQ(error, 0x2001001Du);
     PoolScope pool;
-    uint16_t nPort = 0;
     {
         TestServer gone;
-        nPort = gone.Port();
+        param.nPort = gone.Port();
     }
-    XRFConnectionOpenParam param;
-    param.strHost = "127.0.0.1";
-    param.nPort = nPort;
-    XString key;
-    DWORD error = 0;
     EXPECT_EQ(OpenGeneralDataBlockHandle(param, error, key), 0u);
     EXPECT_EQ(error, 10061u);
-    DWORD nSize = 0;
     EXPECT_EQ(XRFSendGeneralDataBlock(0, "x", 1, error), 0);
     EXPECT_EQ(error, 0x2001001Du);
     EXPECT_EQ(XRFBeginRecvGeneralDataBlock(0, nSize, error, Collect, 0, 42), 0);
@@ -134,5 +122,3 @@ TEST(XRFDataBlock, AnUnreachableServerGivesNoHandle)
 }
 
 } // namespace
-
-#endif // XRF_TEST_WITH_SERVER

@@ -1,49 +1,84 @@
 // The remote file operations against the project's server: results, error
 // words and what reaches the server's disk; the refusals that happen before
-// anything is sent; the remote path form.
+// anything is sent; replies cut or bent by fake servers; the remote path form.
 
 #include <gtest/gtest.h>
-
-#include <set>
-#include <string>
 
 #include "KVDbase/remote/XRFConnectionPool.h"
 #include "KVDbase/remote/XRFFile.h"
 #include "remote/XRFPath.h"
 #include "remote/XRFTestServer.h"
 
-#include <functional>
+#include "XRFPErrors.h"
 
-#if XRF_TEST_WITH_SERVER
+#include <set>
 
 using namespace xrftest;
 
 namespace {
 
+// The server's operations through the client's: results, the server's error
+// words, and what reaches the disk.
 class XRFFileTest : public ::testing::Test {
 protected:
     TestServer server;
     PoolScope pool;
+    fs::path root = server.Root();
     XRFConnectionOpenParam param = server.Param();
     XString key;
     DWORD error = 0xDEAD;
 
-    DWORD Create(const char* pszPath, DWORD nDisposition, int64_t* pSize = nullptr)
+    DWORD Create(const char* pszPath, DWORD nDisposition, DWORD nAccess = 0xC0000000u, int64_t* pSize = nullptr)
     {
         LARGE_INTEGER size;
         size.QuadPart = -7;
-        DWORD h = XRFCreateFile(param, pszPath, 0xC0000000u, 3, nullptr, nDisposition, 0x80, nullptr, size, error,
-                                key);
+        DWORD h = XRFCreateFile(param, pszPath, nAccess, 3, nullptr, nDisposition, 0x80, nullptr, size, error, key);
         if (pSize)
             *pSize = size.QuadPart;
         return h;
     }
+    DWORD Write(DWORD h, int64_t nPosition, const std::string& strData, int64_t* pLength = nullptr)
+    {
+        LARGE_INTEGER length;
+        XRFWriteFile(param, h, strData.data(), static_cast<DWORD>(strData.size()), nullptr, nullptr, nPosition,
+                     length, error, key);
+        if (pLength)
+            *pLength = length.QuadPart;
+        return error;
+    }
+    DWORD Read(DWORD h, int64_t nPosition, DWORD nCount, std::string& strData)
+    {
+        strData.assign(nCount, '\0');
+        DWORD nRead = 0;
+        XRFReadFile(param, h, strData.data(), nCount, &nRead, nullptr, nPosition, error, key);
+        strData.resize(error ? 0 : nRead);
+        return error;
+    }
+    // The error word of a path command, sent through its remote operation.
+    DWORD Path(DWORD nCommand, const std::string& strPath, DWORD nArgument = 0)
+    {
+        const char* pszPath = strPath.c_str();
+        error = 0xDEAD;
+        switch (nCommand) {
+        case XRF_CMD_SET_FILE_ATTRIBUTES: XRFSetFileAttributes(param, pszPath, nArgument, error, key); break;
+        case XRF_CMD_DELETE_FILE: XRFDeleteFile(param, pszPath, error, key); break;
+        case XRF_CMD_CREATE_DIRECTORY: XRFCreateDirectory(param, pszPath, nullptr, error, key); break;
+        case XRF_CMD_REMOVE_DIRECTORY: XRFRemoveDirectory(param, pszPath, int(nArgument), error, key); break;
+        default: XRFGetFileAttributes(param, pszPath, error, key);
+        }
+        return error;
+    }
+    DWORD Move(const char* pszOld, const char* pszNew)
+    {
+        XRFMoveFile(param, pszOld, pszNew, error, key);
+        return error;
+    }
 };
 
-TEST_F(XRFFileTest, CreateWriteReadSizeAndClose)
+TEST_F(XRFFileTest, CreateWriteReadSizeTimesAndClose)
 {
     int64_t nSize = 0;
-    DWORD h = Create("a.bin", 2, &nSize);
+    DWORD h = Create("a.bin", 2, 0xC0000000u, &nSize);
     ASSERT_NE(h, XRF_INVALID_HANDLE);
     EXPECT_EQ(error, 0u);
     EXPECT_EQ(nSize, 0);
@@ -59,124 +94,279 @@ TEST_F(XRFFileTest, CreateWriteReadSizeAndClose)
     ASSERT_EQ(XRFWriteFile(param, h, vecData.data(), 200000, &nWritten, nullptr, 10, length, error, key), 1);
     EXPECT_EQ(nWritten, 131072u);
     EXPECT_EQ(length.QuadPart, 10 + 131072);
-
     std::vector<BYTE> vecBack(131072 + 100, 0xCC);
     DWORD nRead = 0;
     ASSERT_EQ(XRFReadFile(param, h, vecBack.data(), 131072 + 100, &nRead, nullptr, 10, error, key), 1);
     EXPECT_EQ(nRead, 131072u);
     EXPECT_TRUE(std::equal(vecData.begin(), vecData.begin() + 131072, vecBack.begin()));
     EXPECT_EQ(vecBack[131072], 0xCC);
-    // Past the end: nothing, and no error.
-    ASSERT_EQ(XRFReadFile(param, h, vecBack.data(), 10, &nRead, nullptr, 1 << 20, error, key), 1);
-    EXPECT_EQ(nRead, 0u);
+
+    // Past the end a write leaves a hole of zeros; a read there finds
+    // nothing, and no error; a negative position is refused.
+    int64_t nLength = 0;
+    EXPECT_EQ(Write(h, 131092, "tail", &nLength), 0u);
+    EXPECT_EQ(nLength, 131096);
+    std::string strData;
+    EXPECT_EQ(Read(h, 131080, 100, strData), 0u);
+    std::string strHole(vecData.begin() + 131070, vecData.begin() + 131072);
+    EXPECT_EQ(strData, strHole + std::string(10, '\0') + "tail");
+    EXPECT_EQ(Read(h, 1 << 20, 10, strData), 0u);
+    EXPECT_EQ(strData, "");
+    EXPECT_EQ(Read(h, -1, 10, strData), 22u);
 
     DWORD nHigh = 99;
-    EXPECT_EQ(XRFGetFileSize(param, h, &nHigh, error, key), 131082u);
+    EXPECT_EQ(XRFGetFileSize(param, h, &nHigh, error, key), 131096u);
     EXPECT_EQ(nHigh, 0u);
     EXPECT_EQ(XRFFlushFileBuffers(param, h, error, key), 1);
     EXPECT_EQ(error, 0u);
 
-    // The server's own position, moved and used to end the file.
-    LONG nMoveHigh = 0;
-    EXPECT_EQ(XRFSetFilePointer(param, h, 100, &nMoveHigh, 0, error, key), 100u);
+    // The server's own position: moved, and used to end the file. Without
+    // a high word the distance is a positive 32-bit one.
+    const struct {
+        LONG nLow;
+        bool bHigh;
+        LONG nHigh;
+        DWORD nMethod;
+        DWORD nResult;
+        DWORD nError;
+    } seeks[] = {
+        {-4, true, -1, 2, 131092, 0},  // from the end
+        {-200000, true, -1, 1, XRF_INVALID_HANDLE, 22},
+        {-1, false, 0, 0, 0xFFFFFFFFu, 0},
+        {-1, true, -1, 0, XRF_INVALID_HANDLE, 22},
+        {0, true, 0, 7, XRF_INVALID_HANDLE, XRFP_ERROR_INVALID_PARAMETER},
+        {100, true, 0, 0, 100, 0},
+    };
+    for (const auto& seek : seeks) {
+        LONG nSeekHigh = seek.nHigh;
+        EXPECT_EQ(XRFSetFilePointer(param, h, seek.nLow, seek.bHigh ? &nSeekHigh : nullptr, seek.nMethod, error, key),
+                  seek.nResult) << seek.nLow << " " << seek.nMethod;
+        EXPECT_EQ(error, seek.nError) << seek.nLow << " " << seek.nMethod;
+    }
     EXPECT_EQ(XRFSetEndOfFile(param, h, error, key), 1);
-    EXPECT_EQ(fs::file_size(server.Root() / "a.bin"), 100u);
-    // Without a high word the distance is a positive 32-bit one.
-    EXPECT_EQ(XRFSetFilePointer(param, h, -1, nullptr, 0, error, key), 0xFFFFFFFFu);
+    EXPECT_EQ(fs::file_size(root / "a.bin"), 100u);
+
+    // Times go both ways, and a zero time is left alone; without all three
+    // nothing is sent.
+    _FILETIME ftCreation{0, 0}, ftAccess{0x12345600, 0x01D00000}, ftWrite{0x65432100, 0x01D10000}, ftBack{};
+    EXPECT_EQ(XRFSetFileTime(param, h, &ftCreation, &ftAccess, &ftWrite, error, key), 1);
+    error = 5;
+    EXPECT_EQ(XRFSetFileTime(param, h, &ftCreation, nullptr, &ftWrite, error, key), 0);
     EXPECT_EQ(error, 0u);
-    LONG nNegative = -1;
-    EXPECT_EQ(XRFSetFilePointer(param, h, -1, &nNegative, 0, error, key), XRF_INVALID_HANDLE);
-    EXPECT_EQ(error, 22u);
+    EXPECT_EQ(XRFGetFileTime(param, h, nullptr, nullptr, &ftBack, error, key), 1);
+    EXPECT_EQ(std::memcmp(&ftBack, &ftWrite, sizeof ftBack), 0);
+    EXPECT_EQ(XRFGetFileTime(param, h, &ftCreation, &ftBack, nullptr, error, key), 1);
+    EXPECT_EQ(std::memcmp(&ftBack, &ftAccess, sizeof ftBack), 0);
+    EXPECT_NE(ftCreation.dwHighDateTime, 0u);
 
+    // Once closed, the handle is known to no operation.
     EXPECT_EQ(XRFCloseHandle(param, h, error, key), 1);
-    EXPECT_EQ(XRFCloseHandle(param, h, error, key), 0);
-    EXPECT_EQ(error, 0x2001001Eu);  // "The file handle is not valid"
-    EXPECT_EQ(XRFReadFile(param, h, vecBack.data(), 10, &nRead, nullptr, 0, error, key), 0);
-    EXPECT_EQ(error, 0x2001001Eu);
-
-    // An open of a missing file carries the server's error, and the sizes
-    // stay untouched.
-    nSize = 123;
-    EXPECT_EQ(Create("missing.bin", 3, &nSize), XRF_INVALID_HANDLE);
-    EXPECT_EQ(error, 2u);
-    EXPECT_EQ(nSize, -7);
+    LONG nMoveHigh = 0;
+    const std::function<bool()> closed[] = {
+        [&] { return XRFCloseHandle(param, h, error, key) == 0; },
+        [&] { return Read(h, 0, 10, strData) != 0; },
+        [&] { return Write(h, 0, "x") != 0; },
+        [&] { return XRFSetFilePointer(param, h, 0, &nMoveHigh, 0, error, key) == XRF_INVALID_HANDLE; },
+        [&] { return XRFSetEndOfFile(param, h, error, key) == 0; },
+        [&] { return XRFFlushFileBuffers(param, h, error, key) == 0; },
+        [&] { return XRFGetFileSize(param, h, nullptr, error, key) == 0xFFFFFFFFu; },
+        [&] { return XRFGetFileTime(param, h, nullptr, nullptr, &ftBack, error, key) == 0; },
+        [&] { return XRFSetFileTime(param, h, &ftCreation, &ftAccess, &ftWrite, error, key) == 0; },
+    };
+    for (size_t i = 0; i < std::size(closed); ++i) {
+        EXPECT_TRUE(closed[i]()) << "call " << i;
+        EXPECT_EQ(error, XRFP_ERROR_INVALID_HANDLE) << "call " << i;
+    }
 }
 
-TEST_F(XRFFileTest, DirectoriesSearchesListsAndMoves)
+TEST_F(XRFFileTest, CreateDispositionsAndAccess)
 {
-    ASSERT_EQ(XRFCreateDirectory(param, "d", nullptr, error, key), 1);
-    ASSERT_EQ(XRFCreateDirectory(param, "d\\sub", nullptr, error, key), 1);
-    WriteBytes(server.Root() / "d" / "one.txt", "1");
-    WriteBytes(server.Root() / "d" / "two.txt", "22");
-    WriteBytes(server.Root() / "d" / "sub" / "three.txt", "333");
+    WriteBytes(root / "old.txt", "old text");
+    fs::create_directories(root / "sub");
+    const DWORD kRead = 0x80000000u, kWrite = 0x40000000u;
+    const struct {
+        const char* pszPath;
+        DWORD nAccess;
+        DWORD nDisposition;
+        DWORD nError;
+    } refused[] = {
+        {"old.txt", kRead, 1, EEXIST},
+        {"missing.txt", kRead, 3, ENOENT},
+        {"nodir\\x.txt", kRead | kWrite, 2, XRFP_ERROR_PATH_NOT_FOUND},
+        {"sub", kRead, 3, EISDIR},
+        {"old.txt", kRead, 5, XRFP_ERROR_INVALID_PARAMETER},  // truncating needs writing
+        {"old.txt", kRead, 9, XRFP_ERROR_INVALID_PARAMETER},
+    };
+    for (const auto& r : refused) {
+        int64_t nSize = 123;
+        EXPECT_EQ(Create(r.pszPath, r.nDisposition, r.nAccess, &nSize), XRF_INVALID_HANDLE) << r.pszPath;
+        EXPECT_EQ(error, r.nError) << r.pszPath << " " << r.nDisposition;
+        EXPECT_EQ(nSize, -7) << "the size is left alone";
+    }
+    int64_t nSize = 0;
+    DWORD h = Create("old.txt", 4, kRead, &nSize);
+    EXPECT_EQ(nSize, 8);
+    EXPECT_EQ(Write(h, 0, "x"), static_cast<DWORD>(EBADF)) << "opened for reading only";
+    h = Create("sub\\new.txt", 4, kWrite);
+    std::string strData;
+    EXPECT_EQ(Read(h, 0, 1, strData), static_cast<DWORD>(EBADF)) << "opened for writing only";
+    EXPECT_TRUE(fs::exists(root / "sub" / "new.txt"));
+    Create("old.txt", 5, kRead | kWrite, &nSize);
+    EXPECT_EQ(nSize, 0);
+    EXPECT_EQ(ReadBytes(root / "old.txt"), "");
+}
 
-    // The server's searches go in the directory's order.
+TEST_F(XRFFileTest, PathsAndDirectories)
+{
+    WriteBytes(root / "a.txt", "aaa");
+    EXPECT_EQ(XRFGetFileAttributes(param, "a.txt", error, key), static_cast<DWORD>(FILE_ATTRIBUTE_NORMAL));
+    EXPECT_EQ(XRFGetFileAttributes(param, "none.txt", error, key), XRF_INVALID_HANDLE);
+    EXPECT_EQ(error, static_cast<DWORD>(ENOENT));
+    EXPECT_EQ(XRFGetFileAttributes(param, "", error, key), static_cast<DWORD>(FILE_ATTRIBUTE_DIRECTORY));
+    EXPECT_EQ(Path(XRF_CMD_SET_FILE_ATTRIBUTES, "a.txt", FILE_ATTRIBUTE_READONLY), 0u);
+    EXPECT_EQ(fs::status(root / "a.txt").permissions() & fs::perms::owner_write, fs::perms::none);
+    EXPECT_EQ(XRFGetFileAttributes(param, "a.txt", error, key), static_cast<DWORD>(FILE_ATTRIBUTE_READONLY));
+    EXPECT_EQ(Path(XRF_CMD_SET_FILE_ATTRIBUTES, "a.txt", FILE_ATTRIBUTE_NORMAL), 0u);
+    EXPECT_NE(fs::status(root / "a.txt").permissions() & fs::perms::owner_write, fs::perms::none);
+
+    EXPECT_EQ(Path(XRF_CMD_CREATE_DIRECTORY, "dir"), 0u);
+    EXPECT_EQ(Path(XRF_CMD_CREATE_DIRECTORY, "dir"), static_cast<DWORD>(EEXIST));
+    EXPECT_EQ(Path(XRF_CMD_CREATE_DIRECTORY, "x\\y"), XRFP_ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(Move("a.txt", "dir\\b.txt"), 0u);
+    EXPECT_EQ(ReadBytes(root / "dir" / "b.txt"), "aaa");
+    WriteBytes(root / "c.txt", "c");
+    EXPECT_EQ(Move("c.txt", "dir/b.txt"), static_cast<DWORD>(EEXIST)) << "no overwriting";
+    EXPECT_EQ(ReadBytes(root / "dir" / "b.txt"), "aaa");
+
+    // A non-zero flag takes the whole tree; the root itself cannot be
+    // removed, renamed or changed.
+    fs::create_directories(root / "tree" / "deep");
+    WriteBytes(root / "tree" / "deep" / "f", "f");
+    const struct {
+        DWORD nCommand;
+        const char* pszPath;
+        DWORD nArgument;
+        DWORD nError;
+    } steps[] = {
+        {XRF_CMD_REMOVE_DIRECTORY, "dir", 0, ENOTEMPTY},
+        {XRF_CMD_DELETE_FILE, "dir\\b.txt", 0, 0},
+        {XRF_CMD_DELETE_FILE, "dir\\b.txt", 0, ENOENT},
+        {XRF_CMD_REMOVE_DIRECTORY, "dir", 0, 0},
+        {XRF_CMD_REMOVE_DIRECTORY, "tree", 1, 0},
+        {XRF_CMD_REMOVE_DIRECTORY, "c.txt", 1, ENOTDIR},
+        {XRF_CMD_REMOVE_DIRECTORY, "", 1, XRFP_ERROR_ACCESS_DENIED},
+        {XRF_CMD_DELETE_FILE, ".", 0, XRFP_ERROR_ACCESS_DENIED},
+        {XRF_CMD_SET_FILE_ATTRIBUTES, "", FILE_ATTRIBUTE_READONLY, XRFP_ERROR_ACCESS_DENIED},
+    };
+    for (const auto& step : steps)
+        EXPECT_EQ(Path(step.nCommand, step.pszPath, step.nArgument), step.nError) << step.pszPath;
+    EXPECT_FALSE(fs::exists(root / "dir"));
+    EXPECT_FALSE(fs::exists(root / "tree"));
+    EXPECT_EQ(Move("", "moved"), XRFP_ERROR_ACCESS_DENIED);
+}
+
+TEST_F(XRFFileTest, SearchesListsAndRoots)
+{
+    fs::create_directories(root / "d" / "sub");
+    fs::create_directories(root / "e");
+    WriteBytes(root / "d" / "one.TXT", "1");
+    WriteBytes(root / "d" / "two.txt", "22");
+    WriteBytes(root / "d" / "three.jpg", "333");
+    WriteBytes(root / "d" / "sub" / "four.txt", "4444");
+
+    // Wildcards ignore case; names come in the directory's order, and the
+    // end of a search is ENODATA.
+    auto findAll = [&](const char* pszPattern) {
+        std::set<std::string> setFound;
+        WIN32_FIND_DATAA data{};
+        DWORD hFind = XRFFindFirstFile(param, pszPattern, &data, error, key);
+        for (int nMore = hFind != XRF_INVALID_HANDLE; nMore; nMore = XRFFindNextFile(param, hFind, &data, error, key))
+            setFound.insert(std::string(data.cFileName) + ":" + std::to_string(data.nFileSizeLow));
+        EXPECT_EQ(error, 61u);
+        EXPECT_EQ(XRFFindClose(param, hFind, error, key), 1);
+        EXPECT_EQ(XRFFindNextFile(param, hFind, &data, error, key), 0);
+        EXPECT_EQ(error, XRFP_ERROR_INVALID_HANDLE);
+        return setFound;
+    };
+    EXPECT_EQ(findAll("d\\*.txt"), (std::set<std::string>{"one.TXT:1", "two.txt:2"}));
+    EXPECT_EQ(findAll("d\\*"), (std::set<std::string>{"one.TXT:1", "sub:0", "three.jpg:3", "two.txt:2"}));
+    // A name without wildcards finds that entry, a directory itself; without
+    // a record the handle still comes.
     WIN32_FIND_DATAA data{};
-    DWORD hFind = XRFFindFirstFile(param, "d\\*.txt", &data, error, key);
-    ASSERT_NE(hFind, XRF_INVALID_HANDLE);
-    std::set<std::string> setFound{std::string(data.cFileName) + ":" + std::to_string(data.nFileSizeLow)};
-    ASSERT_EQ(XRFFindNextFile(param, hFind, &data, error, key), 1);
-    setFound.insert(std::string(data.cFileName) + ":" + std::to_string(data.nFileSizeLow));
-    EXPECT_EQ(setFound, (std::set<std::string>{"one.txt:1", "two.txt:2"}));
-    EXPECT_EQ(XRFFindNextFile(param, hFind, &data, error, key), 0);
-    EXPECT_EQ(error, 61u);  // the end of the search
+    DWORD hFind = XRFFindFirstFile(param, "d/sub", &data, error, key);
+    EXPECT_STREQ(data.cFileName, "sub");
+    EXPECT_EQ(data.dwFileAttributes, static_cast<DWORD>(FILE_ATTRIBUTE_DIRECTORY));
     EXPECT_EQ(XRFFindClose(param, hFind, error, key), 1);
-    // Without a record the handle still comes.
-    hFind = XRFFindFirstFile(param, "d\\one.txt", nullptr, error, key);
-    ASSERT_NE(hFind, XRF_INVALID_HANDLE);
-    XRFFindClose(param, hFind, error, key);
+    hFind = XRFFindFirstFile(param, "d\\two.txt", nullptr, error, key);
+    EXPECT_EQ(XRFFindClose(param, hFind, error, key), 1);
+    EXPECT_EQ(XRFFindFirstFile(param, "d\\*.png", &data, error, key), XRF_INVALID_HANDLE);
+    EXPECT_EQ(error, static_cast<DWORD>(ENOENT));
+    EXPECT_EQ(XRFFindFirstFile(param, "nodir\\*", &data, error, key), XRF_INVALID_HANDLE);
+    EXPECT_EQ(error, XRFP_ERROR_PATH_NOT_FOUND);
 
     // The whole tree, appended behind what the list holds.
     XRFFileInfoList items;
     XRFFileInfoListItem first;
     items.AddTail(first);
-    EXPECT_EQ(XRFFindFileList(param, "d", 1, items, error, key), 4);
+    EXPECT_EQ(XRFFindFileList(param, "d", 1, items, error, key), 5);
     EXPECT_EQ(error, 0u);
-    ASSERT_EQ(items.GetCount(), 5);
+    ASSERT_EQ(items.GetCount(), 6);
     std::vector<std::string> vecNames;
     POSITION pos = items.GetHeadPosition();
     items.GetNext(pos);
     while (pos) {
         const XRFFileInfoListItem& item = items.GetNext(pos);
-        vecNames.push_back(std::string(item.GetName()) + ":" + std::to_string(item.GetSize()));
+        vecNames.push_back(std::string(item.GetName()) + ":" + std::to_string(item.GetSize()) + ":" +
+                           std::to_string(item.GetAttributes()));
+        EXPECT_NE(item.GetLastWriteTime().dwHighDateTime, 0u);
+        EXPECT_NE(item.GetLastAccessTime().dwHighDateTime, 0u);
+        EXPECT_NE(item.GetCreationTime().dwHighDateTime, 0u);
     }
-    EXPECT_EQ(vecNames,
-              (std::vector<std::string>{"one.txt:1", "sub:0", "sub\\three.txt:3", "two.txt:2"}));
-    EXPECT_EQ(XRFFindFileList(param, "d\\sub\\none", 0, items, error, key), 0);
-    EXPECT_NE(error, 0u);
+    EXPECT_EQ(vecNames, (std::vector<std::string>{"one.TXT:1:128", "sub:0:16", "sub\\four.txt:4:128", "three.jpg:3:128",
+                                                  "two.txt:2:128"}));
+    // Patterns over the tree, a directory's own level, an empty one, none.
+    const struct {
+        const char* pszPath;
+        int nFlag;
+        int nItems;
+        DWORD nError;
+    } lists[] = {{"*.txt", 1, 3, 0}, {"d", 0, 4, 0}, {"e", 0, 0, 0}, {"d\\none", 0, 0, XRFP_ERROR_PATH_NOT_FOUND}};
+    for (const auto& l : lists) {
+        XRFFileInfoList found;
+        EXPECT_EQ(XRFFindFileList(param, l.pszPath, l.nFlag, found, error, key), l.nItems) << l.pszPath;
+        EXPECT_EQ(error, l.nError) << l.pszPath;
+    }
 
+    // One root, the user's, which every command names ".".
     XStringList roots;
     roots.AddTail("kept");
     ASSERT_EQ(XRFGetRootDirList(param, roots, error, key), 1);
     ASSERT_EQ(roots.GetCount(), 2);
-    EXPECT_STREQ(roots.GetTail(), ".") << "the user's root";
-
-    // Moves, deletes, and directory removal with and without its content.
-    ASSERT_EQ(XRFMoveFile(param, "d\\one.txt", "d\\uno.txt", error, key), 1);
-    EXPECT_TRUE(fs::exists(server.Root() / "d" / "uno.txt"));
-    EXPECT_EQ(XRFMoveFile(param, "d\\uno.txt", "d\\two.txt", error, key), 0);
-    EXPECT_EQ(error, 17u);  // the target exists
-    ASSERT_EQ(XRFDeleteFile(param, "d\\uno.txt", error, key), 1);
-    EXPECT_EQ(XRFRemoveDirectory(param, "d", 0, error, key), 0);
-    EXPECT_NE(error, 0u);
-    ASSERT_EQ(XRFRemoveDirectory(param, "d", 1, error, key), 1);
-    EXPECT_FALSE(fs::exists(server.Root() / "d"));
+    EXPECT_STREQ(roots.GetTail(), ".");
 }
 
 TEST_F(XRFFileTest, RefusalsBeforeAnythingIsSent)
 {
     // A path longer than its field: refused without a connection.
-    std::string strLong(260, 'x');
-    EXPECT_EQ(Create(strLong.c_str(), 2), XRF_INVALID_HANDLE);
-    EXPECT_EQ(error, 0x2001001Fu);
-    EXPECT_EQ(XRFDeleteFile(param, strLong.c_str(), error, key), 0);
-    EXPECT_EQ(error, 0x2001001Fu);
-    EXPECT_EQ(XRFMoveFile(param, "a", strLong.c_str(), error, key), 0);
-    EXPECT_EQ(error, 0x2001001Fu);
+    const std::string strLong(260, 'x');
+    const char* pszLong = strLong.c_str();
+    XRFFileInfoList items;
+    const std::function<bool()> refused[] = {
+        [&] { return Create(pszLong, 2) == XRF_INVALID_HANDLE; },
+        [&] { return XRFDeleteFile(param, pszLong, error, key) == 0; },
+        [&] { return XRFMoveFile(param, "a", pszLong, error, key) == 0; },
+        [&] { return XRFFindFirstFile(param, pszLong, nullptr, error, key) == XRF_INVALID_HANDLE; },
+        [&] { return XRFFindFileList(param, pszLong, 1, items, error, key) == 0; },
+    };
+    for (const auto& call : refused) {
+        error = 0;
+        EXPECT_TRUE(call());
+        EXPECT_EQ(error, 0x2001001Fu);
+    }
     EXPECT_EQ(XFile::GetRFConnectionPool()->GetGroupCount(), 0);
     EXPECT_TRUE(key.IsEmpty());
     // 259 characters still fit.
-    EXPECT_EQ(Create(strLong.substr(1).c_str(), 2), XRF_INVALID_HANDLE);
+    EXPECT_EQ(Create(pszLong + 1, 2), XRF_INVALID_HANDLE);
     EXPECT_EQ(error, 36u);  // the server's ENAMETOOLONG: the request went out
     XString strModule, strGroup;
     EXPECT_STREQ(XfnGetErrorString(0x2001001F, strModule, strGroup), "The parameter is not valid");
@@ -190,91 +380,114 @@ TEST_F(XRFFileTest, RefusalsBeforeAnythingIsSent)
     EXPECT_EQ(nHigh, 77u);
 }
 
+// Without XRFInit every operation fails with "no connection".
 TEST(XRFFile, WithoutAPoolNothingConnects)
 {
     XRFConnectionOpenParam param;
     XString key;
     DWORD error = 0;
-    EXPECT_EQ(XRFDeleteFile(param, "a", error, key), 0);
-    EXPECT_EQ(error, 0x2001001Du);
+    BYTE abBuffer[8] = {0};
+    DWORD nCount = 0;
+    LONG nHigh = 0;
+    LARGE_INTEGER length;
+    _FILETIME ft{};
+    WIN32_FIND_DATAA data{};
+    XRFFileInfoList items;
+    XStringList roots;
+    const std::function<bool()> calls[] = {
+        [&] { return XRFCreateFile(param, "a", 0, 0, nullptr, 3, 0, nullptr, length, error, key) == ~0u; },
+        [&] { return XRFCloseHandle(param, 1, error, key) == 0; },
+        [&] { return XRFReadFile(param, 1, abBuffer, 8, &nCount, nullptr, 0, error, key) == 0; },
+        [&] { return XRFWriteFile(param, 1, abBuffer, 8, &nCount, nullptr, 0, length, error, key) == 0; },
+        [&] { return XRFSetFilePointer(param, 1, 0, &nHigh, 0, error, key) == ~0u; },
+        [&] { return XRFSetEndOfFile(param, 1, error, key) == 0; },
+        [&] { return XRFFlushFileBuffers(param, 1, error, key) == 0; },
+        [&] { return XRFGetFileSize(param, 1, nullptr, error, key) == ~0u; },
+        [&] { return XRFGetFileTime(param, 1, &ft, &ft, &ft, error, key) == 0; },
+        [&] { return XRFSetFileTime(param, 1, &ft, &ft, &ft, error, key) == 0; },
+        [&] { return XRFGetFileAttributes(param, "a", error, key) == ~0u; },
+        [&] { return XRFSetFileAttributes(param, "a", 0x80, error, key) == 0; },
+        [&] { return XRFDeleteFile(param, "a", error, key) == 0; },
+        [&] { return XRFMoveFile(param, "a", "b", error, key) == 0; },
+        [&] { return XRFCreateDirectory(param, "a", nullptr, error, key) == 0; },
+        [&] { return XRFRemoveDirectory(param, "a", 1, error, key) == 0; },
+        [&] { return XRFFindFirstFile(param, "a", &data, error, key) == ~0u; },
+        [&] { return XRFFindNextFile(param, 1, &data, error, key) == 0; },
+        [&] { return XRFFindClose(param, 1, error, key) == 0; },
+        [&] { return XRFFindFileList(param, "a", 1, items, error, key) == 0; },
+        [&] { return XRFGetRootDirList(param, roots, error, key) == 0; },
+    };
+    for (size_t i = 0; i < std::size(calls); ++i) {
+        error = 0;
+        EXPECT_TRUE(calls[i]()) << "call " << i;
+        EXPECT_EQ(error, 0x2001001Du) << "call " << i;
+    }
 }
 
 // A server that closes the stream inside a reply: the operation reads the
 // cleared reply as it stands (code 0, error 0 where nothing came), and the
-// connection, closed by then, is deleted when it goes back to the pool.
-TEST(XRFFile, RepliesCutByTheServerClosing)
+// connection, closed by then, is deleted when it goes back to the pool. A
+// reply that cannot be read in step is refused and its connection dropped.
+TEST(XRFFile, RepliesCutOrBentByFakeServers)
 {
     PoolScope pool;
-    struct tagCut {
+    XRFConnectionOpenParam param;
+    XString key;
+    DWORD error = 0, nRead = 0;
+    LARGE_INTEGER size;
+    size.QuadPart = -7;
+    char szBuffer[9] = "xxxxxxxx";
+    XStringList roots;
+    XRFFileInfoList items;
+    const std::vector<BYTE> kItem = {44, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 56, 1, 0, 0,
+                                     0,  0, 0, 0, 0, 0, 0, 0, 0x10, 0, 0, 0};
+    auto read = [&] { return XRFReadFile(param, 5, szBuffer, 8, &nRead, nullptr, 0, error, key); };
+    auto list = [&] { return XRFFindFileList(param, "d", 0, items, error, key); };
+    const struct {
         const char* pszName;
         DWORD nRequestSize;
         std::vector<BYTE> vecSent;  // what comes before the close
-        std::function<void(XRFConnectionOpenParam&, XString&)> check;
-    };
-    const std::vector<tagCut> cuts = {
+        std::function<int()> call;
+        int nResult;
+        DWORD nError;
+        int nPooled;  // connections left in the pool
+    } cuts[] = {
         {"create, no reply", 312, {},
-         [](XRFConnectionOpenParam& param, XString& key) {
-             LARGE_INTEGER size;
-             size.QuadPart = -7;
-             DWORD error = 0;
-             EXPECT_EQ(XRFCreateFile(param, "a", 0x80000000u, 1, nullptr, 3, 0, nullptr, size, error, key),
-                       XRF_INVALID_HANDLE);
-             EXPECT_EQ(error, 0x20010022u);
-             EXPECT_EQ(size.QuadPart, -7);
-         }},
-        {"close, 5 bytes", 24, {26, 0, 0, 0, 9},
-         [](XRFConnectionOpenParam& param, XString& key) {
-             DWORD error = 1;
-             EXPECT_EQ(XRFCloseHandle(param, 5, error, key), 1);
-             EXPECT_EQ(error, 0u);
-         }},
-        {"read, inside the data", 32, {25, 0, 0, 0, 0, 0, 0, 0, 6, 0, 0, 0, 0, 0, 0, 0, 'a', 'b'},
-         [](XRFConnectionOpenParam& param, XString& key) {
-             char szBuffer[9] = "xxxxxxxx";
-             DWORD error = 1, nRead = 0;
-             EXPECT_EQ(XRFReadFile(param, 5, szBuffer, 8, &nRead, nullptr, 0, error, key), 1);
-             EXPECT_EQ(error, 0u);
-             EXPECT_EQ(nRead, 6u);
-             EXPECT_STREQ(szBuffer, "abxxxxxx");
-         }},
+         [&] { return int(XRFCreateFile(param, "a", 0x80000000u, 1, nullptr, 3, 0, nullptr, size, error, key)); }, -1,
+         0x20010022u, 0},
+        {"close, 5 bytes", 24, {26, 0, 0, 0, 9}, [&] { return XRFCloseHandle(param, 5, error, key); }, 1, 0, 0},
+        {"read, inside the data", 32, {25, 0, 0, 0, 0, 0, 0, 0, 6, 0, 0, 0, 0, 0, 0, 0, 'a', 'b'}, read, 1, 0, 0},
+        {"read, more announced than asked", 32, {25, 0, 0, 0, 0, 0, 0, 0, 9}, read, 0, 0x20010022u, 0},
+        // The first entry reads as empty; the next finds the connection closed.
         {"root list, after the head", 16, {43, 0, 0, 0, 0, 0, 0, 0, 3, 0, 0, 0, 0, 0, 0, 0},
-         [](XRFConnectionOpenParam& param, XString& key) {
-             XStringList roots;
-             roots.AddTail("kept");
-             DWORD error = 0;
-             // The first entry reads as empty; the next finds the connection closed.
-             EXPECT_EQ(XRFGetRootDirList(param, roots, error, key), 0);
-             EXPECT_EQ(error, 10057u);
-             ASSERT_EQ(roots.GetCount(), 2);
-             EXPECT_STREQ(roots.GetTail(), "");
-         }},
-        {"file list, inside an item", 280, {44, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 56, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-                                           0x10, 0, 0, 0},
-         [](XRFConnectionOpenParam& param, XString& key) {
-             XRFFileInfoList items;
-             DWORD error = 0;
-             EXPECT_EQ(XRFFindFileList(param, "d", 0, items, error, key), 1);
-             EXPECT_EQ(error, 10057u);
-             ASSERT_EQ(items.GetCount(), 1);
-             EXPECT_EQ(items.GetHead().GetAttributes(), 0x10u);
-             EXPECT_EQ(items.GetHead().GetSize(), 0);
-         }},
+         [&] { return XRFGetRootDirList(param, roots, error, key); }, 0, 10057, 0},
+        {"root list, an error", 16, {43, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 5, 0, 0, 0},
+         [&] { return XRFGetRootDirList(param, roots, error, key); }, 0, 5, 1},
+        {"file list, inside an item", 280, kItem, list, 1, 10057, 0},
+        {"file list, a head of another code", 280, {43, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 56, 1, 0, 0, 0, 0, 0, 0},
+         list, 0, XRF_ERROR_INVALID_PARAMETER, 0},
     };
-    for (const tagCut& cut : cuts) {
+    for (const auto& cut : cuts) {
         SCOPED_TRACE(cut.pszName);
-        FakeServer fake([&](XSysSocket s) {
-            FakeServer::Greet(s, "1.00", FakeServer::PublicKey(), true, 0);
-            std::vector<BYTE> vecRequest;
-            if (FakeServer::RecvAll(s, cut.nRequestSize, vecRequest))
-                FakeServer::SendAll(s, cut.vecSent);
-        });
-        XRFConnectionOpenParam param;
-        param.strHost = "127.0.0.1";
-        param.nPort = fake.Port();
-        XString key;
-        cut.check(param, key);
-        EXPECT_EQ(XFile::GetRFConnectionPool()->GetConnectionCount(key), 0);
+        FakeServer fake(FakeServer::Answer(cut.nRequestSize, cut.vecSent));
+        param = fake.Param();
+        key.Empty();
+        error = 0xDEAD;
+        EXPECT_EQ(cut.call(), cut.nResult);
+        EXPECT_EQ(error, cut.nError);
+        EXPECT_EQ(XFile::GetRFConnectionPool()->GetConnectionCount(key), cut.nPooled);
     }
+    // What the cut replies left: the size untouched, the head's count with the
+    // rest of the buffer as it was (and kept by the refused read), one empty
+    // root entry, one directory item of size 0.
+    EXPECT_EQ(size.QuadPart, -7);
+    EXPECT_EQ(nRead, 6u);
+    EXPECT_STREQ(szBuffer, "abxxxxxx");
+    ASSERT_EQ(roots.GetCount(), 1);
+    EXPECT_STREQ(roots.GetHead(), "");
+    ASSERT_EQ(items.GetCount(), 1);
+    EXPECT_EQ(items.GetHead().GetAttributes(), 0x10u);
+    EXPECT_EQ(items.GetHead().GetSize(), 0);
 }
 
 TEST(XRFPath, TheRemoteFormAndWhatStaysLocal)
@@ -308,5 +521,3 @@ TEST(XRFPath, TheRemoteFormAndWhatStaysLocal)
 }
 
 } // namespace
-
-#endif // XRF_TEST_WITH_SERVER

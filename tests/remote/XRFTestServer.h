@@ -1,20 +1,11 @@
-// Test support for the remote file client: the project's server started in
-// this process on a free loopback port, with a scratch directory for the
-// users alice and bob and one key shared by every server of the process; a
-// scope that opens and closes the connection pool; and a scripted fake
-// server for what the real one never does. Everything is stopped and removed
-// when the objects go, on failure too.
+// Test support shared by the server's and the remote client's tests: the
+// project's server started in this process on a free loopback port, with
+// users alice (secret1) and bob (secret2) in a scratch directory and one key
+// for every server of the process; a scope that opens the connection pool;
+// and a scripted fake server for what the real one never does. Everything is
+// stopped and removed when the objects go, on failure too.
 #pragma once
 
-// The server's sources come with the xrfpd_core library; a test program
-// built without it has only the check in XRFTestSetup_test.cpp.
-#if __has_include("XRFPServer.h")
-#define XRF_TEST_WITH_SERVER 1
-#else
-#define XRF_TEST_WITH_SERVER 0
-#endif
-
-#if XRF_TEST_WITH_SERVER
 #include "XRFPServer.h"
 
 #include "KVDbase/crypto/XRSA.h"
@@ -39,12 +30,24 @@ namespace xrftest {
 
 namespace fs = std::filesystem;
 
+// Under the address sanitizer resident sizes grow with its quarantine and
+// shadow, and its runtime needs descriptors of its own: tests of those skip.
+#ifdef __SANITIZE_ADDRESS__
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
+
+// In memory where the machine offers it: some tests make thousands of files.
 inline fs::path ScratchDir(const std::string& strTag)
 {
     static std::mt19937 rng(std::random_device{}());
-    fs::path dir = fs::temp_directory_path() / ("kvd_remote_" + strTag + "_" + std::to_string(rng()));
-    fs::create_directories(dir);
-    return dir;
+    std::string strName = "kvd_xrf_" + strTag + "_" + std::to_string(rng());
+    std::error_code ec;
+    if (fs::create_directories(fs::path("/dev/shm") / strName, ec))
+        return fs::path("/dev/shm") / strName;
+    fs::create_directories(fs::temp_directory_path() / strName);
+    return fs::temp_directory_path() / strName;
 }
 
 inline void WriteBytes(const fs::path& path, const std::string& strBytes)
@@ -67,8 +70,8 @@ inline const std::string& KeyFile()
         tagKeyDir()
         {
             XString strPrivate, strPublic;
-            XfnGenerateRSAKey(1024, strPrivate, strPublic, "remote client tests");
-            std::ofstream(strFile) << static_cast<const char*>(strPrivate) << "\n";
+            XfnGenerateRSAKey(1024, strPrivate, strPublic, "test server key");
+            WriteBytes(strFile, std::string(strPrivate) + "\n");
             fs::permissions(strFile, fs::perms::owner_read | fs::perms::owner_write);
         }
         ~tagKeyDir()
@@ -81,18 +84,56 @@ inline const std::string& KeyFile()
     return keyDir.strFile;
 }
 
-// The server with users alice (secret1) and bob (secret2). Stop and Start
-// keep the port and the roots, as a restarted server would.
+// Whole sends and receives on a socket; false when the stream fails or ends.
+inline bool SendAll(XSysSocket s, const std::vector<BYTE>& vecData)
+{
+    for (size_t nDone = 0; nDone < vecData.size();) {
+        uint32_t nError = 0;
+        long n = XfnSysSocketSend(s, vecData.data() + nDone, vecData.size() - nDone, nError);
+        if (n <= 0)
+            return false;
+        nDone += static_cast<size_t>(n);
+    }
+    return true;
+}
+
+inline bool RecvAll(XSysSocket s, size_t nSize, std::vector<BYTE>& vecData)
+{
+    vecData.assign(nSize, 0);
+    for (size_t nDone = 0; nDone < nSize;) {
+        uint32_t nError = 0;
+        long n = XfnSysSocketRecv(s, vecData.data() + nDone, nSize - nDone, nError);
+        if (n <= 0)
+            return false;
+        nDone += static_cast<size_t>(n);
+    }
+    return true;
+}
+
+// The login of a client on the loopback port given.
+inline XRFConnectionOpenParam LocalParam(uint16_t nPort, const char* pszUser = "alice",
+                                         const char* pszPassword = "secret1")
+{
+    XRFConnectionOpenParam param;
+    param.strHost = "127.0.0.1";
+    param.nPort = nPort;
+    param.strUser = pszUser;
+    param.strPassword = pszPassword;
+    return param;
+}
+
+// The server with users alice and bob, each with a root of their own. Stop
+// and Start keep the port and the roots, as a restarted server would.
 class TestServer {
 public:
-    explicit TestServer(int nIdleSeconds = 30) : dir(ScratchDir("srv"))
+    explicit TestServer(tagXRFPSettings settingsIn = tagXRFPSettings()) : dir(ScratchDir("srv")), settings(settingsIn)
     {
         fs::create_directories(dir / "alice");
         fs::create_directories(dir / "bob");
         settings.strListen = "127.0.0.1";
         settings.nPort = 0;
         settings.strKeyFile = KeyFile();
-        settings.nIdleSeconds = nIdleSeconds;
+        settings.nKeyBits = 1024;
         settings.vecUsers = {"alice:secret1:" + (dir / "alice").string(), "bob:secret2:" + (dir / "bob").string()};
         Start();
     }
@@ -114,6 +155,7 @@ public:
     void Stop() { pServer->Stop(); }
     uint16_t Port() const { return static_cast<uint16_t>(settings.nPort); }
     XRFPServer& Server() { return *pServer; }
+    fs::path Dir() const { return dir; }
     fs::path Root(const std::string& strUser = "alice") const { return dir / strUser; }
 
     // The remote path of a server path for alice, or for another login.
@@ -123,12 +165,7 @@ public:
     }
     XRFConnectionOpenParam Param(const char* pszUser = "alice", const char* pszPassword = "secret1") const
     {
-        XRFConnectionOpenParam param;
-        param.strHost = "127.0.0.1";
-        param.nPort = Port();
-        param.strUser = pszUser;
-        param.strPassword = pszPassword;
-        return param;
+        return LocalParam(Port(), pszUser, pszPassword);
     }
 
 private:
@@ -151,7 +188,6 @@ public:
     explicit FakeServer(std::function<void(XSysSocket)> script)
     {
         uint32_t nError = 0;
-        nPort = 0;
         sListen = XfnSysSocketListen("127.0.0.1", nPort, nError);
         EXPECT_NE(sListen, XSYS_INVALID_SOCKET) << nError;
         thread = std::thread([this, script] {
@@ -178,32 +214,8 @@ public:
         XfnSysSocketClose(sListen);
     }
     uint16_t Port() const { return nPort; }
+    XRFConnectionOpenParam Param() const { return LocalParam(nPort); }
 
-    static bool SendAll(XSysSocket s, const std::vector<BYTE>& vecData)
-    {
-        size_t nDone = 0;
-        while (nDone < vecData.size()) {
-            uint32_t nError = 0;
-            long n = XfnSysSocketSend(s, vecData.data() + nDone, vecData.size() - nDone, nError);
-            if (n <= 0)
-                return false;
-            nDone += static_cast<size_t>(n);
-        }
-        return true;
-    }
-    static bool RecvAll(XSysSocket s, size_t nSize, std::vector<BYTE>& vecData)
-    {
-        vecData.assign(nSize, 0);
-        size_t nDone = 0;
-        while (nDone < nSize) {
-            uint32_t nError = 0;
-            long n = XfnSysSocketRecv(s, vecData.data() + nDone, nSize - nDone, nError);
-            if (n <= 0)
-                return false;
-            nDone += static_cast<size_t>(n);
-        }
-        return true;
-    }
     // A greeting of the given version and key, then, when bLogin, a login
     // read and answered with nLoginError.
     static void Greet(XSysSocket s, const char* pszVersion, const std::string& strKey, bool bLogin = false,
@@ -216,15 +228,13 @@ public:
             vecGreeting[4 + i] = static_cast<BYTE>(nLength >> (8 * i));
         std::memcpy(vecGreeting.data() + 8, strKey.data(), strKey.size() < 1452 ? strKey.size() : 1452);
         SendAll(s, vecGreeting);
-        if (!bLogin)
-            return;
         std::vector<BYTE> vecLogin, vecReply;
-        if (!RecvAll(s, 8200, vecLogin))
+        if (!bLogin || !RecvAll(s, 8200, vecLogin))
             return;
         XfnRFBuildReply(vecReply, XRF_CMD_LOGIN, tagXRFReply{40, 0, 0, nLoginError});
         SendAll(s, vecReply);
     }
-    // The public key of the shared test key, as a server greets with it.
+    // A public key of the process, as a server greets with it.
     static std::string PublicKey()
     {
         static const std::string strKey = [] {
@@ -235,12 +245,22 @@ public:
         return strKey;
     }
 
+    // A script that logs the client in, reads a request of nRequest bytes and
+    // sends vecReply; then, when bHold, waits until the client has gone.
+    static std::function<void(XSysSocket)> Answer(size_t nRequest, std::vector<BYTE> vecReply, bool bHold = false)
+    {
+        return [=](XSysSocket s) {
+            Greet(s, "1.00", PublicKey(), true, 0);
+            std::vector<BYTE> vecRequest;
+            if (RecvAll(s, nRequest, vecRequest) && SendAll(s, vecReply) && bHold)
+                RecvAll(s, 1, vecRequest);
+        };
+    }
+
 private:
     XSysSocket sListen;
-    uint16_t nPort;
+    uint16_t nPort = 0;
     std::thread thread;
 };
 
 } // namespace xrftest
-
-#endif // XRF_TEST_WITH_SERVER

@@ -5,10 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <string>
-#include <vector>
 
-#include "KVDbase/remote/XRFWire.h"
 #include "remote/XRFWireTestBytes.h"
 
 namespace {
@@ -21,21 +18,16 @@ tagXRFGreeting Greeting(const char* szVersion, const std::string& strKey)
     return greeting;
 }
 
-TEST(XRFWireReply, GreetingBytesAndKeyLimits)
+TEST(XRFWireReply, GreetingBytesVersionsAndKeyLimits)
 {
+    ExpectForm(Greeting(XRF_VERSION, "30819D30"), XfnRFBuildGreeting, XfnRFParseGreeting,
+               Packet(1460, {{0, {'1', '.', '0', '0', 8, 0, 0, 0}}, {8, Text("30819D30")}}));
     std::vector<BYTE> buf;
-    ASSERT_EQ(XfnRFBuildGreeting(buf, Greeting(XRF_VERSION, "30819D30")), XRF_WIRE_OK);
-    EXPECT_EQ(buf, Packet(1460, {{0, {'1', '.', '0', '0', 8, 0, 0, 0}}, {8, Text("30819D30")}}));
     tagXRFGreeting back{};
-    ASSERT_EQ(XfnRFParseGreeting(buf.data(), buf.size(), back), XRF_WIRE_OK);
-    EXPECT_STREQ(back.szVersion, "1.00");
-    EXPECT_EQ(back.strPublicKey, "30819D30");
-    EXPECT_EQ(XfnRFParseGreeting(buf.data(), 1459, back), XRF_WIRE_SHORT);
-
     // 1024 key bytes are the most that a greeting may carry.
     std::string strKey(1024, 'A');
-    buf.clear();
     ASSERT_EQ(XfnRFBuildGreeting(buf, Greeting(XRF_VERSION, strKey)), XRF_WIRE_OK);
+    EXPECT_EQ(XfnRFParseGreeting(buf.data(), 1459, back), XRF_WIRE_SHORT);
     ASSERT_EQ(XfnRFParseGreeting(buf.data(), buf.size(), back), XRF_WIRE_OK);
     EXPECT_EQ(back.strPublicKey, strKey);
     std::vector<BYTE> none;
@@ -56,20 +48,16 @@ TEST(XRFWireReply, GreetingBytesAndKeyLimits)
     ASSERT_EQ(XfnRFParseGreeting(cut.data(), cut.size(), back), XRF_WIRE_OK);
     EXPECT_EQ(back.strPublicKey, "AB");
     EXPECT_EQ(XfnRFWireError(XRF_WIRE_BAD_KEY), XRF_ERROR_INVALID_PUBLIC_KEY);
-}
 
-TEST(XRFWireReply, GreetingOfAnotherVersion)
-{
+    // Other versions; a peer that closed early leaves a cleared buffer: no
+    // version at all.
     for (const char* szVersion : {"1.01", "1.0", ""}) {
-        std::vector<BYTE> buf;
+        buf.clear();
         ASSERT_EQ(XfnRFBuildGreeting(buf, Greeting(szVersion, "AB")), XRF_WIRE_OK);
-        tagXRFGreeting back{};
         EXPECT_EQ(XfnRFParseGreeting(buf.data(), buf.size(), back), XRF_WIRE_BAD_VERSION) << szVersion;
         EXPECT_STREQ(back.szVersion, szVersion);
     }
-    // A peer that closed early leaves a cleared buffer: no version at all.
     std::vector<BYTE> cleared(1460, 0);
-    tagXRFGreeting back{};
     EXPECT_EQ(XfnRFParseGreeting(cleared.data(), cleared.size(), back), XRF_WIRE_BAD_VERSION);
     EXPECT_EQ(XfnRFWireError(XRF_WIRE_BAD_VERSION), XRF_ERROR_VERSION_MISMATCH);
 }
@@ -168,31 +156,43 @@ TEST(XRFWireReply, ReadReplyAndRootEntries)
     EXPECT_EQ(strRoot.size(), 265u);
 }
 
-TEST(XRFWireReply, CreateAndWriteReplies)
+TEST(XRFWireReply, CreateWriteTimeAndListReplies)
 {
-    std::vector<BYTE> buf;
-    ASSERT_EQ(XfnRFBuildCreateFileReply(buf, {23, 0xFFFFFFFF, 0, 0x100000002LL}), XRF_WIRE_OK);
-    EXPECT_EQ(buf, Packet(32, {{0, {23, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}},
-                               {24, {2, 0, 0, 0, 1, 0, 0, 0}}}));
-    tagXRFCreateFileReply create{};
-    ASSERT_EQ(XfnRFParseCreateFileReply(buf.data(), buf.size(), create), XRF_WIRE_OK);
-    EXPECT_EQ(create.hFile, 0xFFFFFFFFu);
-    EXPECT_EQ(create.nFileSize, 0x100000002LL);
+    ExpectForm(tagXRFCreateFileReply{23, 0xFFFFFFFF, 0, 0x100000002LL}, XfnRFBuildCreateFileReply,
+               XfnRFParseCreateFileReply,
+               Packet(32, {{0, {23, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}},
+                           {24, {2, 0, 0, 0, 1, 0, 0, 0}}}));
     // Only the low word of a handle counts; a wrong code is an invalid packet.
+    tagXRFCreateFileReply create{};
     std::vector<BYTE> odd = Packet(32, {{0, {24}}, {8, {7, 0, 0, 0, 0x12, 0x34, 0x56, 0x78}}, {20, {9}}});
     EXPECT_EQ(XfnRFParseCreateFileReply(odd.data(), odd.size(), create), XRF_WIRE_BAD_CODE);
     EXPECT_EQ(create.hFile, 7u);
     EXPECT_EQ(create.nError, 9u);
     EXPECT_EQ(XfnRFParseCreateFileReply(odd.data(), 31, create), XRF_WIRE_SHORT);
 
-    buf.clear();
-    ASSERT_EQ(XfnRFBuildWriteReply(buf, {24, 0x20000, 0x20000, 0}), XRF_WIRE_OK);
-    EXPECT_EQ(buf, Packet(24, {{0, {24}}, {8, {0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 2, 0}}}));
+    ExpectForm(tagXRFWriteReply{24, 0x20000, 0x20000, 0}, XfnRFBuildWriteReply, XfnRFParseWriteReply,
+               Packet(24, {{0, {24}}, {8, {0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 2, 0}}}));
     tagXRFWriteReply write{};
-    ASSERT_EQ(XfnRFParseWriteReply(buf.data(), buf.size(), write), XRF_WIRE_OK);
-    EXPECT_EQ(write.nFileLength, 0x20000);
-    EXPECT_EQ(write.nWritten, 0x20000u);
-    EXPECT_EQ(XfnRFParseWriteReply(buf.data(), 23, write), XRF_WIRE_SHORT);
+    EXPECT_EQ(XfnRFParseWriteReply(odd.data(), 23, write), XRF_WIRE_SHORT);
+    ExpectForm(tagXRFFileTimeReply{37, {1, 2}, {3, 4}, {5, 6}, 7}, XfnRFBuildFileTimeReply, XfnRFParseFileTimeReply,
+               Packet(40, {{0, {37}}, {8, {1, 0, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0, 4, 0, 0, 0, 5, 0, 0, 0, 6}},
+                           {32, {7}}}));
+
+    // An empty list is a single head with item size 0; an item is 312 bytes.
+    ExpectForm(tagXRFFileListHead{44, 0, 0}, XfnRFBuildFileListHead, XfnRFParseFileListHead,
+               Packet(24, {{0, {44}}}));
+    ExpectForm(tagXRFFileListHead{44, 0, 312}, XfnRFBuildFileListHead, XfnRFParseFileListHead,
+               Packet(24, {{0, {44}}, {12, {0x38, 0x01}}}));
+    std::vector<BYTE> buf;
+    EXPECT_EQ(XfnRFBuildFileListHead(buf, {44, 0, 313}), XRF_WIRE_TOO_LONG);
+    EXPECT_TRUE(buf.empty());
+    tagXRFFileListHead head{};
+    std::vector<BYTE> big = Packet(24, {{0, {44}}, {12, {0x39, 0x01}}});
+    EXPECT_EQ(XfnRFParseFileListHead(big.data(), big.size(), head), XRF_WIRE_BAD_LENGTH);
+    std::vector<BYTE> other = Packet(24, {{0, {43}}, {8, {2}}});
+    EXPECT_EQ(XfnRFParseFileListHead(other.data(), other.size(), head), XRF_WIRE_BAD_CODE);
+    EXPECT_EQ(head.nError, 2u);
+    EXPECT_EQ(XfnRFParseFileListHead(other.data(), 23, head), XRF_WIRE_SHORT);
 }
 
 TEST(XRFWireReply, FindRepliesCarryTheFindDataImage)
@@ -210,68 +210,25 @@ TEST(XRFWireReply, FindRepliesCarryTheFindDataImage)
                                               {32, {0x99}},
                                               {44, Text("scene.tif")},
                                               {304, Text("SCENE.TIF")}});
-
-    std::vector<BYTE> buf;
-    ASSERT_EQ(XfnRFBuildFindFirstReply(buf, reply), XRF_WIRE_OK);
-    std::vector<BYTE> expected = Packet(24, {{0, {35, 0, 0, 0, 0, 0, 0, 0, 3}}});
-    expected.insert(expected.end(), findData.begin(), findData.end());
-    EXPECT_EQ(buf, expected);
+    std::vector<BYTE> first = Packet(24, {{0, {35, 0, 0, 0, 0, 0, 0, 0, 3}}});
+    first.insert(first.end(), findData.begin(), findData.end());
+    ExpectForm(reply, XfnRFBuildFindFirstReply, XfnRFParseFindFirstReply, first);
     tagXRFFindReply back{};
-    ASSERT_EQ(XfnRFParseFindFirstReply(buf.data(), buf.size(), back), XRF_WIRE_OK);
-    EXPECT_EQ(back.hFind, 3u);
-    EXPECT_EQ(std::memcmp(&back.data, &reply.data, sizeof reply.data), 0);
+    EXPECT_EQ(XfnRFParseFindFirstReply(first.data(), 343, back), XRF_WIRE_SHORT);
 
     reply.nCode = 36;
     reply.nError = 18;
-    buf.clear();
-    ASSERT_EQ(XfnRFBuildFindNextReply(buf, reply), XRF_WIRE_OK);
-    expected = Packet(8, {{0, {36}}});
+    std::vector<BYTE> expected = Packet(8, {{0, {36}}});
     expected.insert(expected.end(), findData.begin(), findData.end());
     expected.resize(336);
     expected[328] = 18;
-    EXPECT_EQ(buf, expected);
-    ASSERT_EQ(XfnRFParseFindNextReply(buf.data(), buf.size(), back), XRF_WIRE_OK);
-    EXPECT_EQ(back.nError, 18u);
-    EXPECT_STREQ(back.data.cFileName, "scene.tif");
+    ExpectForm(reply, XfnRFBuildFindNextReply, XfnRFParseFindNextReply, expected);
 
     // A name that fills its field is cut so that it stays C text.
-    std::fill(buf.begin() + 8 + 44, buf.begin() + 8 + 304, BYTE('n'));
-    ASSERT_EQ(XfnRFParseFindNextReply(buf.data(), buf.size(), back), XRF_WIRE_BAD_TEXT);
+    std::fill(expected.begin() + 8 + 44, expected.begin() + 8 + 304, BYTE('n'));
+    ASSERT_EQ(XfnRFParseFindNextReply(expected.data(), expected.size(), back), XRF_WIRE_BAD_TEXT);
     EXPECT_EQ(std::strlen(back.data.cFileName), 259u);
-    EXPECT_EQ(XfnRFParseFindNextReply(buf.data(), 335, back), XRF_WIRE_SHORT);
-    EXPECT_EQ(XfnRFParseFindFirstReply(expected.data(), 343, back), XRF_WIRE_SHORT);
-}
-
-TEST(XRFWireReply, FileTimeAndFileListHeads)
-{
-    std::vector<BYTE> buf;
-    ASSERT_EQ(XfnRFBuildFileTimeReply(buf, {37, {1, 2}, {3, 4}, {5, 6}, 7}), XRF_WIRE_OK);
-    EXPECT_EQ(buf, Packet(40, {{0, {37}}, {8, {1, 0, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0, 4, 0, 0, 0, 5, 0, 0, 0, 6}},
-                               {32, {7}}}));
-    tagXRFFileTimeReply times{};
-    ASSERT_EQ(XfnRFParseFileTimeReply(buf.data(), buf.size(), times), XRF_WIRE_OK);
-    EXPECT_EQ(times.ftLastAccess.dwHighDateTime, 4u);
-    EXPECT_EQ(times.nError, 7u);
-
-    // An empty list is a single head with item size 0.
-    buf.clear();
-    ASSERT_EQ(XfnRFBuildFileListHead(buf, {44, 0, 0}), XRF_WIRE_OK);
-    EXPECT_EQ(buf, Packet(24, {{0, {44}}}));
-    tagXRFFileListHead head{};
-    ASSERT_EQ(XfnRFParseFileListHead(buf.data(), buf.size(), head), XRF_WIRE_OK);
-    EXPECT_EQ(head.nItemSize, 0u);
-
-    buf.clear();
-    ASSERT_EQ(XfnRFBuildFileListHead(buf, {44, 0, 312}), XRF_WIRE_OK);
-    EXPECT_EQ(buf, Packet(24, {{0, {44}}, {12, {0x38, 0x01}}}));
-    EXPECT_EQ(XfnRFBuildFileListHead(buf, {44, 0, 313}), XRF_WIRE_TOO_LONG);
-    EXPECT_EQ(buf.size(), 24u);
-    buf[12] = 0x39;
-    EXPECT_EQ(XfnRFParseFileListHead(buf.data(), buf.size(), head), XRF_WIRE_BAD_LENGTH);
-    std::vector<BYTE> other = Packet(24, {{0, {43}}, {8, {2}}});
-    EXPECT_EQ(XfnRFParseFileListHead(other.data(), other.size(), head), XRF_WIRE_BAD_CODE);
-    EXPECT_EQ(head.nError, 2u);
-    EXPECT_EQ(XfnRFParseFileListHead(other.data(), 23, head), XRF_WIRE_SHORT);
+    EXPECT_EQ(XfnRFParseFindNextReply(expected.data(), 335, back), XRF_WIRE_SHORT);
 }
 
 }  // namespace

@@ -1,13 +1,15 @@
 // Expected packets for the wire tests, written out as byte runs placed at
-// offsets in an otherwise zero packet.
+// offsets in an otherwise zero packet, and the round trip of a record.
 #pragma once
+
+#include <gtest/gtest.h>
 
 #include <cstddef>
 #include <initializer_list>
 #include <string>
 #include <vector>
 
-#include "KVDbase/platform/Win32Types.h"
+#include "KVDbase/remote/XRFWire.h"
 
 struct tagBytesAt {
     size_t nAt;
@@ -33,4 +35,18 @@ inline void PutLE32(std::vector<BYTE>& packet, size_t nAt, DWORD nValue)
 {
     for (int i = 0; i < 4; ++i)
         packet.at(nAt + i) = static_cast<BYTE>(nValue >> (8 * i));
+}
+
+// Builds value and checks the exact bytes, then parses them and builds again
+// from what was parsed: every field carried must come back.
+template <class T, class Build, class Parse>
+void ExpectForm(const T& value, Build build, Parse parse, const std::vector<BYTE>& expected)
+{
+    std::vector<BYTE> buf, again;
+    ASSERT_EQ(build(buf, value), XRF_WIRE_OK);
+    EXPECT_EQ(buf, expected);
+    T back{};
+    ASSERT_EQ(parse(buf.data(), buf.size(), back), XRF_WIRE_OK);
+    ASSERT_EQ(build(again, back), XRF_WIRE_OK);
+    EXPECT_EQ(again, buf);
 }

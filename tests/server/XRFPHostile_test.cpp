@@ -5,6 +5,7 @@
 #include "XRFPLog.h"
 #include "XRFPThrottle.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -13,7 +14,7 @@
 #include <new>
 #include <thread>
 
-using namespace xrfptest;
+using namespace xrftest;
 
 // Allocations of 768 MiB and more fail here, as on a machine without the
 // memory; the other forms of new and delete reach these, or pair among
@@ -41,9 +42,14 @@ void operator delete(void* p, size_t) noexcept
 
 namespace {
 
-const DWORD kRead = 0x80000000u;
-const DWORD kWrite = 0x40000000u;
-const DWORD kOpenExisting = 3, kCreateAlways = 2;
+std::vector<BYTE> Words(std::initializer_list<DWORD> words)
+{
+    std::vector<BYTE> vecBytes;
+    for (DWORD n : words)
+        for (int i = 0; i < 4; ++i)
+            vecBytes.push_back(static_cast<BYTE>(n >> (8 * i)));
+    return vecBytes;
+}
 
 // The resident size of this process, where the test servers run, in KiB.
 long ResidentKiB()
@@ -82,23 +88,20 @@ TEST(ServerHostile, LinkSwapRaceNeverLeavesTheRoot)
     TestServer server;
     fs::path root = server.Root("alice");
     fs::create_directories(root / "pdir" / "bob");
-    WriteText(root / "pdir" / "bob" / "bob.txt", "alice's own");
-    WriteText(server.Root("bob") / "bob.txt", "bob's secret");
+    WriteBytes(root / "pdir" / "bob" / "bob.txt", "alice's own");
+    WriteBytes(server.Root("bob") / "bob.txt", "bob's secret");
     fs::create_directory_symlink("..", root / "plink");  // from the root, leads to the directory above
 
     // Two movers: "p" turns from directory to link (missing, ENOENT, between).
-    auto pReader = LoggedIn(server, "alice", "secret1");
+    auto pReader = LoggedIn(server);
     std::atomic<bool> bStop{false};
     std::vector<std::thread> vecMovers;
     for (const char* pszName : {"pdir", "plink"}) {
         vecMovers.emplace_back([&, pszName] {
-            auto pMover = LoggedIn(server, "alice", "secret1");
-            std::vector<BYTE> vecThere, vecBack;
-            XfnRFBuildMoveFileRequest(vecThere, tagXRFMoveFileRequest{pszName, "p"});
-            XfnRFBuildMoveFileRequest(vecBack, tagXRFMoveFileRequest{"p", pszName});
+            auto pMover = LoggedIn(server);
             while (!bStop) {
-                pMover->Small(vecThere, XRF_CMD_MOVE_FILE);
-                pMover->Small(vecBack, XRF_CMD_MOVE_FILE);
+                pMover->Move(pszName, "p");
+                pMover->Move("p", pszName);
             }
         });
     }
@@ -123,7 +126,7 @@ TEST(ServerHostile, LinkSwapRaceNeverLeavesTheRoot)
         mover.join();
     EXPECT_EQ(nEscapes, 0) << "of " << nReads << " reads";
     EXPECT_GT(nReads, 0);
-    EXPECT_EQ(ReadText(server.Root("bob") / "bob.txt"), "bob's secret");
+    EXPECT_EQ(ReadBytes(server.Root("bob") / "bob.txt"), "bob's secret");
 }
 
 // Connections that never log in, or trickle their login a byte at a time,
@@ -132,7 +135,7 @@ TEST(ServerHostile, LinkSwapRaceNeverLeavesTheRoot)
 TEST(ServerHostile, IdleAndTricklingConnectionsCannotLockUsersOut)
 {
     TestServer server(Settings({{"login-timeout", "2"}, {"max-unauthenticated", "4"}, {"max-per-address", "5"}}));
-    auto pUser = LoggedIn(server, "alice", "secret1");
+    auto pUser = LoggedIn(server);
     auto tStart = std::chrono::steady_clock::now();
     RawClient idle[3];
     for (RawClient& c : idle)
@@ -178,11 +181,11 @@ TEST(ServerHostile, MemoryIsBoundedByWhatClientsCannotPin)
     fs::create_directories(root / "many");
     const int nFiles = 20000;
     for (int i = 0; i < nFiles; ++i)
-        WriteText(root / "many" / ("entry_with_a_long_name_" + std::to_string(i)), "");
+        WriteBytes(root / "many" / ("entry_with_a_long_name_" + std::to_string(i)), "");
 
     // The list's items come to 6.5 MiB, for a client that does not read.
     {
-        auto pLister = LoggedIn(server, "alice", "secret1");
+        auto pLister = LoggedIn(server);
         std::vector<BYTE> vecRequest;
         XfnRFBuildPathRequest(vecRequest, tagXRFPathRequest{XRF_CMD_FIND_FILE_LIST, "many", 0});
         long nBase = ResidentKiB(), nPeak = 0;
@@ -195,7 +198,7 @@ TEST(ServerHostile, MemoryIsBoundedByWhatClientsCannotPin)
     // A read of 1 GiB, taken 4 KiB at a time: the server gives up at its
     // deadline, and what is left in the socket ends before the data does.
     fs::resize_file(root / "many" / "entry_with_a_long_name_0", 1 << 30);
-    auto pReader = LoggedIn(server, "alice", "secret1");
+    auto pReader = LoggedIn(server);
     DWORD h = pReader->Create("many\\entry_with_a_long_name_0", kRead, kOpenExisting).hFile;
     std::vector<BYTE> vecRequest, vecSome;
     XfnRFBuildTransferRequest(vecRequest, XRF_CMD_READ_FILE, tagXRFTransferRequest{0, h, 1u << 30});
@@ -218,19 +221,12 @@ TEST(ServerHostile, MemoryIsBoundedByWhatClientsCannotPin)
         n = pReader->RecvSome(vecSome, 1 << 20);
     EXPECT_LT(nReceived, size_t(1) << 30);
 
-    auto pClient = LoggedIn(server, "alice", "secret1");
+    auto pClient = LoggedIn(server);
     long nBefore = ResidentKiB();
     int nHandles = 0;
     DWORD nError = 0;
-    for (; nHandles < 256; ++nHandles) {
-        std::vector<BYTE> vecPacket, vecReply;
-        XfnRFBuildPathRequest(vecPacket, tagXRFPathRequest{XRF_CMD_FIND_FIRST_FILE, "many\\*", 0});
-        vecReply = pClient->Exchange(vecPacket, XRF_CMD_FIND_FIRST_FILE);
-        tagXRFFindReply reply{};
-        ASSERT_EQ(XfnRFParseFindFirstReply(vecReply.data(), vecReply.size(), reply), XRF_WIRE_OK);
-        if ((nError = reply.nError) != 0)
-            break;
-    }
+    while (nHandles < 256 && (nError = pClient->FindFirst("many\\*").nError) == 0)
+        ++nHandles;
     EXPECT_EQ(nError, static_cast<DWORD>(ENOMEM)) << "the user's budget of 8 MiB ends the handles";
     EXPECT_GT(nHandles, 100);
     EXPECT_TRUE(kSanitized || ResidentKiB() - nBefore < 12 * 1024) << nHandles << " handles on " << nFiles;
@@ -241,16 +237,16 @@ TEST(ServerHostile, MemoryIsBoundedByWhatClientsCannotPin)
 TEST(ServerHostile, FailedAllocationClosesOnlyItsConnection)
 {
     TestServer server(Settings({{"max-block", "1073741824"}, {"max-user-memory", "4096"}}));
-    auto pBystander = LoggedIn(server, "alice", "secret1");
+    auto pBystander = LoggedIn(server);
     DWORD h = pBystander->Create("keep.txt", kRead | kWrite, kCreateAlways).hFile;
-    auto pGreedy = LoggedIn(server, "alice", "secret1");
+    auto pGreedy = LoggedIn(server);
     std::vector<BYTE> vecHead;
     XfnRFBuildDataBlockHead(vecHead, tagXRFDataBlockHead{(1u << 30) - 1});
     ASSERT_TRUE(pGreedy->Send(vecHead));
     EXPECT_TRUE(pGreedy->ClosedByServer());
     EXPECT_EQ(server.Server().FailedConnections(), 1);
     EXPECT_EQ(pBystander->Write(h, 0, "still here").nError, 0u);
-    EXPECT_EQ(LoggedIn(server, "alice", "secret1")->Create("keep.txt", kRead, kOpenExisting).nFileSize, 10);
+    EXPECT_EQ(LoggedIn(server)->Create("keep.txt", kRead, kOpenExisting).nFileSize, 10);
 }
 
 // A login recorded on the wire is refused once the greeting key that it
@@ -315,4 +311,149 @@ TEST(ServerHostile, PasswordGuessingIsSlowedAndItsLogLimited)
     XfnRFPSetLogSink(nullptr);
     EXPECT_LE(CountLogLines("flood line"), 21u);
     EXPECT_EQ(CountLogLines("another kind"), 1u);
+}
+
+TEST(ServerHostile, PathsCannotLeaveTheRoot)
+{
+    TestServer server;
+    auto pClient = LoggedIn(server);
+    RawClient& c = *pClient;
+    fs::path root = server.Root();
+    WriteBytes(server.Root("bob") / "bob.txt", "bob's");
+    WriteBytes(server.Dir() / "outside.txt", "outside");
+    fs::create_directories(root / "in");
+    WriteBytes(root / "in" / "mine.txt", "mine");
+    fs::create_symlink(server.Dir() / "outside.txt", root / "escape.txt");
+    fs::create_directory_symlink(server.Root("bob"), root / "bobdir");
+    fs::create_symlink("in/mine.txt", root / "inside.txt");
+    fs::create_directory_symlink("../bob", root / "bobrel");
+    fs::create_symlink(root / "in" / "mine.txt", root / "absolute.txt");
+
+    // Absolute links are refused even when they lead inside: the kernel
+    // resolves beneath the root, and an absolute link starts above it.
+    for (const char* pszPath : {"..\\bob\\bob.txt", "in\\..\\..\\bob\\bob.txt", "\\etc\\passwd", "/etc/passwd",
+                                "C:\\Windows\\win.ini", "escape.txt", "bobdir\\bob.txt", "bobdir", "bobrel\\bob.txt",
+                                "bobrel\\none.txt", "absolute.txt"}) {
+        EXPECT_EQ(c.Create(pszPath, kRead, kOpenExisting).nError, XRFP_ERROR_ACCESS_DENIED) << pszPath;
+        EXPECT_EQ(c.Path(XRF_CMD_GET_FILE_ATTRIBUTES, pszPath).nError, XRFP_ERROR_ACCESS_DENIED) << pszPath;
+    }
+    DWORD nError = 0;
+    EXPECT_TRUE(c.List("bobdir", 0, nError).empty());
+    EXPECT_EQ(nError, XRFP_ERROR_ACCESS_DENIED);
+    EXPECT_EQ(c.List("", 1, nError), (std::vector<std::string>{"in", "in\\mine.txt", "inside.txt"}))
+        << "links that lead out are left out";
+    EXPECT_EQ(c.Path(XRF_CMD_DELETE_FILE, "..\\outside.txt").nError, XRFP_ERROR_ACCESS_DENIED);
+    EXPECT_EQ(c.Path(XRF_CMD_CREATE_DIRECTORY, "bobdir\\new").nError, XRFP_ERROR_ACCESS_DENIED);
+    EXPECT_EQ(c.Move("in\\mine.txt", "..\\stolen.txt"), XRFP_ERROR_ACCESS_DENIED);
+    EXPECT_TRUE(fs::exists(server.Root("bob") / "bob.txt"));
+    EXPECT_FALSE(fs::exists(server.Root("bob") / "new"));
+
+    // ".." that stays inside, and a link that stays inside, are fine; deleting
+    // a link removes the link, not its target.
+    std::string strData;
+    tagXRFCreateFileReply opened = c.Create("in\\..\\inside.txt", kRead, kOpenExisting);
+    ASSERT_EQ(opened.nError, 0u);
+    EXPECT_EQ(c.Read(opened.hFile, 0, 10, strData), 0u);
+    EXPECT_EQ(strData, "mine");
+    EXPECT_EQ(c.Path(XRF_CMD_DELETE_FILE, "escape.txt").nError, 0u);
+    EXPECT_TRUE(fs::exists(server.Dir() / "outside.txt"));
+}
+
+TEST(ServerHostile, MalformedPacketsCloseOnlyTheirConnection)
+{
+    TestServer server;
+    auto pBystander = LoggedIn(server);
+    DWORD h = pBystander->Create("keep.txt", kRead | kWrite, kCreateAlways).hFile;
+
+    std::vector<BYTE> vecNoNul = Words({XRF_CMD_GET_FILE_ATTRIBUTES, 264});
+    vecNoNul.resize(272, 'A');
+    std::vector<BYTE> vecBigBlock;
+    XfnRFBuildDataBlockHead(vecBigBlock, tagXRFDataBlockHead{(1u << 20) + 1});
+    std::vector<BYTE> vecLonelyData;
+    BYTE b = 1;
+    XfnRFBuildWriteDataRequest(vecLonelyData, tagXRFWriteDataRequest{h, &b, 1});
+    std::vector<BYTE> vecAnnounceThenOther;
+    XfnRFBuildTransferRequest(vecAnnounceThenOther, XRF_CMD_WRITE_ANNOUNCE, tagXRFTransferRequest{0, h, 1});
+    XfnRFBuildHandleRequest(vecAnnounceThenOther, tagXRFHandleRequest{XRF_CMD_GET_FILE_SIZE, h});
+    std::vector<BYTE> vecSecondLogin = Words({XRF_CMD_LOGIN, 8192});
+    vecSecondLogin.resize(8200, 0);
+
+    const std::pair<const char*, std::vector<BYTE>> cases[] = {
+        {"unknown command", Words({99, 0})},
+        {"wrong length word", Words({XRF_CMD_CLOSE_HANDLE, 17, h, 0, 0})},
+        {"path without terminator", vecNoNul},
+        {"block above the limit", vecBigBlock},
+        {"data packet without announcement", vecLonelyData},
+        {"announcement without data packet", vecAnnounceThenOther},
+        {"data size words disagree", Words({XRF_CMD_WRITE_DATA, 17, h, 0, 2, 17, 0xAAAA})},
+        {"second login", vecSecondLogin},
+    };
+    long nBefore = server.Server().MalformedConnections();
+    XfnRFPSetLogSink(&CaptureLog);
+    for (const auto& c : cases) {
+        auto pClient = LoggedIn(server);
+        ASSERT_TRUE(pClient->Send(c.second)) << c.first;
+        EXPECT_TRUE(pClient->ClosedByServer()) << c.first;
+        // The other connection and the login's handle go on working.
+        EXPECT_EQ(pBystander->Write(h, 0, c.first).nError, 0u) << c.first;
+    }
+    EXPECT_EQ(server.Server().MalformedConnections() - nBefore, static_cast<long>(std::size(cases)));
+    XfnRFPSetLogSink(nullptr);
+    EXPECT_EQ(CountLogLines("malformed packet"), std::size(cases));
+    EXPECT_EQ(CountLogLines("wrong length word (command 3)"), 1u);
+
+    // Before login, anything but a login is malformed too.
+    RawClient early;
+    ASSERT_TRUE(early.Connect(server.Port()));
+    std::vector<BYTE> vecRequest;
+    XfnRFBuildRootListRequest(vecRequest);
+    ASSERT_TRUE(early.Send(vecRequest));
+    EXPECT_TRUE(early.ClosedByServer());
+    std::string strData;
+    EXPECT_EQ(pBystander->Read(h, 0, 5, strData), 0u);
+    EXPECT_EQ(strData, "secon");
+}
+
+// The built program with a descriptor limit of 40 and a flood of
+// connections: it backs off with a few log lines instead of spinning, serves
+// again once the flood ends, and keeps its handles within their budget.
+TEST(ServerHostile, RunningOutOfDescriptorsBacksOffAndRecovers)
+{
+    if (kSanitized)
+        GTEST_SKIP() << "the sanitizer's runtime fails without descriptors";
+    fs::path dir = ScratchDir("fds");
+    std::string strPort = (dir / "port").string(), strLog = (dir / "log").string(), strPid = (dir / "pid").string();
+    std::string strCommand = "(ulimit -n 40 && exec '" XRFPD_PROGRAM "' --throwaway --port 0 --port-file '" + strPort +
+                             "' --key-bits 1024 --max-unauthenticated 200 --max-per-address 200"
+                             " --max-open-handles 3 --allow-root 2>'" + strLog + "') & echo $! >'" + strPid + "'";
+    ASSERT_EQ(std::system(strCommand.c_str()), 0);
+    int nPort = 0;
+    for (int i = 0; i < 200 && nPort == 0; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        std::ifstream(strPort) >> nPort;
+    }
+    ASSERT_GT(nPort, 0) << ReadBytes(strLog);
+
+    std::vector<std::unique_ptr<RawClient>> vecFlood;
+    for (int i = 0; i < 80; ++i) {
+        vecFlood.push_back(std::make_unique<RawClient>());
+        EXPECT_TRUE(vecFlood.back()->ConnectOnly(static_cast<uint16_t>(nPort)));
+    }
+    std::this_thread::sleep_for(std::chrono::seconds(2));
+    std::string strText = ReadBytes(strLog);
+    EXPECT_NE(strText.find("cannot accept"), std::string::npos);
+    EXPECT_LE(std::count(strText.begin(), strText.end(), '\n'), 25) << "the log line is limited:\n" << strText;
+    vecFlood.clear();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));  // the dead connections are taken and closed
+
+    RawClient client;
+    ASSERT_TRUE(client.Connect(static_cast<uint16_t>(nPort))) << ReadBytes(strLog);
+    EXPECT_EQ(client.Login("demo", "demo"), 0u);
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(client.Create("f" + std::to_string(i), kWrite, kCreateAlways).nError,
+                  i < 3 ? 0u : static_cast<DWORD>(EMFILE))
+            << i;
+    EXPECT_EQ(std::system(("kill $(cat '" + strPid + "'); while kill -0 $(cat '" + strPid + "') 2>/dev/null;"
+                           " do sleep 0.05; done").c_str()), 0);
+    fs::remove_all(dir);
 }

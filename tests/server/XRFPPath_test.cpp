@@ -23,23 +23,24 @@ std::vector<std::string> Split(const std::string& strPath, bool& bOk)
 
 } // namespace
 
-TEST(XRFPPath, SplitsRelativePathsWithEitherSeparator)
+TEST(XRFPPath, SplitsRelativePathsAndRefusesThoseThatLeaveTheRoot)
 {
-    bool bOk = false;
-    EXPECT_EQ(Split("maps\\north\\a.tif", bOk), (std::vector<std::string>{"maps", "north", "a.tif"}));
-    EXPECT_TRUE(bOk);
-    EXPECT_EQ(Split("maps/north\\\\a.tif\\", bOk), (std::vector<std::string>{"maps", "north", "a.tif"}));
-    EXPECT_EQ(Split("a\\.\\b\\..\\c", bOk), (std::vector<std::string>{"a", "c"}));
-    EXPECT_TRUE(bOk);
-    EXPECT_TRUE(Split("", bOk).empty());
-    EXPECT_TRUE(bOk);
-    EXPECT_TRUE(Split("a\\..", bOk).empty());
-    EXPECT_TRUE(bOk) << "back at the root is still inside";
-    EXPECT_EQ(Split("...\\x", bOk), (std::vector<std::string>{"...", "x"})) << "three dots are a name";
-}
-
-TEST(XRFPPath, RefusesPathsThatLeaveTheRoot)
-{
+    const struct {
+        const char* pszPath;
+        std::vector<std::string> vecParts;
+    } inside[] = {
+        {"maps\\north\\a.tif", {"maps", "north", "a.tif"}},
+        {"maps/north\\\\a.tif\\", {"maps", "north", "a.tif"}},
+        {"a\\.\\b\\..\\c", {"a", "c"}},
+        {"", {}},
+        {"a\\..", {}},  // back at the root is still inside
+        {"...\\x", {"...", "x"}},  // three dots are a name
+    };
+    for (const auto& c : inside) {
+        bool bOk = false;
+        EXPECT_EQ(Split(c.pszPath, bOk), c.vecParts) << c.pszPath;
+        EXPECT_TRUE(bOk) << c.pszPath;
+    }
     for (const char* pszPath : {"..", "..\\x", "a\\..\\..\\x", "\\x", "/x", "\\\\server\\share", "C:\\x", "C:x",
                                 "a\\b:stream", "a/../../b"}) {
         bool bOk = true;
@@ -53,15 +54,17 @@ TEST(XRFPPath, WildcardsIgnoreCase)
     EXPECT_TRUE(XfnRFPHasWildcards("*.tif"));
     EXPECT_TRUE(XfnRFPHasWildcards("a?c"));
     EXPECT_FALSE(XfnRFPHasWildcards("abc.tif"));
-    EXPECT_TRUE(XfnRFPMatchPattern("*.tif", "A.TIF"));
-    EXPECT_TRUE(XfnRFPMatchPattern("*.*", "noextension"));
-    EXPECT_TRUE(XfnRFPMatchPattern("*", ""));
-    EXPECT_TRUE(XfnRFPMatchPattern("a*b*c", "aXXbYYbZc"));
-    EXPECT_TRUE(XfnRFPMatchPattern("t?le", "tile"));
-    EXPECT_FALSE(XfnRFPMatchPattern("t?le", "tle"));
-    EXPECT_FALSE(XfnRFPMatchPattern("*.tif", "a.tiff"));
-    EXPECT_FALSE(XfnRFPMatchPattern("a*b", "ab_"));
-    EXPECT_TRUE(XfnRFPMatchPattern("**a", "bba"));
+    const struct {
+        const char* pszPattern;
+        const char* pszName;
+        bool bMatch;
+    } cases[] = {
+        {"*.tif", "A.TIF", true}, {"*.*", "noextension", true}, {"*", "", true},       {"a*b*c", "aXXbYYbZc", true},
+        {"t?le", "tile", true},   {"t?le", "tle", false},       {"*.tif", "a.tiff", false}, {"a*b", "ab_", false},
+        {"**a", "bba", true},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(XfnRFPMatchPattern(c.pszPattern, c.pszName), c.bMatch) << c.pszPattern << " " << c.pszName;
 }
 
 TEST(XRFPFileSystem, ResolvesBeneathTheRootAndRefusesLinksOut)

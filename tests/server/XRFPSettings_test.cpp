@@ -2,39 +2,21 @@
 #include "XRFPSettings.h"
 #include "XRFPUsers.h"
 
-#include "KVDbase/crypto/XRSA.h"
-
-#include <gtest/gtest.h>
+#include "remote/XRFTestServer.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <random>
 #include <sstream>
 
-namespace fs = std::filesystem;
+using namespace xrftest;
 
 namespace {
 
 class XRFPSettingsFiles : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        dir = fs::temp_directory_path() /
-              ("kvd_xrfp_" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) + "_" +
-               std::to_string(std::random_device{}()));
-        fs::create_directories(dir);
-    }
-    void TearDown() override { fs::remove_all(dir); }
+    ~XRFPSettingsFiles() override { fs::remove_all(dir); }
     std::string Path(const std::string& strName) const { return (dir / strName).string(); }
-    std::string Text(const std::string& strName) const
-    {
-        std::ifstream in(dir / strName);
-        std::ostringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
-    fs::path dir;
+    std::string Text(const std::string& strName) const { return ReadBytes(dir / strName); }
+    fs::path dir = ScratchDir("settings");
 };
 
 } // namespace
@@ -137,35 +119,26 @@ TEST(XRFPUsers, HashesAreSaltedAndChecked)
     EXPECT_FALSE(verified.Known(tagXRFPUser{"alice", strTampered, "/"}, "secret")) << "a new hash forgets";
 }
 
-TEST_F(XRFPSettingsFiles, KeyFileIsMadeOnceAndReused)
+// The key is made once and kept. Secrets are read only from the owner's own
+// regular files, never through a link; one open to others is refused at load.
+TEST_F(XRFPSettingsFiles, KeyFileIsMadeOnceAndSecretFilesMustBePrivate)
 {
-    std::string strPrivate, strPublic, strError;
-    bool bCreated = false;
-    ASSERT_TRUE(XfnRFPLoadOrCreateKey(Path("k"), 1024, strPrivate, strPublic, bCreated, strError)) << strError;
-    EXPECT_TRUE(bCreated);
-    EXPECT_EQ(fs::status(dir / "k").permissions() & (fs::perms::group_all | fs::perms::others_all), fs::perms::none);
-    std::string strPrivate2, strPublic2;
-    ASSERT_TRUE(XfnRFPLoadOrCreateKey(Path("k"), 1024, strPrivate2, strPublic2, bCreated, strError));
-    EXPECT_FALSE(bCreated);
-    EXPECT_EQ(strPrivate2, strPrivate);
-    EXPECT_EQ(strPublic2, strPublic);
-    EXPECT_EQ(XfnRSADecryptStringByKey(strPrivate.c_str(), XfnRSAEncryptStringByKey(strPublic.c_str(), "k")),
-              XString("k"));
-
-    std::ofstream(dir / "junk") << "not a key";
-    fs::permissions(dir / "junk", fs::perms::owner_read | fs::perms::owner_write);
-    EXPECT_FALSE(XfnRFPLoadOrCreateKey(Path("junk"), 1024, strPrivate, strPublic, bCreated, strError));
-    EXPECT_NE(strError.find("holds no private key"), std::string::npos);
-    EXPECT_FALSE(XfnRFPLoadOrCreateKey(Path("nodir/k"), 1024, strPrivate, strPublic, bCreated, strError));
-}
-
-// Secrets are read only from the owner's own regular files, never through a
-// link; a users or key file open to others is refused at load.
-TEST_F(XRFPSettingsFiles, SecretFilesMustBePrivate)
-{
-    std::string strPrivate, strPublic, strError;
+    std::string strPrivate, strPublic, strPrivate2, strPublic2, strError;
     bool bCreated = false;
     ASSERT_TRUE(XfnRFPLoadOrCreateKey(Path("key"), 1024, strPrivate, strPublic, bCreated, strError)) << strError;
+    EXPECT_TRUE(bCreated);
+    EXPECT_EQ(fs::status(dir / "key").permissions() & (fs::perms::group_all | fs::perms::others_all), fs::perms::none);
+    ASSERT_TRUE(XfnRFPLoadOrCreateKey(Path("key"), 1024, strPrivate2, strPublic2, bCreated, strError));
+    EXPECT_FALSE(bCreated);
+    EXPECT_EQ(strPrivate2 + strPublic2, strPrivate + strPublic);
+    EXPECT_EQ(XfnRSADecryptStringByKey(strPrivate.c_str(), XfnRSAEncryptStringByKey(strPublic.c_str(), "k")),
+              XString("k"));
+    std::ofstream(dir / "junk") << "not a key";
+    fs::permissions(dir / "junk", fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_FALSE(XfnRFPLoadOrCreateKey(Path("junk"), 1024, strPrivate2, strPublic2, bCreated, strError));
+    EXPECT_NE(strError.find("holds no private key"), std::string::npos);
+    EXPECT_FALSE(XfnRFPLoadOrCreateKey(Path("nodir/k"), 1024, strPrivate2, strPublic2, bCreated, strError));
+
     fs::create_directories(dir / "root");
     ASSERT_TRUE(XfnRFPAddUserToFile(Path("users"), "alice", "pw", Path("root"), strError)) << strError;
     for (const char* pszFile : {"key", "users"}) {

@@ -1,124 +1,18 @@
-// Test support for the file server: a server started in this process on a
-// free loopback port with a scratch root, and a raw client that speaks the
-// wire module's packets over the platform's client sockets. Everything is
-// removed and stopped when the objects go.
+// A raw client of the file server for its tests: packets built with the wire
+// module, sent over the platform's client sockets, replies read by size;
+// and a sink that captures the server's log lines.
 #pragma once
 
-#include "XRFPServer.h"
+#include "remote/XRFTestServer.h"
 
-#include "KVDbase/crypto/XRSA.h"
-#include "KVDbase/remote/XRFWire.h"
-#include "platform/XSysSocket.h"
-
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <memory>
 #include <mutex>
-#include <random>
-#include <string>
-#include <vector>
 
-namespace xrfptest {
+namespace xrftest {
 
-namespace fs = std::filesystem;
+const DWORD kRead = 0x80000000u;
+const DWORD kWrite = 0x40000000u;
+enum : DWORD { kCreateNew = 1, kCreateAlways = 2, kOpenExisting = 3, kOpenAlways = 4, kTruncateExisting = 5 };
 
-// Under the address sanitizer resident sizes grow with its quarantine and
-// shadow, and its runtime needs descriptors of its own: tests of those skip.
-#ifdef __SANITIZE_ADDRESS__
-constexpr bool kSanitized = true;
-#else
-constexpr bool kSanitized = false;
-#endif
-
-// In memory where the machine offers it: some tests make thousands of files.
-inline fs::path ScratchDir(const std::string& strTag)
-{
-    static std::mt19937 rng(std::random_device{}());
-    std::string strName = "kvd_xrfpd_" + strTag + "_" + std::to_string(rng());
-    std::error_code ec;
-    if (fs::create_directories(fs::path("/dev/shm") / strName, ec))
-        return fs::path("/dev/shm") / strName;
-    fs::path dir = fs::temp_directory_path() / strName;
-    fs::create_directories(dir);
-    return dir;
-}
-
-inline void WriteText(const fs::path& path, const std::string& strText)
-{
-    std::ofstream(path, std::ios::binary) << strText;
-}
-
-inline std::string ReadText(const fs::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-// One key for every test server of the process, removed at exit: key
-// generation is the slow part of a start.
-inline const std::string& TestKeyFile()
-{
-    struct tagKeyDir {
-        fs::path dir = ScratchDir("key");
-        std::string strFile = (dir / "xrfpd.key").string();
-        tagKeyDir()
-        {
-            XString strPrivate, strPublic;
-            XfnGenerateRSAKey(1024, strPrivate, strPublic, "test server key");
-            WriteText(strFile, std::string(strPrivate) + "\n");
-            fs::permissions(strFile, fs::perms::owner_read | fs::perms::owner_write);
-        }
-        ~tagKeyDir()
-        {
-            std::error_code ec;
-            fs::remove_all(dir, ec);
-        }
-    };
-    static const tagKeyDir keyDir;
-    return keyDir.strFile;
-}
-
-// A server with users alice and bob, each with a root of their own below
-// one scratch directory.
-class TestServer {
-public:
-    explicit TestServer(tagXRFPSettings settings = tagXRFPSettings())
-    {
-        dir = ScratchDir("srv");
-        fs::create_directories(dir / "alice");
-        fs::create_directories(dir / "bob");
-        settings.strListen = "127.0.0.1";
-        settings.nPort = 0;
-        settings.strKeyFile = TestKeyFile();
-        settings.nKeyBits = 1024;
-        settings.vecUsers = {"alice:secret1:" + (dir / "alice").string(), "bob:secret2:" + (dir / "bob").string()};
-        pServer = std::make_unique<XRFPServer>(settings);
-        std::string strError;
-        bStarted = pServer->Start(strError);
-        EXPECT_TRUE(bStarted) << strError;
-    }
-    ~TestServer()
-    {
-        pServer.reset();
-        std::error_code ec;
-        fs::remove_all(dir, ec);
-    }
-    uint16_t Port() const { return pServer->Port(); }
-    XRFPServer& Server() { return *pServer; }
-    fs::path Root(const std::string& strUser) const { return dir / strUser; }
-    fs::path Dir() const { return dir; }
-    bool Started() const { return bStarted; }
-
-private:
-    fs::path dir;
-    std::unique_ptr<XRFPServer> pServer;
-    bool bStarted = false;
-};
-
-// A raw connection: packets built with the wire module, replies read by size.
 class RawClient {
 public:
     ~RawClient() { Close(); }
@@ -138,10 +32,8 @@ public:
     // Connects and reads the greeting; false on any failure.
     bool Connect(uint16_t nPort, int nTimeoutMs = 10000)
     {
-        if (!ConnectOnly(nPort, nTimeoutMs))
-            return false;
         std::vector<BYTE> vecGreeting;
-        return Recv(XRF_GREETING_SIZE, vecGreeting) &&
+        return ConnectOnly(nPort, nTimeoutMs) && Recv(XRF_GREETING_SIZE, vecGreeting) &&
                XfnRFParseGreeting(vecGreeting.data(), vecGreeting.size(), greeting) == XRF_WIRE_OK;
     }
 
@@ -152,32 +44,8 @@ public:
         s = XSYS_INVALID_SOCKET;
     }
 
-    bool Send(const std::vector<BYTE>& vecData)
-    {
-        size_t nDone = 0;
-        while (nDone < vecData.size()) {
-            uint32_t nError = 0;
-            long n = XfnSysSocketSend(s, vecData.data() + nDone, vecData.size() - nDone, nError);
-            if (n <= 0)
-                return false;
-            nDone += static_cast<size_t>(n);
-        }
-        return true;
-    }
-
-    bool Recv(size_t nSize, std::vector<BYTE>& vecData)
-    {
-        vecData.assign(nSize, 0);
-        size_t nDone = 0;
-        while (nDone < nSize) {
-            uint32_t nError = 0;
-            long n = XfnSysSocketRecv(s, vecData.data() + nDone, nSize - nDone, nError);
-            if (n <= 0)
-                return false;
-            nDone += static_cast<size_t>(n);
-        }
-        return true;
-    }
+    bool Send(const std::vector<BYTE>& vecData) { return SendAll(s, vecData); }
+    bool Recv(size_t nSize, std::vector<BYTE>& vecData) { return RecvAll(s, nSize, vecData); }
 
     // One receive into vecData: its size, 0 at the end, -1 on a failure.
     long RecvSome(std::vector<BYTE>& vecData, size_t nMax)
@@ -217,15 +85,7 @@ public:
         return SendLogin(LoginPacket(strUser, strPassword));
     }
 
-    DWORD SendLogin(const std::vector<BYTE>& vecPacket)
-    {
-        std::vector<BYTE> vecReply;
-        tagXRFReply reply{};
-        if (!Send(vecPacket) || !Recv(16, vecReply) ||
-            XfnRFParseReply(vecReply.data(), vecReply.size(), XRF_CMD_LOGIN, reply) != XRF_WIRE_OK)
-            return ~0u;
-        return reply.nError;
-    }
+    DWORD SendLogin(const std::vector<BYTE>& vecPacket) { return Small(vecPacket, XRF_CMD_LOGIN, false).nError; }
 
     // Sends a packet and reads the fixed reply of nCommand; empty on failure.
     std::vector<BYTE> Exchange(const std::vector<BYTE>& vecPacket, DWORD nCommand)
@@ -236,12 +96,13 @@ public:
         return vecReply;
     }
 
-    // The small replies: code, value words and error.
-    tagXRFReply Small(const std::vector<BYTE>& vecPacket, DWORD nCommand)
+    // The small replies: code, value words and error (~0 when none came).
+    tagXRFReply Small(const std::vector<BYTE>& vecPacket, DWORD nCommand, bool bExpectReply = true)
     {
         tagXRFReply reply{~0u, 0, 0, ~0u};
         std::vector<BYTE> vecReply = Exchange(vecPacket, nCommand);
-        EXPECT_EQ(XfnRFParseReply(vecReply.data(), vecReply.size(), nCommand, reply), XRF_WIRE_OK);
+        XRFWireStatus status = XfnRFParseReply(vecReply.data(), vecReply.size(), nCommand, reply);
+        EXPECT_TRUE(status == XRF_WIRE_OK || !bExpectReply) << status;
         return reply;
     }
 
@@ -269,6 +130,23 @@ public:
         return Small(vecPacket, nCommand);
     }
 
+    DWORD Move(const std::string& strOld, const std::string& strNew)
+    {
+        std::vector<BYTE> vecPacket;
+        XfnRFBuildMoveFileRequest(vecPacket, tagXRFMoveFileRequest{strOld, strNew});
+        return Small(vecPacket, XRF_CMD_MOVE_FILE).nError;
+    }
+
+    tagXRFFindReply FindFirst(const std::string& strPath)
+    {
+        std::vector<BYTE> vecPacket;
+        XfnRFBuildPathRequest(vecPacket, tagXRFPathRequest{XRF_CMD_FIND_FIRST_FILE, strPath, 0});
+        std::vector<BYTE> vecReply = Exchange(vecPacket, XRF_CMD_FIND_FIRST_FILE);
+        tagXRFFindReply reply{};
+        EXPECT_EQ(XfnRFParseFindFirstReply(vecReply.data(), vecReply.size(), reply), XRF_WIRE_OK);
+        return reply;
+    }
+
     // A whole write: announcement and data packet, then the reply.
     tagXRFWriteReply Write(DWORD hFile, int64_t nPosition, const std::string& strData)
     {
@@ -284,32 +162,26 @@ public:
         return reply;
     }
 
-    // A find file list: the items' names (at offset 40) and bytes, and the
-    // error word of the last head.
-    std::vector<std::pair<std::string, std::vector<BYTE>>> List(const std::string& strPath, DWORD nFlag,
-                                                                 DWORD& nError)
+    // A find file list: the items' names (at offset 40), and the error word
+    // of the last head.
+    std::vector<std::string> List(const std::string& strPath, DWORD nFlag, DWORD& nError)
     {
-        std::vector<BYTE> vecRequest;
+        std::vector<BYTE> vecRequest, vecHead, vecItem;
         XfnRFBuildPathRequest(vecRequest, tagXRFPathRequest{XRF_CMD_FIND_FILE_LIST, strPath, nFlag});
         EXPECT_TRUE(Send(vecRequest));
-        std::vector<std::pair<std::string, std::vector<BYTE>>> vecItems;
+        std::vector<std::string> vecNames;
+        tagXRFFileListHead head{};
         nError = ~0u;
-        for (;;) {
-            std::vector<BYTE> vecHead, vecItem;
-            tagXRFFileListHead head{};
-            if (!Recv(XRF_FILE_LIST_HEAD_SIZE, vecHead) ||
-                XfnRFParseFileListHead(vecHead.data(), vecHead.size(), head) != XRF_WIRE_OK) {
-                ADD_FAILURE() << "bad list head";
-                break;
-            }
+        while (Recv(XRF_FILE_LIST_HEAD_SIZE, vecHead) &&
+               XfnRFParseFileListHead(vecHead.data(), vecHead.size(), head) == XRF_WIRE_OK) {
             nError = head.nError;
-            if (head.nItemSize == 0 || head.nError)
-                break;
+            if (head.nItemSize == 0 || head.nError || !Recv(head.nItemSize, vecItem))
+                return vecNames;
             EXPECT_EQ(head.nItemSize, XRF_FILE_INFO_ITEM_SIZE);
-            Recv(head.nItemSize, vecItem);
-            vecItems.emplace_back(reinterpret_cast<const char*>(vecItem.data() + 40), vecItem);
+            vecNames.emplace_back(reinterpret_cast<const char*>(vecItem.data() + 40));
         }
-        return vecItems;
+        ADD_FAILURE() << "bad list head";
+        return vecNames;
     }
 
     // A read: the error word, and the data in strData.
@@ -360,8 +232,8 @@ inline size_t CountLogLines(const std::string& strText)
 }
 
 // A client of a test server, logged in as the user given.
-inline std::unique_ptr<RawClient> LoggedIn(TestServer& server, const std::string& strUser,
-                                           const std::string& strPassword)
+inline std::unique_ptr<RawClient> LoggedIn(TestServer& server, const std::string& strUser = "alice",
+                                           const std::string& strPassword = "secret1")
 {
     auto pClient = std::make_unique<RawClient>();
     EXPECT_TRUE(pClient->Connect(server.Port()));
@@ -369,4 +241,4 @@ inline std::unique_ptr<RawClient> LoggedIn(TestServer& server, const std::string
     return pClient;
 }
 
-} // namespace xrfptest
+} // namespace xrftest

@@ -37,70 +37,56 @@ def recv_exact(sock, n):
     return data
 
 
-def start(xrfpd, args, workdir, log_name):
-    port_file = os.path.join(workdir, log_name + ".port")
-    log = open(os.path.join(workdir, log_name + ".log"), "w")
-    proc = subprocess.Popen([xrfpd, "--port", "0", "--port-file", port_file, "--key-bits", "1024"] + ROOT_FLAG + args,
-                            cwd=workdir, stderr=log)
-    for _ in range(300):
-        if os.path.exists(port_file):
-            with open(port_file) as f:
-                return proc, int(f.read())
-        check(proc.poll() is None, "server exited at start")
-        time.sleep(0.05)
-    proc.kill()
-    raise SystemExit("xrfp_peer: no port file")
-
-
-def stop(proc):
-    proc.send_signal(signal.SIGTERM)
+def run_server(xrfpd, args, workdir, name, client):
+    """Starts the server on a free port, runs client(port), stops it with SIGTERM."""
+    port_file = os.path.join(workdir, name + ".port")
+    with open(os.path.join(workdir, name + ".log"), "w") as log:
+        proc = subprocess.Popen([xrfpd, "--port", "0", "--port-file", port_file, "--key-bits", "1024"] + ROOT_FLAG +
+                                args, cwd=workdir, stderr=log)
     try:
-        check(proc.wait(timeout=10) == 0, "server did not exit cleanly")
-    except subprocess.TimeoutExpired:
-        proc.kill()
-        raise SystemExit("xrfp_peer: server did not stop")
+        for _ in range(300):
+            if os.path.exists(port_file) and os.path.getsize(port_file):
+                break
+            check(proc.poll() is None, "server exited at start")
+            time.sleep(0.05)
+        with open(port_file) as f:
+            client(int(f.read()))
+    finally:
+        proc.send_signal(signal.SIGTERM)
+        try:
+            check(proc.wait(timeout=10) == 0, "server did not exit cleanly")
+        except subprocess.TimeoutExpired:
+            proc.kill()
+            raise SystemExit("xrfp_peer: server did not stop")
 
 
 def login(port, user, password):
     sock = socket.create_connection(("127.0.0.1", port), timeout=10)
     greeting = recv_exact(sock, 1460)
     check(greeting[:4] == b"1.00", "version")
-    key_length = struct.unpack_from("<I", greeting, 4)[0]
-    key_text = greeting[8:8 + key_length].decode("ascii")
+    key_text = greeting[8:8 + struct.unpack_from("<I", greeting, 4)[0]].decode("ascii")
     check(key_text == key_text.upper(), "key text is uppercase")
     key = serialization.load_der_public_key(bytes.fromhex(key_text))
     fields = [key.encrypt(t.encode(), OAEP).hex().upper().encode().ljust(4096, b"\0") for t in (user, password)]
     sock.sendall(struct.pack("<II", 17, 8192) + fields[0] + fields[1])
-    error = struct.unpack_from("<I", recv_exact(sock, 16), 8)[0]
-    return sock, error
+    return sock, struct.unpack_from("<I", recv_exact(sock, 16), 8)[0]
 
 
-def path_field(path):
-    return path.encode().ljust(260, b"\0")
-
-
-def create(sock, path):
-    sock.sendall(struct.pack("<II", 0, 304) + path_field(path) +
+def create_write_read(sock, path, data):
+    """Creates path, writes data at 0 and reads it back from 6; closes the handle."""
+    sock.sendall(struct.pack("<II", 0, 304) + path.encode().ljust(260, b"\0") +
                  struct.pack("<II12xII16x", 0xC0000000, 0, 2, 0))
-    reply = recv_exact(sock, 32)
-    code, handle, error = struct.unpack_from("<I4xI8xI", reply)
+    code, handle, error = struct.unpack_from("<I4xI8xI", recv_exact(sock, 32))
     check(code == 23 and error == 0, "create %s: error 0x%X" % (path, error))
-    return handle
-
-
-def write(sock, handle, position, data):
-    sock.sendall(struct.pack("<IIqq4xI", 1, 24, position, handle, len(data)) +
+    sock.sendall(struct.pack("<IIqq4xI", 1, 24, 0, handle, len(data)) +
                  struct.pack("<IIqII", 21, len(data) + 16, handle, len(data), len(data) + 16) + data)
     code, length, written, error = struct.unpack("<I4xqII", recv_exact(sock, 24))
-    check(code == 24 and error == 0 and written == len(data), "write")
-    return length
-
-
-def read(sock, handle, position, count):
-    sock.sendall(struct.pack("<IIqq4xI", 2, 24, position, handle, count))
+    check(code == 24 and error == 0 and written == len(data) == length, "write")
+    sock.sendall(struct.pack("<IIqq4xI", 2, 24, 6, handle, len(data) - 6))
     code, got, error = struct.unpack("<I4xII", recv_exact(sock, 16))
-    check(code == 25 and error == 0, "read")
-    return recv_exact(sock, got)
+    check(code == 25 and error == 0 and recv_exact(sock, got) == data[6:], "read back")
+    sock.sendall(struct.pack("<IIq8x", 3, 16, handle))
+    check(struct.unpack_from("<I4xI", recv_exact(sock, 16)) == (26, 0), "close handle")
 
 
 def main(xrfpd, workdir):
@@ -121,22 +107,15 @@ def main(xrfpd, workdir):
         as_root = subprocess.run([xrfpd, "--throwaway"], capture_output=True, timeout=10)
         check(as_root.returncode == 2 and b"refusing to run as root" in as_root.stderr, "root needs --allow-root")
 
-    key_file = os.path.join(workdir, "xrfpd.key")
-    proc, port = start(xrfpd, ["--users", users, "--key-file", key_file], workdir, "first")
-    try:
+    def first(port):
         sock, error = login(port, "carol", "Sup3rSecret")
         check(error == 0, "login: 0x%X" % error)
-        handle = create(sock, "docs\\..\\hello.txt")
-        check(write(sock, handle, 0, b"hello from python") == 17, "length after write")
-        check(read(sock, handle, 11, 6) == b"python", "read back")
-        sock.sendall(struct.pack("<IIq8x", 3, 16, handle))
-        check(struct.unpack_from("<I4xI", recv_exact(sock, 16))[1] == 0, "close handle")
-        sock.close()
+        create_write_read(sock, "docs\\..\\hello.txt", b"hello from python")
         sock, error = login(port, "carol", "wrong")
         check(error == 0x20010011, "wrong password: 0x%X" % error)
-        sock.close()
-    finally:
-        stop(proc)
+
+    key_file = os.path.join(workdir, "xrfpd.key")
+    run_server(xrfpd, ["--users", users, "--key-file", key_file], workdir, "first", first)
     with open(os.path.join(root, "hello.txt"), "rb") as f:
         check(f.read() == b"hello from python", "file on disk")
     check(stat.S_IMODE(os.stat(key_file).st_mode) == 0o600, "key file is the owner's alone")
@@ -145,23 +124,18 @@ def main(xrfpd, workdir):
     serialization.load_der_private_key(bytes.fromhex(private_text), password=None)
 
     # The same key is used again on the next start.
-    proc, port = start(xrfpd, ["--users", users, "--key-file", key_file], workdir, "second")
-    try:
-        sock, error = login(port, "carol", "Sup3rSecret")
-        check(error == 0, "login after restart")
-        sock.close()
-    finally:
-        stop(proc)
+    def second(port):
+        check(login(port, "carol", "Sup3rSecret")[1] == 0, "login after restart")
+    run_server(xrfpd, ["--users", users, "--key-file", key_file], workdir, "second", second)
+    with open(key_file) as f:
+        check(f.read().strip() == private_text, "the key file is kept")
 
     # Nothing configured: a throwaway root, key and user, gone at exit.
-    proc, port = start(xrfpd, ["--throwaway"], workdir, "throwaway")
-    try:
+    def throwaway(port):
         sock, error = login(port, "demo", "demo")
         check(error == 0, "throwaway login")
-        write(sock, create(sock, "t.txt"), 0, b"t")
-        sock.close()
-    finally:
-        stop(proc)
+        create_write_read(sock, "t.txt", b"throwaway")
+    run_server(xrfpd, ["--throwaway"], workdir, "throwaway", throwaway)
     with open(os.path.join(workdir, "throwaway.log")) as f:
         match = re.search(r"throwaway root (\S+)", f.read())
     check(match is not None, "throwaway root logged")
