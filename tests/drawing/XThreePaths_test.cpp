@@ -124,31 +124,20 @@ TEST_F(ThreePaths, EachPathKeepsTheMapsColours)
     EXPECT_EQ(nRight, 0);
 }
 
-// Per colour class, the 8 by 8 cells holding a pixel of it: exactly, or on the antialiased path by the nearest
-// colour of the map's palette within 24 (edge pixels, blends of two colours, count for neither).
+// The 8 by 8 cells holding a pixel of a colour: exactly, or on the antialiased path within a distance of 24
+// (edge pixels, blends of two colours, count for none).
 const int kCell = 8, kCols = kWidth / kCell, kRows = kHeight / kCell;
-const COLORREF kPalette[] = {kCoast, kGrid, kHighway, kRoad, kIsland, kReef, kInk, kSea, kLand, 0xFFFFFF};
-
-COLORREF ClassOf(COLORREF px)
-{
-    double dBest = 24.0 * 24.0;
-    COLORREF best = CLR_INVALID;
-    for (COLORREF c : kPalette) {
-        double d = 0;
-        for (int i = 0; i < 24; i += 8)
-            d += ((px >> i & 0xFF) - double(c >> i & 0xFF)) * ((px >> i & 0xFF) - double(c >> i & 0xFF));
-        if (d <= dBest)
-            dBest = d, best = c;
-    }
-    return best;
-}
 
 std::vector<bool> Cells(const Map& m, COLORREF clr, bool bBlends)
 {
     std::vector<bool> cells(static_cast<size_t>(kCols) * kRows, false);
-    for (int i = 0; i < kWidth * kHeight; ++i)
-        if ((bBlends ? ClassOf(m.px[i]) : m.px[i]) == clr)
+    for (int i = 0; i < kWidth * kHeight; ++i) {
+        double d = 0;
+        for (int b = 0; b < 24; b += 8)
+            d += ((m.px[i] >> b & 0xFF) - double(clr >> b & 0xFF)) * ((m.px[i] >> b & 0xFF) - double(clr >> b & 0xFF));
+        if (bBlends ? d <= 24.0 * 24.0 : m.px[i] == clr)
             cells[static_cast<size_t>(i / kWidth / kCell) * kCols + i % kWidth / kCell] = true;
+    }
     return cells;
 }
 
