@@ -151,8 +151,8 @@ TEST_F(BackBuffer3DTest, TrackballRotateTurnsAboutTheCentre)
     bb.TrackballRotate(10, 10, 10, 10);
     ExpectNear(bb.GetEye(), tagXVector3(0, 0, 10), 1e-12);
     ExpectNear(bb.GetUp(), tagXVector3(0, 1, 0), 1e-12);
-    // A drag to the right through the middle turns the eye about the up axis and keeps its distance; the centre
-    // does not move.
+    // A drag to the right through the middle turns the eye about the up axis and keeps its distance; the centre does
+    // not move.
     bb.TrackballRotate(5, 10, 15, 10);
     EXPECT_NEAR(Distance(bb.GetEye(), bb.GetCenter()), 10.0, 1e-9);
     EXPECT_NEAR(bb.GetEye().y, 0.0, 1e-9);
@@ -213,8 +213,8 @@ TEST_F(BackBuffer3DTest, FontCacheIsKeyedByFaceAndWeight)
 
 TEST(BackBuffer3D, TheLastBackBufferToGoEmptiesTheFontCache)
 {
-    // A back buffer made by type and destroyed unbalances the class count for the rest of the process, and the
-    // cache then stays: the case needs a process of its own (as ctest runs it).
+    // A back buffer made by type and destroyed unbalances the class count for the rest of the process, and the cache
+    // then stays: the case needs a process of its own (as ctest runs it).
     if (XBackBuffer::GetRefCount() != 0 || XBackBuffer3D::GetRefCount() != 0)
         GTEST_SKIP() << "an earlier test of this process left the class count unbalanced";
     XGLTestDC dc(8, 8);

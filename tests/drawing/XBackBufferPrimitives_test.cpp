@@ -25,8 +25,8 @@ TEST(XBackBufferPrimitives, PointsRoundHalfAwayFromZero)
 {
     XTestCanvas c(W, H);
     Pen(c.bb, kRed);
-    // Each point is a one-pixel stroke at its rounded pixel: -0.4 rounds to 0, -0.5 to -1 (off the surface),
-    // 20.5 to 21, pixel y 10.5 to 11.
+    // Each point is a one-pixel stroke at its rounded pixel: -0.4 rounds to 0, -0.5 to -1 (off the surface), 20.5 to
+    // 21, pixel y 10.5 to 11.
     double x[] = {10.4, 20.5, 30.49, -0.5, -0.4}, y[] = {30.0, 30.0, 29.5, 20.0, 10.0}, e[4] = {};
     c.bb.DrawPolypoint(x, y, 5, e);
     for (const POINT& pt : {POINT{10, 10}, POINT{21, 10}, POINT{30, 11}, POINT{0, 30}})
@@ -36,8 +36,8 @@ TEST(XBackBufferPrimitives, PointsRoundHalfAwayFromZero)
 
 TEST(XBackBufferPrimitives, EveryPointFormDrawsTheSameShape)
 {
-    // Each family's forms take the same points as arrays, 2D and 3D vectors; z is not used. Polylines leave
-    // the last point out; polygons close.
+    // Each family's forms take the same points as arrays, 2D and 3D vectors; z is not used. Polylines leave the last
+    // point out; polygons close.
     double x[4] = {10, 40, 40, 10}, y[4] = {30, 30, 5, 5}, z[4] = {7, 8, 9, 9}, e[4] = {10, 5, 40, 30};
     tagXVector2 v2[4];
     tagXVector3 v3[4];
@@ -99,8 +99,8 @@ TEST(XBackBufferPrimitives, PolygonIsClosedAndFilledByItsStyle)
     }
 }
 
-// A mask whose bytes differ: columns 0, 1 and 31 of every row but row 3 in the order of glPolygonStipple,
-// where the brush's word order would give columns 7, 24 and 25.
+// A mask whose bytes differ: columns 0, 1 and 31 of every row but row 3 in the order of glPolygonStipple, where the
+// brush's word order would give columns 7, 24 and 25.
 tagXFillStyle Stipple()
 {
     tagXFillStyle s = FillCode(tagXFillStyle::STYLE_TRANSPARENT_PATTERN);
@@ -129,8 +129,8 @@ TEST(XBackBufferPrimitives, StippleFillPaintsTheMaskWithinItsExtent)
     EXPECT_EQ(c.Px(0, 3), kRed);  // mask row 3 is empty ...
     EXPECT_EQ(c.Px(0, 35), kRed); // ... and anchored at the surface origin
 
-    // An extent off the surface paints nothing and the outline still comes; one cut short cuts the fill
-    // (truncated: columns up to 32).
+    // An extent off the surface paints nothing and the outline still comes; one cut short cuts the fill (truncated:
+    // columns up to 32).
     XTestCanvas d(W, H);
     Fill(d.bb, Stipple(), kGreen);
     Pen(d.bb, kBlue);
@@ -196,8 +196,8 @@ TEST(XBackBufferPrimitives, TextStandsOnItsAnchor)
     double w = 0, h = 0;
     ASSERT_EQ(XBackBuffer::GetTextDimensionGDI(nullptr, "HH", &style, w, h), 1);
     ASSERT_GT(w, 10);
-    // Bits 1/2/4 put the box right of, centred on, left of x; 8/16/32 above, centred on, below y. The ink must
-    // lie in that box.
+    // Bits 1/2/4 put the box right of, centred on, left of x; 8/16/32 above, centred on, below y. The ink must lie in
+    // that box.
     for (int nAlign : {9, 10, 12, 17, 18, 20, 33, 34, 36}) {
         XTestCanvas c(W * 2, H * 2);
         SetBkMode(c.DC(), OPAQUE);
@@ -216,8 +216,8 @@ TEST(XBackBufferPrimitives, TextStandsOnItsAnchor)
         EXPECT_GT(ink.right - ink.left, w / 2);
         EXPECT_EQ(GetBkMode(c.DC()), OPAQUE); // as it found it
     }
-    // Turned a quarter: left and top (33) has no shift, so the anchor stays and the text runs up from it to its
-    // right; left and bottom (9) shifts the anchor up by the height and turns it about (64, 40), to the left.
+    // Turned a quarter: left and top (33) has no shift, so the anchor stays and the text runs up from it to its right;
+    // left and bottom (9) shifts the anchor up by the height and turns it about (64, 40), to the left.
     RECT inks[2];
     for (int i = 0; i < 2; ++i) {
         XTestCanvas c(W * 2, H * 2);

@@ -25,8 +25,8 @@ TEST(XBackBufferSurface, CreateAndResizeByType)
     EXPECT_EQ(dib.GetDIBWidthBytes(), 480);
     BITMAPINFO bmi;
     EXPECT_NE(dib.GetDIBits(bmi), nullptr);
-    // Type 1 starts on a 10 by 10 placeholder while keeping the device's size, so a resize to that size keeps
-    // the placeholder.
+    // Type 1 starts on a 10 by 10 placeholder while keeping the device's size, so a resize to that size keeps the
+    // placeholder.
     ASSERT_EQ(ddb.Create(hWindow, XBackBuffer::TYPE_DDB), 1);
     EXPECT_EQ(ddb.GetWidth(), 120);
     EXPECT_EQ(BitmapWidth(ddb.GetDC()), 10);
@@ -160,8 +160,8 @@ TEST_F(Swap, WholeAndPanned)
 
 TEST_F(Swap, ZoomedPreviewsAndTheirCopies)
 {
-    // In: the 20 by 15 pixels from (10, 8) on the whole window, each target pixel taking the source pixel under
-    // its centre.
+    // In: the 20 by 15 pixels from (10, 8) on the whole window, each target pixel taking the source pixel under its
+    // centre.
     c.bb.SwapZoomIn(hWindow, 1.0, kGreen, SRCCOPY);
     EXPECT_EQ(Win(0, 0), Src(10, 8));
     EXPECT_EQ(Win(39, 29), Src(29, 22));
@@ -169,8 +169,8 @@ TEST_F(Swap, ZoomedPreviewsAndTheirCopies)
     Window(kBlue);
     c.bb.SwapZoomIn(hWindow, 0.0, 5, 5, kGreen, SRCCOPY); // f must be above 0
     EXPECT_EQ(Win(20, 15), kBlue);
-    // Out: the whole surface in 20 by 15 at (10, 8), bands around it that leave one row and one column of the
-    // window between them and it.
+    // Out: the whole surface in 20 by 15 at (10, 8), bands around it that leave one row and one column of the window
+    // between them and it.
     c.bb.SwapZoomOut(hWindow, 1.0, kGreen, SRCCOPY);
     EXPECT_EQ(Win(10, 8), Src(1, 1));
     EXPECT_EQ(Win(29, 22), Src(39, 29));

@@ -46,8 +46,8 @@ const int U = tagXLineStyle::STYLE_USER;
 
 TEST(XfnCreatePen, BothFormsFollowTheStyleTable)
 {
-    // The handle form ORs in the pen bits; the wrapper form ignores them, draws solid with CreatePen and gives
-    // the hairline dash code 513.
+    // The handle form ORs in the pen bits; the wrapper form ignores them, draws solid with CreatePen and gives the
+    // hairline dash code 513.
     struct Row {
         tagXLineStyle style;
         int nWidth;
@@ -101,8 +101,8 @@ TEST(XfnCreateBrush, CodesAndTheUprightUserMask)
         EXPECT_EQ(lb.lbStyle, styles[nCode]) << nCode;
         EXPECT_EQ(lb.lbHatch, hatches[nCode]) << nCode;
     }
-    // Each mask row is a little-endian word read from bit 31 (column 0), row 0 on top; the bytes differ so that
-    // a wrong order shows.
+    // Each mask row is a little-endian word read from bit 31 (column 0), row 0 on top; the bytes differ so that a wrong
+    // order shows.
     unsigned char mask[128] = {};
     mask[0] = 0x80;          // row 0, bit 7: column 24
     mask[3] = 0x01;          // row 0, bit 24: column 7

@@ -137,8 +137,8 @@ TEST(XDrawStyleStream, TextStyleInAlphabeticalOrderWithOutPrecisionTwice)
     lf.lfOutPrecision = 5, lf.lfClipPrecision = 6, lf.lfQuality = 7, lf.lfPitchAndFamily = 8;
     std::strcpy(lf.lfFaceName, "Arial");
     const Bytes bytes = StoreBytes([&](XArchive& ar) { ar << s; });
-    // nAlign; charset, clip, escapement, height, italic, orientation, out precision twice, pitch, quality,
-    // strike out, underline, weight, width; the face.
+    // nAlign; charset, clip, escapement, height, italic, orientation, out precision twice, pitch, quality, strike out,
+    // underline, weight, width; the face.
     EXPECT_EQ(bytes, Be().I32(18).U8(4).U8(6).I32(900).I32(-12).U8(1).I32(450).U8(5).U8(5).U8(8).U8(7).U8(3).U8(2)
                          .I32(700).I32(5).Raw(lf.lfFaceName, 32).bytes);
     LoadBytes(bytes, [&](XArchive& ar) { ar >> t; });

@@ -1,6 +1,5 @@
-// Byte helpers of the drawing tests: memory streams through XArchive, and
-// writers that build the expected bytes independently of the code under test
-// (records little-endian, archive values big-endian, the archive's default).
+// Byte helpers of the drawing tests: memory streams through XArchive, and writers that build the expected bytes
+// independently of the code under test (records little-endian, archive values big-endian, the archive's default).
 #pragma once
 
 #include "KVDbase/core/XArchive.h"

@@ -1,7 +1,6 @@
-// A back buffer on a window of the test's own for pixel tests: a w by h
-// white image window, a surface of the type given on its DC, and a view in
-// which world (x, y) is pixel (x, h - y), so that world y runs up from the
-// bottom edge. PNG files go to the build tree.
+// A back buffer on a window of the test's own for pixel tests: a w by h white image window, a surface of the type given
+// on its DC, and a view in which world (x, y) is pixel (x, h - y), so that world y runs up from the bottom edge. PNG
+// files go to the build tree.
 #pragma once
 
 #include "KVDbase/drawing/XBackBuffer.h"
@@ -22,8 +21,7 @@ struct XTestCanvas {
     {
         bb.Create(hWnd, nType);
         if (nType == XBackBuffer::TYPE_DDB) {
-            // Off the placeholder: a type 1 surface needs a size other than
-            // the device's to get a bitmap of its own.
+            // Off the placeholder: a type 1 surface needs a size other than the device's to get a bitmap of its own.
             bb.Resize(::GetDC(hWnd), w + 1, h);
             bb.Resize(::GetDC(hWnd), w, h);
         }

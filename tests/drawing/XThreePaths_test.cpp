@@ -1,5 +1,5 @@
-// The reference map replayed on the raster, antialiased and OpenGL paths: each keeps its known colours at the
-// probes and writes its PNG, and all ink the same places but for the differences by design (docs/drawing.md).
+// The reference map replayed on the raster, antialiased and OpenGL paths: each keeps its known colours at the probes
+// and writes its PNG, and all ink the same places but for the differences by design (docs/drawing.md).
 #include "KVDbase/drawing/XBackBuffer.h"
 #include "KVDbase/drawing/XVertBuffer.h"
 #include "XDrawingTestCanvas.h"
@@ -93,23 +93,22 @@ Map ThreePaths::raster, ThreePaths::aa, ThreePaths::gl;
 
 TEST_F(ThreePaths, EachPathKeepsTheMapsColours)
 {
-    // The antialiased poly-polygon fill reads its ring sizes by ring index, so the land shows the sea; OpenGL
-    // draws no solid fill: its probes stay white.
+    // The antialiased poly-polygon fill reads its ring sizes by ring index, so the land shows the sea; OpenGL draws no
+    // solid fill: its probes stay white.
     for (const Probe& p : Probes()) {
         SCOPED_TRACE(testing::Message() << p.x << "," << p.y);
         EXPECT_EQ(raster.At(p.x, p.y), p.clr);
         EXPECT_EQ(aa.At(p.x, p.y), p.clr == kLand ? kSea : p.clr);
         EXPECT_EQ(gl.At(p.x, p.y), 0xFFFFFFu);
     }
-    // The legend blends at 60 % over the sea (or the white); the keyed picture's black middle lets the land
-    // through.
+    // The legend blends at 60 % over the sea (or the white); the keyed picture's black middle lets the land through.
     EXPECT_GT(GetRValue(raster.At(123.72, 38.88)), GetRValue(kSea));
     EXPECT_GT(GetRValue(aa.At(123.72, 38.88)), GetRValue(kSea));
     EXPECT_NE(gl.At(123.72, 38.88), 0xFFFFFFu);
     EXPECT_EQ(raster.At(128.85, 36.95), kLand);
     EXPECT_NE(aa.At(128.85, 36.95), kBlack);
-    // On OpenGL the hatched island paints its mask and its gaps, and "서울" (anchored right, below at
-    // (126.92, 37.5)) goes by the atlas: ink left of the anchor, none right of it.
+    // On OpenGL the hatched island paints its mask and its gaps, and "서울" (anchored right, below at (126.92, 37.5))
+    // goes by the atlas: ink left of the anchor, none right of it.
     int nIsland = 0, nGaps = 0, nInk = 0, nRight = 0;
     for (double x = 126.4; x < 126.8; x += 0.01) {
         nIsland += gl.At(x, 33.45) == kIsland;
@@ -124,8 +123,8 @@ TEST_F(ThreePaths, EachPathKeepsTheMapsColours)
     EXPECT_EQ(nRight, 0);
 }
 
-// The 8 by 8 cells holding a pixel of a colour: exactly, or on the antialiased path within a distance of 24
-// (edge pixels, blends of two colours, count for none).
+// The 8 by 8 cells holding a pixel of a colour: exactly, or on the antialiased path within a distance of 24 (edge
+// pixels, blends of two colours, count for none).
 const int kCell = 8, kCols = kWidth / kCell, kRows = kHeight / kCell;
 
 std::vector<bool> Cells(const Map& m, COLORREF clr, bool bBlends)
@@ -160,8 +159,8 @@ void Compare(const std::vector<bool>& a, const std::vector<bool>& b, int& nInked
 
 TEST_F(ThreePaths, InkTheSamePlaces)
 {
-    // The sea is left out (no solid fill on OpenGL, the ring-index fill antialiased); the dotted grid spreads
-    // over two half-covered pixels antialiased; ellipses and labels (the ink) differ on OpenGL.
+    // The sea is left out (no solid fill on OpenGL, the ring-index fill antialiased); the dotted grid spreads over two
+    // half-covered pixels antialiased; ellipses and labels (the ink) differ on OpenGL.
     const struct {
         COLORREF clr;
         bool bAntialiased, bOpenGL;

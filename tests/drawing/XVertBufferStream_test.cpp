@@ -17,8 +17,8 @@
 
 namespace {
 
-// The stored state of a buffer, from its getters, after the hierarchy block that a direct Serialize on a fresh
-// archive writes.
+// The stored state of a buffer, from its getters, after the hierarchy block that a direct Serialize on a fresh archive
+// writes.
 Bytes HeadBytes(const XVertBuffer& vb, int nRecording, int nMaxPoints)
 {
     const tagXFillStyle& fs = vb.GetFillStyle();
@@ -185,8 +185,8 @@ TEST(XVertBufferStream, EveryKindRoundTripsOnEveryPath)
         ASSERT_NE(pBack, nullptr);
         EXPECT_EQ(pSame, pBack); // one object, stored once
         EXPECT_EQ(pBack->GetType(), nType);
-        // Stored again, the loaded buffer gives the same bytes: the state and every record came back as stored,
-        // kind 19 as its 49-byte part.
+        // Stored again, the loaded buffer gives the same bytes: the state and every record came back as stored, kind 19
+        // as its 49-byte part.
         EXPECT_EQ(pBack->GetRecordCount(), 23);
         EXPECT_EQ(StoreBuffer(*pBack), StoreBuffer(vb));
         EXPECT_EQ(RecordBytes(pBack->GetRecord(20), 49), RecordBytes(vb.GetRecord(20), 49));

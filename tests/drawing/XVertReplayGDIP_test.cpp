@@ -146,8 +146,7 @@ TEST(XVertReplayGDIP, HatchesEllipsesAndPoints)
     vb.AddLineColor(0x00000000, 1.0);
     vb.AddEllipse(20.0, 24.0, 12.0, 12.0);
     vb.AddLineColor(0xFF000000, 1.0);
-    // The second point passes the clip box, edges included, but its pixel column is one the clip rectangle
-    // leaves out.
+    // The second point passes the clip box, edges included, but its pixel column is one the clip rectangle leaves out.
     const tagXVector2 pts[2] = {{50.0, 40.0}, {63.0, 10.0}};
     vb.AddPolypoint(pts, 2, nullptr);
     vb.Play(cv);

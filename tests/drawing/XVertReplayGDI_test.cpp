@@ -70,8 +70,8 @@ TEST(XVertReplayGDI, FillStylesAndTheirBackground)
     vb.Draw(&c.bb);
     EXPECT_EQ(c.Count(kGreen, 1, 5, 15, 55), 14 * 50); // solid
     EXPECT_EQ(c.Count(kRed, 21, 5, 35, 55), 14 * 50);  // hollow
-    // The hatch's gaps are left alone though the back colour is opaque: the walk judges the background by the
-    // back colour's opacity byte, which a back colour record that changed the colour has cleared.
+    // The hatch's gaps are left alone though the back colour is opaque: the walk judges the background by the back
+    // colour's opacity byte, which a back colour record that changed the colour has cleared.
     EXPECT_EQ(c.Count(kGreen, 41, 5, 57, 55), 2 * 50);
     EXPECT_EQ(c.Count(kRed, 41, 5, 57, 55), 14 * 50);
     // Style 8: the mask in the fore colour, the gaps untouched.
@@ -82,8 +82,8 @@ TEST(XVertReplayGDI, FillStylesAndTheirBackground)
 
 TEST(XVertReplayGDI, PolyPolygonsByFillModeAndStyle)
 {
-    // A square in a square, turning alike, on a DC that fills by winding. Mode 0 changes nothing; hollow and
-    // stippled rings are outlined ring by ring, the stipple filling by alternate.
+    // A square in a square, turning alike, on a DC that fills by winding. Mode 0 changes nothing; hollow and stippled
+    // rings are outlined ring by ring, the stipple filling by alternate.
     const tagXVector2 pts[8] = {{10, 10}, {50, 10}, {50, 50}, {10, 50}, {20, 20}, {40, 20}, {40, 40}, {20, 40}};
     const int counts[2] = {4, 4};
     const double e[4] = {10, 10, 50, 50};
@@ -184,8 +184,8 @@ TEST(XVertReplayGDI, LatLongViewDrawsThreeTurns)
     Gdi vb;
     vb.Pen(0, -1.0, kRed);
     vb.AddLine(170, 0, 190, 0); // across the antimeridian
-    // The extent claims 530 to 550, the points lie at 190 to 200: only the copy a turn to the left passes the
-    // box test, and it lands at -170 to -160. Without the wrap the box test culls it.
+    // The extent claims 530 to 550, the points lie at 190 to 200: only the copy a turn to the left passes the box test,
+    // and it lands at -170 to -160. Without the wrap the box test culls it.
     const double px[4] = {190, 200, 200, 190}, py[4] = {-20, -20, -30, -30}, pe[4] = {530, -30, 550, -20};
     vb.Fill(FillCode(0), kGreen, kWhite);
     vb.AddPolygon(px, py, 4, pe);
@@ -261,8 +261,8 @@ TEST(XVertReplayGDI, DrawOnAPlainDCThroughTheCallersTransform)
         const double x[1] = {20}, y[1] = {0}, e[4] = {20, 0, 20, 0};
         vb.AddPolypoint(x, y, 1, e);
         vb.End();
-        // Pixel = world * 2 + 10 across and world * -2 + 50 down: world (20, 0) is the centre of the view made
-        // from it, pixel 50.5 on both axes, which rounds to 51. The OpenGL path draws nothing here.
+        // Pixel = world * 2 + 10 across and world * -2 + 50 down: world (20, 0) is the centre of the view made from it,
+        // pixel 50.5 on both axes, which rounds to 51. The OpenGL path draws nothing here.
         vb.Draw(hDC, 10, 2, 50, -2);
     }
     int nRed = 0;

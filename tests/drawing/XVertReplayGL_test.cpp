@@ -16,8 +16,8 @@ const COLORREF kRed = 0x0000FF, kGreen = 0x00FF00, kBlue = 0xFF0000, kWhite = 0x
 // At() reads blue, green, red from the low byte: the swap of a COLORREF.
 DWORD Px(COLORREF c) { return ((c & 0xFF) << 16) | (c & 0xFF00) | ((c >> 16) & 0xFF); }
 
-// A type 3 back buffer on a 100 by 100 DC: world x is the pixel column and world y counts up from the bottom
-// row (pixel centres at half units).
+// A type 3 back buffer on a 100 by 100 DC: world x is the pixel column and world y counts up from the bottom row (pixel
+// centres at half units).
 class ReplayGLTest : public ::testing::Test {
 protected:
     static const int W = 100, H = 100;
@@ -100,8 +100,8 @@ TEST_F(ReplayGLTest, HatchedPolygonPaintsTheBackPassThenTheStippledForePass)
     vb.AddLineColor(kBlue, 1.0);
     Square(10.5, 10.5, 90.5, 90.5);
     Replay("replay_gl_hatch");
-    // Inside, each pixel is fore where the stipple's bit is set (window coordinates, byte 0 leftmost, high bit
-    // first) and back elsewhere.
+    // Inside, each pixel is fore where the stipple's bit is set (window coordinates, byte 0 leftmost, high bit first)
+    // and back elsewhere.
     for (int y = 20; y < 80; y += 3)
         for (int x = 20; x < 80; x += 5) {
             const bool bSet = (hatch.Pattern[(y % 32) * 4 + (x % 32) / 8] >> (7 - x % 8)) & 1;
@@ -121,8 +121,8 @@ TEST_F(ReplayGLTest, LineStipplesWidthsPointsAndCulling)
     vb.AddLineStyle(&solid, -0.5, kRed, 1.0); // half a pixel is sent as one
     double x[3] = {10.0, 90.5, 90.5}, y[3] = {20.5, 20.5, 30.0}, ext[4] = {10.0, 20.5, 90.5, 30.0};
     vb.AddPolyline(x, y, 3, ext);
-    // Shapes outside the view are culled, and a wrong extent is the caller's promise: the line at 60.5 is
-    // culled by it. Points are drawn.
+    // Shapes outside the view are culled, and a wrong extent is the caller's promise: the line at 60.5 is culled by it.
+    // Points are drawn.
     vb.AddLineColor(kGreen, 1.0);
     double off[2] = {150.0, 160.0}, y2[2] = {60.5, 60.5}, offExt[4] = {150.0, 50.5, 160.0, 50.5};
     vb.AddPolyline(off, y2, 2, offExt);
@@ -185,8 +185,8 @@ TEST_F(ReplayGLTest, OutlineTextStandsAtItsAnchor)
     std::memcpy(style.lf.lfFaceName, "Liberation Sans", 16);
     back.AddGLFont(&style);
     ASSERT_GE(XBackBuffer::GetGLFont(&style), 0);
-    // Left-bottom at (10, 60), right-top at (90, 40): the text lies up and right of the first anchor and down
-    // and left of the second.
+    // Left-bottom at (10, 60), right-top at (90, 40): the text lies up and right of the first anchor and down and left
+    // of the second.
     style.nAlign = tagXTextStyle::ALIGN_LEFT | tagXTextStyle::ALIGN_BOTTOM;
     vb.AddTextStyle(&style, 20.0, kBlue, kWhite, 1.0);
     vb.AddText("HH", 10.0, 60.0, 0.0);
