@@ -28,19 +28,6 @@ Bytes Record(const XVertBuffer& vb, int i, size_t nSize, size_t nOffset = 0)
     return RecordBytes(static_cast<const char*>(vb.GetRecord(i)) + nOffset, nSize);
 }
 
-TEST(XVertBuffer, CreatableByNameWithItsDefaults)
-{
-    XObject* pObject = XVertBuffer::GetRuntimeClassStatic()->CreateObject();
-    ASSERT_NE(pObject, nullptr);
-    EXPECT_STREQ(pObject->GetRuntimeClass()->lpszClassName, "XVertBuffer");
-    const XVertBuffer& vb = *static_cast<XVertBuffer*>(pObject);
-    EXPECT_EQ(vb.GetType() * 10 + vb.GetRecordCount() + vb.IsRecording(), 20);
-    EXPECT_EQ(vb.GetLineColor() & vb.GetForeColor() & vb.GetBackColor(), 0xFF000000u);
-    EXPECT_EQ(vb.GetTextSize() + vb.GetLineAlpha(), -2.0);
-    EXPECT_TRUE(vb.IsUpdateNeeded());
-    delete pObject;
-}
-
 TEST(XVertBuffer, StartEndAndCallsOutsideThem)
 {
     XVertBuffer vb;
