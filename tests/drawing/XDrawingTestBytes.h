@@ -41,11 +41,7 @@ template <typename Fn> void LoadBytes(Bytes bytes, Fn fn)
 class ByteWriter {
 public:
     explicit ByteWriter(bool bBigEndian) : bBig(bBigEndian) {}
-    ByteWriter& U8(unsigned v)
-    {
-        bytes.push_back(static_cast<unsigned char>(v));
-        return *this;
-    }
+    ByteWriter& U8(unsigned v) { return Int(v, 1); }
     ByteWriter& U16(unsigned v) { return Int(v, 2); }
     ByteWriter& U32(uint32_t v) { return Int(v, 4); }
     ByteWriter& I32(int32_t v) { return Int(static_cast<uint32_t>(v), 4); }
@@ -62,11 +58,7 @@ public:
         return *this;
     }
     ByteWriter& Raw(const Bytes& b) { return Raw(b.data(), b.size()); }
-    ByteWriter& Zeros(size_t n)
-    {
-        bytes.insert(bytes.end(), n, 0);
-        return *this;
-    }
+    ByteWriter& Zeros(size_t n) { return Raw(Bytes(n, 0)); }
     Bytes bytes;
 
 private:

@@ -66,21 +66,15 @@ struct XTestCanvas {
 };
 
 // Styles of one code.
-inline tagXFillStyle FillCode(int nCode)
+template <class Style>
+inline Style StyleCode(int nCode)
 {
-    tagXFillStyle s;
+    Style s;
     s.SetStyle(nCode);
     return s;
 }
-inline tagXLineStyle LineCode(int nCode)
-{
-    tagXLineStyle s;
-    s.SetStyle(nCode);
-    return s;
-}
+inline tagXFillStyle FillCode(int nCode) { return StyleCode<tagXFillStyle>(nCode); }
+inline tagXLineStyle LineCode(int nCode) { return StyleCode<tagXLineStyle>(nCode); }
 
-const COLORREF kWhite = RGB(255, 255, 255);
-const COLORREF kBlack = RGB(0, 0, 0);
-const COLORREF kRed = RGB(255, 0, 0);
-const COLORREF kGreen = RGB(0, 255, 0);
+const COLORREF kWhite = RGB(255, 255, 255), kBlack = RGB(0, 0, 0), kRed = RGB(255, 0, 0), kGreen = RGB(0, 255, 0);
 const COLORREF kBlue = RGB(0, 0, 255);

@@ -1,12 +1,8 @@
-// The reference map: one drawing, recorded once into an XVertBuffer of any render path, that every replay (raster,
-// antialiased, OpenGL) draws and the suite writes to a PNG. A small map of a peninsula in longitude and latitude: sea,
-// land with a lake (a ring with a hole), a hatched and a stippled island, a dotted graticule, dashed roads of world and
-// pixel widths, city markers and points, labels in Latin and Hangul at several anchors (one turned), and two images: a
-// half-transparent one and a colour-keyed one.
-//
-// Usage: record with XReferenceDrawing::Record(vb) between nothing and the replay; make a kWidth by kHeight surface and
-// call SetView on it; replay. The Probe points name places whose colour every path should agree on. Header-only and
-// free of platform headers, so that any test or benchmark can include it.
+// The reference map: a small map of a peninsula in longitude and latitude, recorded into an XVertBuffer of any render
+// path, which every replay draws and the suite writes to PNGs: sea, land with a lake (a ring with a hole), a hatched and
+// a stippled island, a dotted graticule, dashed roads of world and pixel widths, city markers and points, labels in
+// Latin and Hangul at several anchors (one turned), a half-transparent legend and a colour-keyed picture. Record it,
+// call SetView on a kWidth by kHeight surface, replay. Free of platform headers, for any test or benchmark.
 #pragma once
 
 #include "KVDbase/drawing/XBackBuffer.h"
@@ -16,20 +12,11 @@
 
 namespace XReferenceDrawing {
 
-const int kWidth = 480;
-const int kHeight = 320;
+const int kWidth = 480, kHeight = 320;
 
 // Colours, 0x00BBGGRR.
-const COLORREF kSea = 0xF0D8A8;
-const COLORREF kLand = 0xB4DCE6;
-const COLORREF kCoast = 0x206020;
-const COLORREF kGrid = 0x808080;
-const COLORREF kRoad = 0x2020D0;
-const COLORREF kHighway = 0x0080FF;
-const COLORREF kCity = 0xFFFFFF;
-const COLORREF kInk = 0x000000;
-const COLORREF kIsland = 0x208040;
-const COLORREF kReef = 0x000090;
+const COLORREF kSea = 0xF0D8A8, kLand = 0xB4DCE6, kCoast = 0x206020, kGrid = 0x808080, kRoad = 0x2020D0;
+const COLORREF kHighway = 0x0080FF, kCity = 0xFFFFFF, kInk = 0x000000, kIsland = 0x208040, kReef = 0x000090;
 
 // The view: the whole of 123.5 to 132.5 east and 33 to 39 north.
 inline void SetView(XBackBuffer& bb) { bb.ZoomFit(123.5, 33.0, 132.5, 39.0); }
