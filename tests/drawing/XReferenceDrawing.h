@@ -189,6 +189,10 @@ inline void Record(XVertBuffer& vb)
     vb.AddDIB(legend.bits.data(), &legend.bmi, 123.7, 38.9, 125.1, 38.0, 0.0, 0.6, 0);
     const DWORD dwBlackKey = 1; // enable byte set, red, green and blue 0
     vb.AddDIB(keyed.bits.data(), &keyed.bmi, 128.6, 37.2, 129.1, 36.7, 0.0, 1.0, dwBlackKey);
+    // A text box with no metafile and a stored metafile: record kinds the replays here pass over.
+    vb.AddTextBox(124.0, 33.5, 0.0, 124.5, 33.2, nullptr);
+    const unsigned char emf[6] = {1, 2, 3, 4, 5, 6};
+    vb.AddEMF(124.0, 33.5, 0.0, 4, 5, 6, sizeof emf, emf, "legend");
     vb.End();
 }
 

@@ -6,6 +6,7 @@
 #include "KVDbase/files/XFile.h"
 #include "drawing/XDrawingTestBytes.h"
 #include "drawing/XVertRecord.h"
+#include "XReferenceDrawing.h"
 
 #include <gtest/gtest.h>
 
@@ -125,50 +126,12 @@ TEST(XVertBufferStream, LoadingAppendsAndTheHeaderOverwrites)
     EXPECT_FALSE(vb.IsRecording());
 }
 
-// A buffer with a record of every kind.
-void RecordEveryKind(XVertBuffer& vb)
-{
-    vb.Start();
-    vb.SetFontSizeFlag(1);
-    tagXLineStyle ls;
-    ls.SetStyle(0xF00F, 2);
-    vb.AddLineStyle(&ls, -3.0, 0x00102030, 0.0);
-    tagXFillStyle fs;
-    fs.SetStyle(4);
-    vb.AddFillStyle(&fs, 0x00405060, 0x00708090, 0.75);
-    tagXTextStyle ts;
-    std::strcpy(ts.lf.lfFaceName, "Dotum");
-    ts.lf.lfOrientation = 450;
-    vb.AddTextStyle(&ts, 14.0, 0x00A0B0C0, 0x00D0E0F0, 0.5);
-    vb.AddLine(1, 2, 3, 4, 5, 6);
-    const double px[4] = {1, 2, 3, 4}, py[4] = {5, 6, 7, 8}, pz[4] = {9, 10, 11, 12};
-    const double ext[4] = {1, 5, 4, 8};
-    vb.AddPolyline(px, py, pz, 4, ext);
-    vb.AddPolypoint(px, py, 3, ext);
-    vb.AddPolygon(px, py, 4, ext);
-    vb.AddText("hello", 1, 2, 3);
-    BITMAPINFO bmi = {};
-    bmi.bmiHeader = {40, 2, 3, 0, 24, 0, 0, 0, 0, 0, 0};
-    std::vector<char> bits(8 * 3);
-    for (size_t i = 0; i < bits.size(); ++i)
-        bits[i] = static_cast<char>(i * 13);
-    vb.AddDIB(bits.data(), &bmi, -1, 2, 3, -4, 0.5, 0.5, 0);
-    vb.AddPolyFillMode(2);
-    const int counts[2] = {1, 3};
-    vb.AddPolyPolygon(px, py, pz, counts, 2, ext);
-    vb.AddTextBox(1, 2, 3, 4, 5, reinterpret_cast<HANDLE>(uintptr_t{77}));
-    const unsigned char emf[6] = {1, 2, 3, 4, 5, 6};
-    vb.AddEMF(1, 2, 3, 4, 5, 6, 6, emf, "name");
-    vb.AddEllipse(1, 2, 3, 4, 5);
-    vb.End();
-}
-
 TEST(XVertBufferStream, EveryKindRoundTripsOnEveryPath)
 {
     for (int nType : {1, 2, 3}) {
         XVertBuffer vb(nType);
-        RecordEveryKind(vb);
-        ASSERT_EQ(vb.GetRecordCount(), 23);
+        XReferenceDrawing::Record(vb); // a record of every kind
+        vb.SetFontSizeFlag(1);
         XMemFile file;
         {
             XArchive ar(&file, XArchive::store);
@@ -185,11 +148,9 @@ TEST(XVertBufferStream, EveryKindRoundTripsOnEveryPath)
         ASSERT_NE(pBack, nullptr);
         EXPECT_EQ(pSame, pBack); // one object, stored once
         EXPECT_EQ(pBack->GetType(), nType);
-        // Stored again, the loaded buffer gives the same bytes: the state and every record came back as stored, kind 19
-        // as its 49-byte part.
-        EXPECT_EQ(pBack->GetRecordCount(), 23);
+        // Stored again, the loaded buffer gives the same bytes: the state and every record came back as stored.
+        EXPECT_EQ(pBack->GetRecordCount(), vb.GetRecordCount());
         EXPECT_EQ(StoreBuffer(*pBack), StoreBuffer(vb));
-        EXPECT_EQ(RecordBytes(pBack->GetRecord(20), 49), RecordBytes(vb.GetRecord(20), 49));
         delete pBack;
     }
 }
