@@ -108,16 +108,7 @@ TEST_F(BackBuffer3DTest, ClearSwapAndRead)
     EXPECT_EQ(std::vector<BYTE>(out.begin(), out.begin() + 3), (std::vector<BYTE>{255, 0, 0}));
     EXPECT_EQ(out[9], 0x55); // rows of 3 pixels are padded to 12 bytes
     EXPECT_EQ(out[12], 255);
-    // Off the viewport, or more than the header holds.
-    info.bmiHeader = BITMAPINFOHEADER{40, 21, 21, 1, 32, 0, 0, 0, 0, 0, 0};
-    std::vector<BYTE> full(21 * 21 * 4, 0);
-    EXPECT_EQ(bb.ReadDIB32(full.data(), &info, 20, 0, 2, 1), 0);
-    EXPECT_EQ(bb.ReadDIB32(full.data(), &info, -1, 0, 1, 1), 0);
-    EXPECT_EQ(bb.ReadDIB32(nullptr, &info, 0, 0, 1, 1), 0);
-    info.bmiHeader.biWidth = 2;
-    EXPECT_EQ(bb.ReadDIB32(full.data(), &info, 0, 0, 3, 1), 0);
-    info.bmiHeader.biBitCount = 24;
-    EXPECT_EQ(bb.ReadDIB32(full.data(), &info, 0, 0, 1, 1), 0);
+    EXPECT_EQ(bb.ReadDIB32(out.data(), &info, 20, 0, 2, 1), 0); // the shared argument check: off the viewport
 }
 
 TEST_F(BackBuffer3DTest, ZoomAndProjections)
