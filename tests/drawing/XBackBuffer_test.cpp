@@ -112,6 +112,8 @@ TEST(XBackBuffer, ZoomingAndPanning)
     EXPECT_EQ(bb.Scale(), XY(4, 6));
     bb.SetWorldPerPixelBase(2.0, 2.0);
     double x, y;
+    bb.GetWorldPerPixelBase(x, y);
+    EXPECT_EQ(XY(x, y), XY(2, 2));
     bb.GetZoomFactor(x, y);
     EXPECT_EQ(XY(x, y), XY(2, 3));
     bb.SetZoomFactor(0.5, 4.0);
