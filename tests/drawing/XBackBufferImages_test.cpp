@@ -73,13 +73,8 @@ TEST(XBackBufferImages, OpaqueMaskedAndBlendedCopies)
     c.bb.DrawDIB(quad.bits.data(), &quad.bmi, 10, 30, 13, 27, 0.0, 0.5, 0);
     c.bb.DrawDIB(quad.bits.data(), &quad.bmi, 20, 30, 21, 30, 0.0, 0.5, 0);
     const BYTE on = Over(200, 100), off = Over(0, 100);
-    EXPECT_EQ(c.Px(11, 11), RGB(on, off, off));
-    EXPECT_EQ(c.Px(12, 11), RGB(off, on, off));
-    EXPECT_EQ(c.Px(11, 12), RGB(off, off, on));
-    EXPECT_EQ(c.Px(13, 13), RGB(on, on, on));
-    EXPECT_EQ(c.Px(14, 13), grey);
-    EXPECT_EQ(c.Px(21, 10), RGB(off, on, off));
-    EXPECT_EQ(c.Px(21, 11), grey);
+    ExpectPixels(c, {{11, 11, RGB(on, off, off)}, {12, 11, RGB(off, on, off)}, {11, 12, RGB(off, off, on)},
+                     {13, 13, RGB(on, on, on)}, {14, 13, grey}, {21, 10, RGB(off, on, off)}, {21, 11, grey}});
 }
 
 TEST(XBackBufferImages, RotatedViewResamplesEveryClass)

@@ -6,7 +6,10 @@
 #include "KVDbase/drawing/XBackBuffer.h"
 #include "KVDbase/platform/XGdi.h"
 
+#include <gtest/gtest.h>
+
 #include <cmath>
+#include <initializer_list>
 #include <string>
 
 #ifndef KVD_TEST_OUTPUT_DIR
@@ -64,6 +67,17 @@ struct XTestCanvas {
         return path;
     }
 };
+
+// Expects each pixel (x, y) of the canvas to have its colour.
+struct PixelIs {
+    int x, y;
+    COLORREF clr;
+};
+inline void ExpectPixels(const XTestCanvas& c, std::initializer_list<PixelIs> pixels)
+{
+    for (const PixelIs& p : pixels)
+        EXPECT_EQ(c.Px(p.x, p.y), p.clr) << "pixel " << p.x << "," << p.y;
+}
 
 // Styles of one code.
 template <class Style>

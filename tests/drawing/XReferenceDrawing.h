@@ -1,8 +1,8 @@
-// The reference map: a small map of a peninsula in longitude and latitude, recorded into an XVertBuffer of any render
-// path, which every replay draws and the suite writes to PNGs: sea, land with a lake (a ring with a hole), a hatched and
-// a stippled island, a dotted graticule, dashed roads of world and pixel widths, city markers and points, labels in
-// Latin and Hangul at several anchors (one turned), a half-transparent legend and a colour-keyed picture. Record it,
-// call SetView on a kWidth by kHeight surface, replay. Free of platform headers, for any test or benchmark.
+// The reference map: a small map of a peninsula in longitude and latitude, recorded into an XVertBuffer of any
+// render path, which every replay draws and the suite writes to PNGs: sea, land with a lake (a ring with a hole), a
+// hatched and a stippled island, a dotted graticule, dashed roads of world and pixel widths, city markers and points,
+// labels in Latin and Hangul at several anchors (one turned), a half-transparent legend and a colour-keyed picture.
+// Record it, call SetView on a kWidth by kHeight surface, replay. Free of platform headers, for any test or benchmark.
 #pragma once
 
 #include "KVDbase/drawing/XBackBuffer.h"

@@ -212,7 +212,8 @@ TEST(XVertBufferStream, UnreadableRecordsEndTheLoadWithTheArchiveException)
         {"end inside a block", Be().I32(1).I32(13).I32(2).Raw(Le().I32(13).I32(2).Zeros(40).bytes).bytes,
          XArchiveException::endOfFile},
         // A block whose count or kind disagrees with what went before it.
-        {"count", Be().I32(1).I32(11).I32(0).Raw(Le().I32(11).I32(5).Zeros(32).bytes).bytes, XArchiveException::badClass},
+        {"count", Be().I32(1).I32(11).I32(0).Raw(Le().I32(11).I32(5).Zeros(32).bytes).bytes,
+         XArchiveException::badClass},
         {"kind", Be().I32(1).I32(2).Raw(Le().I32(3).I32(0).bytes).bytes, XArchiveException::badClass},
         // Counts that give no size: negative, or too large for one block.
         {"negative", Be().I32(1).I32(14).I32(-5).bytes, XArchiveException::badClass},

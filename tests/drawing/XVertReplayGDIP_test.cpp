@@ -49,9 +49,7 @@ TEST(XVertReplayGDIP, LineAlphaInTheHighByteAndWidths)
     vb.AddLine(12.5, 15.0, 27.5, 15.0);
     vb.Play(cv);
     EXPECT_EQ(cv.Count(kBlack, 8, 0, 9, 40), 1 + 3 + 3);
-    EXPECT_EQ(cv.Px(8, 5), kBlack);
-    EXPECT_EQ(cv.Px(8, 11), kBlack);
-    EXPECT_EQ(cv.Px(8, 12), kWhite);
+    ExpectPixels(cv, {{8, 5, kBlack}, {8, 11, kBlack}, {8, 12, kWhite}});
     const COLORREF blue = cv.Px(8, 30);
     EXPECT_TRUE(std::abs(GetRValue(blue) - 127) <= 3 && std::abs(GetGValue(blue) - 127) <= 3 && GetBValue(blue) >= 252)
         << std::hex << blue;
@@ -76,13 +74,8 @@ TEST(XVertReplayGDIP, PolygonsFillUnlessHollowAndOutlineUnlessTransparent)
     vb.Square(40, 20, 8); // the fill only
     vb.Play(cv);
     cv.SavePNG("gdip_polygons");
-    const struct {
-        int x, y;
-        COLORREF clr;
-    } probes[] = {{15, 20, kWhite}, {5, 20, kBlack}, {40, 20, kRed},   {55, 20, kBlack},
-                  {65, 20, kBlack}, {70, 20, kWhite}, {60, 20, kWhite}};
-    for (const auto& p : probes)
-        EXPECT_EQ(cv.Px(p.x, p.y), p.clr) << p.x << "," << p.y;
+    ExpectPixels(cv, {{15, 20, kWhite}, {5, 20, kBlack}, {40, 20, kRed}, {55, 20, kBlack}, {65, 20, kBlack},
+                      {70, 20, kWhite}, {60, 20, kWhite}});
     EXPECT_EQ(cv.Count(kBlack, 30, 0, 50, 40), 0);
 }
 
@@ -129,10 +122,9 @@ TEST(XVertReplayGDIP, PatternFillsKeepTheirGapsAndStandUpright)
         vb.Square(32, 32, 40);
         vb.Play(cv);
         SCOPED_TRACE(nCode);
-        EXPECT_EQ(cv.Px(0, 0), kRed); // tiles start at the surface's top left corner
-        EXPECT_EQ(cv.Px(32, 32), kRed);
-        EXPECT_EQ(cv.Px(1, 0), nCode == 8 ? kBlack : kBlue);
-        EXPECT_EQ(cv.Px(0, 1), nCode == 8 ? kBlack : kBlue);
+        // Tiles start at the surface's top left corner.
+        ExpectPixels(cv, {{0, 0, kRed}, {32, 32, kRed}, {1, 0, nCode == 8 ? kBlack : kBlue},
+                          {0, 1, nCode == 8 ? kBlack : kBlue}});
         EXPECT_EQ(cv.Count(kRed, 0, 0, 63, 63), 4);
     }
 }
@@ -151,9 +143,8 @@ TEST(XVertReplayGDIP, HatchesEllipsesAndPoints)
     vb.AddPolypoint(pts, 2, nullptr);
     vb.Play(cv);
     cv.SavePNG("gdip_hatch_points");
-    EXPECT_EQ(cv.Px(20, 25), kRed); // rows 8k + 1 in the foreground
-    EXPECT_EQ(cv.Px(20, 24), kBlue);
-    EXPECT_EQ(cv.Px(2, 24), kWhite);
+    // Rows 8k + 1 in the foreground.
+    ExpectPixels(cv, {{20, 25, kRed}, {20, 24, kBlue}, {2, 24, kWhite}});
     EXPECT_NE(cv.Px(50, 8), kWhite); // a point is a one-pixel stroke to the pixel right and down
     EXPECT_EQ(cv.Count(kWhite, 60, 20, 64, 48), 4 * 28);
 }
@@ -190,12 +181,8 @@ TEST(XVertReplayGDIP, ImagesLandUprightOnTheirCorners)
     vb.Play(cv);
     cv.SavePNG("gdip_image");
     // World (10, 30) is pixel (10, 10); (29, 11) is pixel (29, 29): 20 by 20.
-    const struct {
-        int x, y;
-        COLORREF clr;
-    } probes[] = {{12, 12, kRed}, {27, 12, kGreen}, {12, 27, kBlue}, {27, 27, kWhite}, {9, 12, kWhite}, {10, 10, kRed}};
-    for (const auto& p : probes)
-        EXPECT_EQ(cv.Px(p.x, p.y), p.clr) << p.x << "," << p.y;
+    ExpectPixels(cv, {{12, 12, kRed}, {27, 12, kGreen}, {12, 27, kBlue}, {27, 27, kWhite}, {9, 12, kWhite},
+                      {10, 10, kRed}});
 }
 
 TEST(XVertReplayGDIP, RecordsBeyondTheRecordedMaximumGrowTheScratch)

@@ -118,10 +118,7 @@ TEST(XVertReplayGDI, PolyPolygonsByFillModeAndStyle)
         SetPolyFillMode(c.DC(), WINDING);
         vb.Draw(&c.bb);
         SCOPED_TRACE(testing::Message() << row.nMode << " " << row.fill.nStyle);
-        EXPECT_EQ(c.Px(30, 30), row.hole);
-        EXPECT_EQ(c.Px(15, 30), row.ring);
-        EXPECT_EQ(c.Px(10, 30), row.outline);
-        EXPECT_EQ(c.Px(20, 30), row.outline);
+        ExpectPixels(c, {{30, 30, row.hole}, {15, 30, row.ring}, {10, 30, row.outline}, {20, 30, row.outline}});
         EXPECT_EQ(GetPolyFillMode(c.DC()), WINDING); // restored
     }
 }
@@ -179,14 +176,9 @@ TEST(XVertReplayGDI, ImagesPointsEllipsesAndMetafiles)
     c.bb.Clear(kBlue, nullptr);
     vb.Draw(&c.bb);
     const BYTE half = static_cast<BYTE>(static_cast<int>(255 * 127 / 255.0)), rest = 255 - half;
-    const struct {
-        int x, y;
-        COLORREF clr;
-    } probes[] = {{12, 12, kRed},  {25, 12, kBlue}, {42, 12, RGB(half, 0, rest)}, {57, 12, RGB(0, 0, rest)},
-                  {5, 5, kRed},    {79, 1, kRed},   {40, 25, kRed},               {40, 30, kGreen},
-                  {40, 24, kBlue}}; // the key lets the surface through at (25, 12)
-    for (const auto& p : probes)
-        EXPECT_EQ(c.Px(p.x, p.y), p.clr) << p.x << "," << p.y;
+    // The key lets the surface through at (25, 12); the point at the view's corner is drawn at (79, 1).
+    ExpectPixels(c, {{12, 12, kRed}, {25, 12, kBlue}, {42, 12, RGB(half, 0, rest)}, {57, 12, RGB(0, 0, rest)},
+                     {5, 5, kRed}, {79, 1, kRed}, {40, 25, kRed}, {40, 30, kGreen}, {40, 24, kBlue}});
     EXPECT_EQ(c.Count(kBlue, 0, 36, W, H), W * (H - 36)); // no text box, no metafile
 }
 
