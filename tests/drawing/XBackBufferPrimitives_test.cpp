@@ -29,8 +29,7 @@ TEST(XBackBufferPrimitives, PointsRoundHalfAwayFromZero)
     // 21, pixel y 10.5 to 11.
     double x[] = {10.4, 20.5, 30.49, -0.5, -0.4}, y[] = {30.0, 30.0, 29.5, 20.0, 10.0}, e[4] = {};
     c.bb.DrawPolypoint(x, y, 5, e);
-    for (const POINT& pt : {POINT{10, 10}, POINT{21, 10}, POINT{30, 11}, POINT{0, 30}})
-        EXPECT_EQ(c.Px(pt.x, pt.y), kRed) << pt.x << "," << pt.y;
+    ExpectPixels(c, {{10, 10, kRed}, {21, 10, kRed}, {30, 11, kRed}, {0, 30, kRed}});
     EXPECT_EQ(c.Count(kRed), 4);
 }
 
@@ -92,10 +91,9 @@ TEST(XBackBufferPrimitives, PolygonIsClosedAndFilledByItsStyle)
         Pen(c.bb, kBlue);
         Fill(c.bb, FillCode(nCode), kGreen);
         c.bb.DrawPolygon(x, y, 3, e);
-        EXPECT_EQ(c.Px(14, 15), nCode == tagXFillStyle::STYLE_HOLLOW ? kWhite : kGreen) << nCode;
-        // Both legs and the closing hypotenuse, over the fill.
-        for (const POINT& pt : {POINT{10, 20}, POINT{25, 10}, POINT{28, 20}})
-            EXPECT_EQ(c.Px(pt.x, pt.y), kBlue) << nCode << " " << pt.x << "," << pt.y;
+        SCOPED_TRACE(nCode); // inside, then both legs and the closing hypotenuse over the fill
+        ExpectPixels(c, {{14, 15, nCode == tagXFillStyle::STYLE_HOLLOW ? kWhite : kGreen}, {10, 20, kBlue},
+                         {25, 10, kBlue}, {28, 20, kBlue}});
     }
 }
 
@@ -169,10 +167,8 @@ TEST(XBackBufferPrimitives, PolyPolygonHolesAndOutlines)
         c.bb.SetPolyFillMode(row.nMode);
         c.bb.DrawPolyPolygon(pts, counts, 2, e);
         SCOPED_TRACE(testing::Message() << row.style.nStyle << " " << row.nMode);
-        EXPECT_EQ(c.Px(10, 20), row.ring);
-        EXPECT_EQ(c.Px(25, 20), row.hole);
-        for (const POINT& pt : {POINT{20, 5}, POINT{20, 20}, POINT{5, 20}}) // both rings, closed
-            EXPECT_EQ(c.Px(pt.x, pt.y), kBlue) << pt.x << "," << pt.y;
+        // The ring, the hole, and both rings' outlines, closed.
+        ExpectPixels(c, {{10, 20, row.ring}, {25, 20, row.hole}, {20, 5, kBlue}, {20, 20, kBlue}, {5, 20, kBlue}});
     }
 }
 

@@ -115,8 +115,7 @@ TEST(XfnCreateBrush, CodesAndTheUprightUserMask)
     const RECT rc = {0, 0, 64, 32};
     FillRect(c.DC(), &rc, hBrush);
     DeleteObject(hBrush);
-    for (const POINT& pt : {POINT{24, 0}, POINT{7, 0}, POINT{0, 31}, POINT{56, 0}})
-        EXPECT_EQ(c.Px(pt.x, pt.y), kRed) << pt.x << "," << pt.y;
+    ExpectPixels(c, {{24, 0, kRed}, {7, 0, kRed}, {0, 31, kRed}, {56, 0, kRed}});
     EXPECT_EQ(c.Count(kBlue), 64 * 32 - 6);
 }
 

@@ -3,7 +3,9 @@
 #pragma once
 
 #include "KVDbase/core/XArchive.h"
+#include "KVDbase/drawing/XVertBuffer.h"
 #include "KVDbase/files/XMemFile.h"
+#include "drawing/XVertRecord.h"
 
 #include <cstdint>
 #include <cstring>
@@ -75,6 +77,15 @@ private:
 
 inline ByteWriter Le() { return ByteWriter(false); }
 inline ByteWriter Be() { return ByteWriter(true); }
+
+// The kinds of a buffer's records, in order.
+inline std::vector<int> Kinds(const XVertBuffer& vb)
+{
+    std::vector<int> v;
+    for (int i = 0; i < vb.GetRecordCount(); ++i)
+        v.push_back(XVertRecord::Kind(vb.GetRecord(i)));
+    return v;
+}
 
 // Record bytes as a vector.
 inline Bytes RecordBytes(const void* pRecord, size_t nSize)

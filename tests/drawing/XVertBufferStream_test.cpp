@@ -46,14 +46,6 @@ void LoadBuffer(XVertBuffer& vb, const Bytes& bytes)
     LoadBytes(bytes, [&](XArchive& ar) { vb.Serialize(ar); });
 }
 
-std::vector<int> Kinds(const XVertBuffer& vb)
-{
-    std::vector<int> v;
-    for (int i = 0; i < vb.GetRecordCount(); ++i)
-        v.push_back(XVertRecord::Kind(vb.GetRecord(i)));
-    return v;
-}
-
 uint32_t U32At(const XVertBuffer& vb, int i, int nOffset)
 {
     return XVertRecord::GetU32(XVertRecord::At(vb.GetRecord(i), nOffset));

@@ -15,14 +15,6 @@
 
 namespace {
 
-std::vector<int> Kinds(const XVertBuffer& vb)
-{
-    std::vector<int> v;
-    for (int i = 0; i < vb.GetRecordCount(); ++i)
-        v.push_back(XVertRecord::Kind(vb.GetRecord(i)));
-    return v;
-}
-
 Bytes Record(const XVertBuffer& vb, int i, size_t nSize, size_t nOffset = 0)
 {
     return RecordBytes(static_cast<const char*>(vb.GetRecord(i)) + nOffset, nSize);
