@@ -34,9 +34,12 @@ struct Map {
     }
 };
 
-Map OnCanvas(int nPath, const char* pszPng)
+// The map replayed on a path, its PNG written and its pixels read back. Labels are in world units: OpenGL draws them
+// so with the flag that takes sizes as they are.
+Map Replay(int nPath, const char* pszPng)
 {
     XVertBuffer vb(nPath);
+    vb.SetFontSizeFlag(nPath == XVertBuffer::PATH_GL);
     Record(vb);
     if (nPath == XVertBuffer::PATH_GDIP) // the colours' opacity is their high byte here
         for (int i = 0; i < vb.GetRecordCount(); ++i) {
@@ -45,18 +48,15 @@ Map OnCanvas(int nPath, const char* pszPng)
             if (nKind >= XVertBuffer::KIND_LINECOLOR && nKind <= XVertBuffer::KIND_BACKCOLOR)
                 XVertRecord::PutU32(r + 4, XVertRecord::GetU32(r + 4) | 0xFF000000u);
         }
-    XTestCanvas c(kWidth, kHeight);
-    SetView(c.bb);
-    vb.Draw(&c.bb);
-    c.SavePNG(pszPng);
     Map m;
-    m.Read(c.DC());
-    return m;
-}
-
-// Labels are in world units: this path draws them so with the flag that takes sizes as they are.
-Map OnOpenGL()
-{
+    if (nPath != XVertBuffer::PATH_GL) {
+        XTestCanvas c(kWidth, kHeight);
+        SetView(c.bb);
+        vb.Draw(&c.bb);
+        c.SavePNG(pszPng);
+        m.Read(c.DC());
+        return m;
+    }
     XGLTestDC dc(kWidth, kHeight);
     XBackBuffer bb;
     EXPECT_EQ(bb.Create(dc.Handle(), XBackBuffer::TYPE_OPENGL), 1);
@@ -68,14 +68,10 @@ Map OnOpenGL()
         style.lf.lfWeight = nWeight;
         bb.AddGLFont(&style);
     }
-    XVertBuffer vb(XVertBuffer::PATH_GL);
-    vb.SetFontSizeFlag(1);
-    Record(vb);
     bb.Clear(0xFFFFFF, nullptr);
     vb.Draw(&bb);
     bb.Swap(static_cast<HDC>(nullptr), SRCCOPY);
-    dc.Save("reference_map_gl");
-    Map m;
+    dc.Save(pszPng);
     m.Read(dc.Handle());
     return m;
 }
@@ -84,9 +80,9 @@ struct ThreePaths : ::testing::Test {
     static Map raster, aa, gl;
     static void SetUpTestSuite()
     {
-        raster = OnCanvas(XVertBuffer::PATH_GDI, "reference_map_gdi");
-        aa = OnCanvas(XVertBuffer::PATH_GDIP, "reference_map_gdip");
-        gl = OnOpenGL();
+        raster = Replay(XVertBuffer::PATH_GDI, "reference_map_gdi");
+        aa = Replay(XVertBuffer::PATH_GDIP, "reference_map_gdip");
+        gl = Replay(XVertBuffer::PATH_GL, "reference_map_gl");
     }
 };
 Map ThreePaths::raster, ThreePaths::aa, ThreePaths::gl;
