@@ -113,7 +113,8 @@ TEST(XVertBufferStream, LoadingAppendsAndTheHeaderOverwrites)
     XVertBuffer fresh; // never started: its defaults, and no records
     LoadBuffer(vb, StoreBuffer(fresh));
     EXPECT_EQ(vb.GetRecordCount(), 8);
-    EXPECT_EQ(vb.GetLineWidth() + vb.GetLineAlpha() + vb.GetTextSize(), -3.0);
+    const std::vector<double> unset = {vb.GetLineWidth(), vb.GetLineAlpha(), vb.GetTextSize()};
+    EXPECT_EQ(unset, std::vector<double>(3, -1.0));
     EXPECT_EQ(vb.GetLineColor(), 0xFF000000u);
     EXPECT_FALSE(vb.IsRecording());
 }

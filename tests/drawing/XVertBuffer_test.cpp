@@ -11,6 +11,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -93,7 +94,7 @@ TEST(XVertBuffer, StyleRecords)
     vb.AddPolygon(x, y, 3, nullptr);
     EXPECT_EQ(Kinds(vb), (std::vector<int>{1, 7, 3, 4, 13}));
     EXPECT_EQ(Record(vb, 1, 136), Le().I32(7).Raw(f.Pattern, 128).I32(3).bytes);
-    EXPECT_EQ(vb.GetForeAlpha() + vb.GetBackAlpha(), 1.25);
+    EXPECT_EQ(std::make_pair(vb.GetForeAlpha(), vb.GetBackAlpha()), std::make_pair(0.25, 1.0));
 
     vb.Start();
     tagXTextStyle ts;
