@@ -63,7 +63,7 @@ TEST(XVertBufferStream, RecordsFollowTheStateEachAfterItsKindAndCount)
     ByteWriter points = Le();
     for (const tagXVector3& p : pts)
         points.F64(p.x).F64(p.y).F64(p.z);
-    const Bytes ring = Le().F64(ext[0]).F64(ext[1]).F64(ext[2]).F64(ext[3]).bytes;
+    const Bytes extent = Le().F64(ext[0]).F64(ext[1]).F64(ext[2]).F64(ext[3]).bytes;
     const int counts[2] = {3, 4};
     const struct {
         bool bStart;
@@ -73,13 +73,13 @@ TEST(XVertBufferStream, RecordsFollowTheStateEachAfterItsKindAndCount)
     } rows[] = {
         {false, 0, 0, 0, Be().I32(0).bytes}, // never started
         {true, 65535, 0, 0, Be().I32(2).Raw(kStart).I32(65535).Raw(Le().I32(65535).bytes).bytes},
-        {true, 13, 0, 1, Be().I32(2).Raw(kStart).I32(13).I32(0).Raw(Le().I32(13).I32(0).Raw(ring).bytes).bytes},
+        {true, 13, 0, 1, Be().I32(2).Raw(kStart).I32(13).I32(0).Raw(Le().I32(13).I32(0).Raw(extent).bytes).bytes},
         {true, 13, 5, 1,
-         Be().I32(2).Raw(kStart).I32(13).I32(5).Raw(Le().I32(13).I32(5).Raw(ring).Raw(points.bytes.data(), 120).bytes)
+         Be().I32(2).Raw(kStart).I32(13).I32(5).Raw(Le().I32(13).I32(5).Raw(extent).Raw(points.bytes.data(), 120).bytes)
              .bytes},
         {true, 17, 7, 1,
          Be().I32(2).Raw(kStart).I32(17).I32(2).I32(7)
-             .Raw(Le().I32(17).I32(2).Raw(ring).I32(3).I32(4).Raw(points.bytes).bytes).bytes},
+             .Raw(Le().I32(17).I32(2).Raw(extent).I32(3).I32(4).Raw(points.bytes).bytes).bytes},
     };
     for (const auto& row : rows) {
         XVertBuffer vb;
