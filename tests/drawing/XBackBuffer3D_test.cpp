@@ -1,6 +1,8 @@
+// XBackBuffer3D: its context on a DC, reading the frame back, the camera's zoom and trackball, the font cache.
 #include "KVDbase/drawing/XBackBuffer.h"
 #include "KVDbase/drawing/XBackBuffer3D.h"
 #include "KVDbase/drawing/XDIB.h"
+#include "KVDbase/platform/XGdiClasses.h"
 #include "XGLTestContext.h"
 
 #include <GL/gl.h>
@@ -50,20 +52,37 @@ TEST(BackBuffer3D, CreateNeedsADC)
     DestroyWindow(hWnd);
 }
 
-TEST_F(BackBuffer3DTest, CreateSetsUpADepthTestedContextOnTheDC)
+TEST_F(BackBuffer3DTest, ContextOnTheDCAndItsWrapperForms)
 {
     EXPECT_EQ(wglGetCurrentContext(), bb.GetRC());
     EXPECT_TRUE(glIsEnabled(GL_DEPTH_TEST) && glIsEnabled(GL_COLOR_MATERIAL));
-}
-
-TEST_F(BackBuffer3DTest, ResizeSetsTheViewportUnlessASizeIsZero)
-{
-    EXPECT_EQ(bb.GetWidth(), 21);
-    bb.Resize(dc.Handle(), 0, 5);
+    // The viewport follows a resize unless a size is zero.
+    CDC wrapper;
+    wrapper.Attach(dc.Handle());
+    bb.Resize(&wrapper, 0, 5);
     EXPECT_EQ(bb.GetHeight(), 21);
-    bb.Resize(dc.Handle(), 12, 7);
-    EXPECT_EQ(bb.GetWidth(), 12);
-    EXPECT_EQ(bb.GetHeight(), 7);
+    bb.Resize(&wrapper, 12, 7);
+    EXPECT_EQ(bb.GetWidth() * 100 + bb.GetHeight(), 1207);
+    // A second Create replaces the context; SetCurrent makes it current again.
+    HGLRC hFirst = bb.GetRC();
+    ASSERT_EQ(bb.Create(&wrapper), 1);
+    EXPECT_NE(bb.GetRC(), hFirst);
+    wglMakeCurrent(nullptr, nullptr);
+    bb.SetCurrent(dc.Handle());
+    EXPECT_EQ(wglGetCurrentContext(), bb.GetRC());
+    bb.ShareLists(dc.NewContext()); // shares into this context: the lists made here stay usable
+    EXPECT_EQ(wglGetCurrentContext(), bb.GetRC());
+    bb.Resize(dc.Handle(), 21, 21);
+    bb.Clear(0x00FF00, nullptr);
+    bb.Swap(static_cast<HDC>(nullptr), 0); // no DC: nothing lands
+    EXPECT_EQ(dc.At(5, 5), 0u);
+    bb.Swap(&wrapper, 0);
+    EXPECT_EQ(dc.At(5, 5), 0x00FF00u);
+    wrapper.Detach();
+    unsigned int nTexture = 0;
+    ASSERT_EQ(XBackBuffer3D::CreateCompositeFont(), 1); // the atlas is shared with XBackBuffer's
+    EXPECT_EQ(XBackBuffer3D::GetFontTexture(nTexture), 1);
+    EXPECT_TRUE(glIsTexture(nTexture));
 }
 
 TEST_F(BackBuffer3DTest, ClearSwapAndRead)
@@ -81,38 +100,25 @@ TEST_F(BackBuffer3DTest, ClearSwapAndRead)
     EXPECT_EQ(dc.At(3, 18), 0xFF0000u);
 
     // y counts from the top; the rows come bottom row first.
-    std::vector<BYTE> header(sizeof(BITMAPINFO), 0);
-    BITMAPINFO* pInfo = reinterpret_cast<BITMAPINFO*>(header.data());
-    pInfo->bmiHeader.biWidth = 21;
-    pInfo->bmiHeader.biHeight = 21;
-    pInfo->bmiHeader.biBitCount = 32;
+    BITMAPINFO info = {};
+    info.bmiHeader = BITMAPINFOHEADER{40, 21, 21, 1, 32, 0, 0, 0, 0, 0, 0};
     std::vector<BYTE> out(static_cast<size_t>(XfnCalcDIBWidthBytes(21, 24)) * 21, 0x55);
-    ASSERT_EQ(bb.ReadDIB24(out.data(), pInfo, 2, 1, 3, 2), 1);
-    EXPECT_EQ(pInfo->bmiHeader.biBitCount, 24);
-    EXPECT_EQ(pInfo->bmiHeader.biWidth, 3);
+    ASSERT_EQ(bb.ReadDIB24(out.data(), &info, 2, 1, 3, 2), 1);
+    EXPECT_EQ(info.bmiHeader.biBitCount * 100 + info.bmiHeader.biWidth, 2403);
     EXPECT_EQ(std::vector<BYTE>(out.begin(), out.begin() + 3), (std::vector<BYTE>{255, 0, 0}));
     EXPECT_EQ(out[9], 0x55); // rows of 3 pixels are padded to 12 bytes
     EXPECT_EQ(out[12], 255);
-
-    pInfo->bmiHeader = BITMAPINFOHEADER{40, 21, 21, 1, 32, 0, 0, 0, 0, 0, 0};
-    std::vector<BYTE> full(21 * 21 * 4, 0);
-    // Off the viewport, or more than the header holds.
-    EXPECT_EQ(bb.ReadDIB32(full.data(), pInfo, 20, 0, 2, 1), 0);
-    EXPECT_EQ(bb.ReadDIB32(full.data(), pInfo, -1, 0, 1, 1), 0);
-    EXPECT_EQ(bb.ReadDIB32(nullptr, pInfo, 0, 0, 1, 1), 0);
-    pInfo->bmiHeader.biWidth = 2;
-    EXPECT_EQ(bb.ReadDIB32(full.data(), pInfo, 0, 0, 3, 1), 0);
-    pInfo->bmiHeader.biBitCount = 24;
-    EXPECT_EQ(bb.ReadDIB32(full.data(), pInfo, 0, 0, 1, 1), 0);
+    EXPECT_EQ(bb.ReadDIB32(out.data(), &info, 20, 0, 2, 1), 0); // the shared argument check: off the viewport
 }
 
-TEST_F(BackBuffer3DTest, ZoomMovesTheEyeByAFractionOfTheDistance)
+TEST_F(BackBuffer3DTest, ZoomAndProjections)
 {
-    struct Case {
+    // Zooms move the eye by a fraction of its distance, past the centre too.
+    const struct {
         bool bIn;
         double f, dDistance;
     } cases[] = {{true, 1.0, 0.0}, {true, 0.5, 5.0}, {false, 1.0, 20.0}, {true, 1.5, 5.0}};
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         bb.LookAt(0, 0, 10, 0, 0, 0, 0, 1, 0);
         if (c.bIn)
             bb.ZoomIn(c.f);
@@ -121,20 +127,14 @@ TEST_F(BackBuffer3DTest, ZoomMovesTheEyeByAFractionOfTheDistance)
         EXPECT_DOUBLE_EQ(Distance(bb.GetEye(), bb.GetCenter()), c.dDistance) << c.f;
         EXPECT_EQ(bb.GetEye().x, 0.0);
     }
-    EXPECT_EQ(bb.GetEye().z, -5.0); // passed the centre
-}
-
-TEST_F(BackBuffer3DTest, ProjectionQueries)
-{
+    EXPECT_EQ(bb.GetEye().z, -5.0);
     bb.Ortho(-10, 10, -10, 10, 0.1, 100);
-    EXPECT_EQ(bb.IsParallelProjection(), 1);
-    EXPECT_EQ(bb.IsPerspectiveProjection(), 0);
+    EXPECT_EQ(bb.IsParallelProjection() * 10 + bb.IsPerspectiveProjection(), 10);
     GLint nMode = 0;
     glGetIntegerv(GL_MATRIX_MODE, &nMode);
     EXPECT_EQ(nMode, GL_PROJECTION);
     bb.PerspectiveFov(45, 1, 0.1, 100);
-    EXPECT_EQ(bb.IsParallelProjection(), 0);
-    EXPECT_EQ(bb.IsPerspectiveProjection(), 1);
+    EXPECT_EQ(bb.IsParallelProjection() * 10 + bb.IsPerspectiveProjection(), 1);
 }
 
 TEST_F(BackBuffer3DTest, TrackballRotateTurnsAboutTheCentre)
@@ -142,9 +142,8 @@ TEST_F(BackBuffer3DTest, TrackballRotateTurnsAboutTheCentre)
     bb.TrackballRotate(10, 10, 10, 10);
     ExpectNear(bb.GetEye(), tagXVector3(0, 0, 10), 1e-12);
     ExpectNear(bb.GetUp(), tagXVector3(0, 1, 0), 1e-12);
-
-    // A drag to the right through the middle turns the eye about the up axis
-    // and keeps its distance; the centre does not move.
+    // A drag to the right through the middle turns the eye about the up axis and keeps its distance; the centre does
+    // not move.
     bb.TrackballRotate(5, 10, 15, 10);
     EXPECT_NEAR(Distance(bb.GetEye(), bb.GetCenter()), 10.0, 1e-9);
     EXPECT_NEAR(bb.GetEye().y, 0.0, 1e-9);
@@ -158,13 +157,10 @@ TEST_F(BackBuffer3DTest, TrackballRotateTurnsAboutTheCentre)
 TEST_F(BackBuffer3DTest, TrackballTranslateFollowsTheDrag)
 {
     bb.Ortho(-10, 10, -10, 10, 0.1, 100);
-    // 21 pixels span 20 units: 10 pixels to the right is 10 units.
-    bb.TrackballTranslate(10, 10, 20, 10);
+    bb.TrackballTranslate(10, 10, 20, 10); // 21 pixels span 20 units: 10 pixels to the right is 10 units
     ExpectNear(bb.GetEye(), tagXVector3(-10, 0, 10));
     ExpectNear(bb.GetCenter(), tagXVector3(-10, 0, 0));
-
-    // A projection that cannot be inverted leaves the camera alone.
-    glMatrixMode(GL_PROJECTION);
+    glMatrixMode(GL_PROJECTION); // a projection that cannot be inverted leaves the camera alone
     double zero[16] = {};
     glLoadMatrixd(zero);
     bb.TrackballTranslate(0, 0, 20, 20);
@@ -197,10 +193,9 @@ TEST_F(BackBuffer3DTest, FontCacheIsKeyedByFaceAndWeight)
 
     const _GLYPHMETRICSFLOAT* pGlyphs = XBackBuffer3D::GetGLFontGlyph(&style);
     ASSERT_NE(pGlyphs, nullptr);
-    double w = 0, h = 0;
+    double w = 0, h = 0, dTallest = 0;
     ASSERT_EQ(XBackBuffer::GetTextDimensionGL("A\xC3", &style, w, h), 1);
     EXPECT_DOUBLE_EQ(w, 2.0 * pGlyphs['A'].gmfCellIncX); // a byte above 127 counts as "A"
-    double dTallest = 0;
     for (int c = 0; c < 255; ++c)
         dTallest = std::max<double>(dTallest, pGlyphs[c].gmfBlackBoxY);
     EXPECT_DOUBLE_EQ(h, dTallest);
@@ -209,9 +204,8 @@ TEST_F(BackBuffer3DTest, FontCacheIsKeyedByFaceAndWeight)
 
 TEST(BackBuffer3D, TheLastBackBufferToGoEmptiesTheFontCache)
 {
-    // A back buffer made by type and destroyed unbalances the class count
-    // for the rest of the process, and the cache then stays: the case needs
-    // a process of its own (as ctest runs it).
+    // A back buffer made by type and destroyed unbalances the class count for the rest of the process, and the cache
+    // then stays: the case needs a process of its own (as ctest runs it).
     if (XBackBuffer::GetRefCount() != 0 || XBackBuffer3D::GetRefCount() != 0)
         GTEST_SKIP() << "an earlier test of this process left the class count unbalanced";
     XGLTestDC dc(8, 8);

@@ -65,22 +65,16 @@ TEST(XBackBufferImages, OpaqueMaskedAndBlendedCopies)
     c.bb.DrawDIB(pBits, &img.bmi, 0, 40, 3, 39, 0, nullptr);
     EXPECT_EQ(c.Count(back), 40 * 40 - 5);
 
-    // Half opacity: blended per pixel. A 2 by 2 picture on 4 by 4 pixels takes
-    // source rows (top first) 0, 0, 1, 1, columns likewise; a target one pixel
-    // high takes the picture's top row.
+    // Half opacity: blended per pixel. A 2 by 2 picture on 4 by 4 pixels takes source rows (top first) 0, 0, 1, 1,
+    // columns likewise; a target one pixel high takes the picture's top row.
     const COLORREF grey = RGB(100, 100, 100);
     c.bb.Clear(grey, nullptr);
     Dib quad(2, 2, {RGB(200, 0, 0), RGB(0, 200, 0), RGB(0, 0, 200), RGB(200, 200, 200)});
     c.bb.DrawDIB(quad.bits.data(), &quad.bmi, 10, 30, 13, 27, 0.0, 0.5, 0);
     c.bb.DrawDIB(quad.bits.data(), &quad.bmi, 20, 30, 21, 30, 0.0, 0.5, 0);
     const BYTE on = Over(200, 100), off = Over(0, 100);
-    EXPECT_EQ(c.Px(11, 11), RGB(on, off, off));
-    EXPECT_EQ(c.Px(12, 11), RGB(off, on, off));
-    EXPECT_EQ(c.Px(11, 12), RGB(off, off, on));
-    EXPECT_EQ(c.Px(13, 13), RGB(on, on, on));
-    EXPECT_EQ(c.Px(14, 13), grey);
-    EXPECT_EQ(c.Px(21, 10), RGB(off, on, off));
-    EXPECT_EQ(c.Px(21, 11), grey);
+    ExpectPixels(c, {{11, 11, RGB(on, off, off)}, {12, 11, RGB(off, on, off)}, {11, 12, RGB(off, off, on)},
+                     {13, 13, RGB(on, on, on)}, {14, 13, grey}, {21, 10, RGB(off, on, off)}, {21, 11, grey}});
 }
 
 TEST(XBackBufferImages, RotatedViewResamplesEveryClass)
@@ -100,8 +94,8 @@ TEST(XBackBufferImages, RotatedViewResamplesEveryClass)
         };
         const COLORREF expected[3][3] = {
             {kRed, kGreen, kBlue},
-            // Under rotation a class 0 image paints where its mask is not 0:
-            // the keyed quadrant, black, and nothing else.
+            // Under rotation a class 0 image paints where its mask is not 0: the keyed quadrant, black, and nothing
+            // else.
             {kWhite, kBlack, kWhite},
             {RGB(Over(255, 255), Over(0, 255), Over(0, 255)), RGB(Over(0, 255), Over(255, 255), Over(0, 255)),
              RGB(Over(0, 255), Over(0, 255), Over(255, 255))},
@@ -118,8 +112,8 @@ TEST(XBackBufferImages, SecondFormNormalisesItsSourceInTheScratch)
     XTestCanvas c(20, 20);
     Dib img(3, 2, {kRed, kGreen, kBlue, kWhite, kBlack, RGB(8, 16, 248)}, 16);
     c.bb.DrawDIB(img.bits.data(), &img.bmi, 0, 20, 2, 19, 0.0, 1.0, Key(kBlack));
-    // 24-bit rows (12 bytes), bottom row first, from the 5-5-5 pixels; then
-    // the mask plane (4 bytes a row): the keyed black is transparent.
+    // 24-bit rows (12 bytes), bottom row first, from the 5-5-5 pixels; then the mask plane (4 bytes a row): the keyed
+    // black is transparent.
     const unsigned char expected[32] = {248, 248, 248, 0, 0, 0, 248, 16, 8, 0, 0, 0, 0, 0, 248, 0, 248, 0,
                                         248, 0,   0,   0, 0, 0, 0,   255, 0, 0, 0, 0, 0, 0};
     ASSERT_GE(c.bb.GetTempSize(), 32);
@@ -131,8 +125,7 @@ TEST(XBackBufferImages, SecondFormNormalisesItsSourceInTheScratch)
     EXPECT_EQ(c.bb.GetTemp(), pBlock); // kept between calls
 }
 
-// A 6 by 5 surface whose pixel (x, y) is RGB(x, y, 7): DIB line n is pixel
-// row 4 - n.
+// A 6 by 5 surface whose pixel (x, y) is RGB(x, y, 7): DIB line n is pixel row 4 - n.
 void Paint(XTestCanvas& c)
 {
     for (int i = 0; i < 30; ++i)
@@ -183,8 +176,8 @@ TEST(XBackBufferImages, ReadersWalkTheRowsAsEachAlwaysHas)
     BITMAPINFO bmi = Header(6, 5, 32);
     ASSERT_EQ(c.bb.ReadDIB32(out, &bmi, 0, 1, 6, 2), 1); // the full width: one copy of lines y..
     EXPECT_EQ(out[1], 3);
-    // Part of a row: ReadDIB32 puts lines 0.. into rows y.., and leaves each
-    // pixel's fourth byte; rows past the room of the caller's header stay.
+    // Part of a row: ReadDIB32 puts lines 0.. into rows y.., and leaves each pixel's fourth byte; rows past the room of
+    // the caller's header stay.
     memset(out, 0xEE, sizeof out);
     bmi = Header(2, 2, 32);
     ASSERT_EQ(c.bb.ReadDIB32(out, &bmi, 2, 1, 2, 2), 1);

@@ -1,7 +1,12 @@
+// The back buffer's world-space primitives on pixels: rounding, closing, fill styles, the stipple, holes, text.
 #include "KVDbase/drawing/XBackBuffer.h"
 #include "XDrawingTestCanvas.h"
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <vector>
 
 namespace {
 
@@ -14,38 +19,67 @@ void Pen(XBackBuffer& bb, COLORREF clr, int nCode = tagXLineStyle::STYLE_SOLID)
     bb.SetLineStyle(&s, false, 0.0, clr, 1.0);
 }
 
-void Fill(XBackBuffer& bb, tagXFillStyle s, COLORREF fore)
-{
-    bb.SetFillStyle(&s, fore, kBlack, 1.0);
-}
+void Fill(XBackBuffer& bb, tagXFillStyle s, COLORREF fore) { bb.SetFillStyle(&s, fore, kBlack, 1.0); }
 
-TEST(XBackBufferPrimitives, PointsLinesAndPolylinesRoundHalfAwayFromZero)
+TEST(XBackBufferPrimitives, PointsRoundHalfAwayFromZero)
 {
     XTestCanvas c(W, H);
     Pen(c.bb, kRed);
-    // Each point is a one-pixel stroke at its rounded pixel: -0.4 rounds to
-    // 0, -0.5 to -1 (off the surface), 20.5 to 21, pixel y 10.5 to 11.
+    // Each point is a one-pixel stroke at its rounded pixel: -0.4 rounds to 0, -0.5 to -1 (off the surface), 20.5 to
+    // 21, pixel y 10.5 to 11.
     double x[] = {10.4, 20.5, 30.49, -0.5, -0.4}, y[] = {30.0, 30.0, 29.5, 20.0, 10.0}, e[4] = {};
     c.bb.DrawPolypoint(x, y, 5, e);
-    for (const POINT& pt : {POINT{10, 10}, POINT{21, 10}, POINT{30, 11}, POINT{0, 30}})
-        EXPECT_EQ(c.Px(pt.x, pt.y), kRed) << pt.x << "," << pt.y;
+    ExpectPixels(c, {{10, 10, kRed}, {21, 10, kRed}, {30, 11, kRed}, {0, 30, kRed}});
     EXPECT_EQ(c.Count(kRed), 4);
+}
 
-    // The same L in three shapes, the last point left out.
-    Pen(c.bb, kBlue);
-    tagXVector3 v3[3] = {{2, 30, 9}, {20, 30, 9}, {20, 20, 9}};
-    tagXVector2 v2[3] = {{2, 18}, {20, 18}, {20, 8}};
-    double xs[3] = {30, 48, 48}, ys[3] = {30, 30, 20}, zs[3] = {1, 2, 3};
-    c.bb.DrawPolyline(v3, 3, e);
-    c.bb.DrawPolyline(v2, 3, e);
-    c.bb.DrawPolyline(xs, ys, zs, 3, e);
-    for (const POINT& p : {POINT{2, 10}, POINT{2, 22}, POINT{30, 10}}) {
-        EXPECT_EQ(c.Count(kBlue, p.x, p.y, p.x + 18, p.y + 1), 18) << p.x << "," << p.y;
-        EXPECT_EQ(c.Count(kBlue, p.x + 18, p.y, p.x + 19, p.y + 10), 10) << p.x << "," << p.y;
-        EXPECT_EQ(c.Px(p.x + 18, p.y + 10), kWhite) << p.x << "," << p.y;
+TEST(XBackBufferPrimitives, EveryPointFormDrawsTheSameShape)
+{
+    // Each family's forms take the same points as arrays, 2D and 3D vectors; z is not used. Polylines leave the last
+    // point out; polygons close.
+    double x[4] = {10, 40, 40, 10}, y[4] = {30, 30, 5, 5}, z[4] = {7, 8, 9, 9}, e[4] = {10, 5, 40, 30};
+    tagXVector2 v2[4];
+    tagXVector3 v3[4];
+    for (int i = 0; i < 4; ++i) {
+        v2[i] = {x[i], y[i]};
+        v3[i] = {x[i], y[i], z[i]};
     }
-    c.bb.DrawLine(tagXVector2{40, 5}, tagXVector2{44, 5});
-    EXPECT_EQ(c.Count(kBlue, 40, 35, 45, 36), 4);
+    int counts[1] = {4};
+    using Form = std::function<void(XBackBuffer&)>;
+    const std::vector<std::vector<Form>> families = {
+        {[&](XBackBuffer& b) { b.DrawLine(x[0], y[0], x[1], y[1]); },
+         [&](XBackBuffer& b) { b.DrawLine(x[0], y[0], 1, x[1], y[1], 2); },
+         [&](XBackBuffer& b) { b.DrawLine(v2[0], v2[1]); }, [&](XBackBuffer& b) { b.DrawLine(v3[0], v3[1]); }},
+        {[&](XBackBuffer& b) { b.DrawPolyline(x, y, 4, e); }, [&](XBackBuffer& b) { b.DrawPolyline(x, y, z, 4, e); },
+         [&](XBackBuffer& b) { b.DrawPolyline(v2, 4, e); }, [&](XBackBuffer& b) { b.DrawPolyline(v3, 4, e); }},
+        {[&](XBackBuffer& b) { b.DrawPolypoint(x, y, 4, e); }, [&](XBackBuffer& b) { b.DrawPolypoint(x, y, z, 4, e); },
+         [&](XBackBuffer& b) { b.DrawPolypoint(v2, 4, e); }, [&](XBackBuffer& b) { b.DrawPolypoint(v3, 4, e); }},
+        {[&](XBackBuffer& b) { b.DrawPolygon(x, y, 4, e); }, [&](XBackBuffer& b) { b.DrawPolygon(x, y, z, 4, e); },
+         [&](XBackBuffer& b) { b.DrawPolygon(v2, 4, e); }, [&](XBackBuffer& b) { b.DrawPolygon(v3, 4, e); },
+         [&](XBackBuffer& b) { b.DrawPolyPolygon(x, y, counts, 1, e); },
+         [&](XBackBuffer& b) { b.DrawPolyPolygon(x, y, z, counts, 1, e); },
+         [&](XBackBuffer& b) { b.DrawPolyPolygon(v2, counts, 1, e); },
+         [&](XBackBuffer& b) { b.DrawPolyPolygon(v3, counts, 1, e); }},
+    };
+    const int nBlue[4] = {30, 30 + 25 + 30, 4, 2 * 30 + 2 * 25}, nGreen[4] = {0, 0, 0, 29 * 24};
+    for (size_t f = 0; f < families.size(); ++f)
+        for (size_t i = 0; i < families[f].size(); ++i) {
+            XTestCanvas c(W, H);
+            Pen(c.bb, kBlue);
+            Fill(c.bb, FillCode(0), kGreen);
+            families[f][i](c.bb);
+            EXPECT_EQ(c.Count(kBlue), nBlue[f]) << f << " " << i;
+            EXPECT_EQ(c.Count(kGreen), nGreen[f]) << f << " " << i;
+            EXPECT_EQ(c.Px(10, 10), kBlue) << f << " " << i;
+        }
+    // Negative counts and rings draw nothing.
+    XTestCanvas c(W, H);
+    int bad[2] = {3, -1};
+    c.bb.DrawPolyline(v2, -1, e);
+    c.bb.DrawPolygon(v2, 0, e);
+    c.bb.DrawPolyPolygon(v2, counts, 0, e);
+    c.bb.DrawPolyPolygon(v2, bad, 2, e);
+    EXPECT_EQ(c.Count(kWhite), W * H);
 }
 
 TEST(XBackBufferPrimitives, PolygonIsClosedAndFilledByItsStyle)
@@ -57,16 +91,14 @@ TEST(XBackBufferPrimitives, PolygonIsClosedAndFilledByItsStyle)
         Pen(c.bb, kBlue);
         Fill(c.bb, FillCode(nCode), kGreen);
         c.bb.DrawPolygon(x, y, 3, e);
-        EXPECT_EQ(c.Px(14, 15), nCode == tagXFillStyle::STYLE_HOLLOW ? kWhite : kGreen) << nCode;
-        // Both legs and the closing hypotenuse, over the fill.
-        for (const POINT& pt : {POINT{10, 20}, POINT{25, 10}, POINT{28, 20}})
-            EXPECT_EQ(c.Px(pt.x, pt.y), kBlue) << nCode << " " << pt.x << "," << pt.y;
+        SCOPED_TRACE(nCode); // inside, then both legs and the closing hypotenuse over the fill
+        ExpectPixels(c, {{14, 15, nCode == tagXFillStyle::STYLE_HOLLOW ? kWhite : kGreen}, {10, 20, kBlue},
+                         {25, 10, kBlue}, {28, 20, kBlue}});
     }
 }
 
-// A mask whose bytes differ: columns 0, 1 and 31 of every row but row 3 in
-// the order of glPolygonStipple, where the brush's word order would give
-// columns 7, 24 and 25.
+// A mask whose bytes differ: columns 0, 1 and 31 of every row but row 3 in the order of glPolygonStipple, where the
+// brush's word order would give columns 7, 24 and 25.
 tagXFillStyle Stipple()
 {
     tagXFillStyle s = FillCode(tagXFillStyle::STYLE_TRANSPARENT_PATTERN);
@@ -95,8 +127,8 @@ TEST(XBackBufferPrimitives, StippleFillPaintsTheMaskWithinItsExtent)
     EXPECT_EQ(c.Px(0, 3), kRed);  // mask row 3 is empty ...
     EXPECT_EQ(c.Px(0, 35), kRed); // ... and anchored at the surface origin
 
-    // An extent off the surface paints nothing and the outline still comes;
-    // one cut short cuts the fill (truncated: columns up to 32).
+    // An extent off the surface paints nothing and the outline still comes; one cut short cuts the fill (truncated:
+    // columns up to 32).
     XTestCanvas d(W, H);
     Fill(d.bb, Stipple(), kGreen);
     Pen(d.bb, kBlue);
@@ -117,7 +149,7 @@ TEST(XBackBufferPrimitives, PolyPolygonHolesAndOutlines)
     double e[4] = {5, 5, 45, 35};
     tagXFillStyle fullMask = FillCode(tagXFillStyle::STYLE_SOLID);
     fullMask.nStyle = tagXFillStyle::STYLE_TRANSPARENT_PATTERN;
-    struct Row {
+    const struct {
         tagXFillStyle style;
         int nMode;
         COLORREF ring, hole;
@@ -128,17 +160,15 @@ TEST(XBackBufferPrimitives, PolyPolygonHolesAndOutlines)
         {fullMask, ALTERNATE, kGreen, kWhite}, // the stipple takes the DC's mode
         {fullMask, WINDING, kGreen, kGreen},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         XTestCanvas c(W, H);
         Pen(c.bb, kBlue);
         Fill(c.bb, row.style, kGreen);
         c.bb.SetPolyFillMode(row.nMode);
         c.bb.DrawPolyPolygon(pts, counts, 2, e);
-        const int nStyle = row.style.nStyle;
-        EXPECT_EQ(c.Px(10, 20), row.ring) << nStyle << " " << row.nMode;
-        EXPECT_EQ(c.Px(25, 20), row.hole) << nStyle << " " << row.nMode;
-        for (const POINT& pt : {POINT{20, 5}, POINT{20, 20}, POINT{5, 20}}) // both rings, closed
-            EXPECT_EQ(c.Px(pt.x, pt.y), kBlue) << nStyle << " " << pt.x << "," << pt.y;
+        SCOPED_TRACE(testing::Message() << row.style.nStyle << " " << row.nMode);
+        // The ring, the hole, and both rings' outlines, closed.
+        ExpectPixels(c, {{10, 20, row.ring}, {25, 20, row.hole}, {20, 5, kBlue}, {20, 20, kBlue}, {5, 20, kBlue}});
     }
 }
 
@@ -148,10 +178,9 @@ RECT Ink(const XTestCanvas& c)
     RECT r = {1 << 20, 1 << 20, -1, -1};
     for (int y = 0; y < c.bb.GetHeight(); ++y)
         for (int x = 0; x < c.bb.GetWidth(); ++x)
-            if (c.Px(x, y) != kWhite) {
-                r = {x < r.left ? x : r.left, y < r.top ? y : r.top, x > r.right ? x : r.right,
-                     y > r.bottom ? y : r.bottom};
-            }
+            if (c.Px(x, y) != kWhite)
+                r = {std::min<LONG>(x, r.left), std::min<LONG>(y, r.top), std::max<LONG>(x, r.right),
+                     std::max<LONG>(y, r.bottom)};
     return r;
 }
 
@@ -163,8 +192,8 @@ TEST(XBackBufferPrimitives, TextStandsOnItsAnchor)
     double w = 0, h = 0;
     ASSERT_EQ(XBackBuffer::GetTextDimensionGDI(nullptr, "HH", &style, w, h), 1);
     ASSERT_GT(w, 10);
-    // Bits 1/2/4 put the box right of, centred on, left of x; 8/16/32 above,
-    // centred on, below y. The ink must lie in that box.
+    // Bits 1/2/4 put the box right of, centred on, left of x; 8/16/32 above, centred on, below y. The ink must lie in
+    // that box.
     for (int nAlign : {9, 10, 12, 17, 18, 20, 33, 34, 36}) {
         XTestCanvas c(W * 2, H * 2);
         SetBkMode(c.DC(), OPAQUE);
@@ -175,16 +204,16 @@ TEST(XBackBufferPrimitives, TextStandsOnItsAnchor)
         const double left = 64 - (nAlign & 2 ? w / 2 : nAlign & 4 ? w : 0);
         const double top = 40 - (nAlign & 8 ? h : nAlign & 16 ? h / 2 : 0);
         const RECT ink = Ink(c);
-        EXPECT_GE(ink.left, left - 1) << nAlign;
-        EXPECT_LE(ink.right, left + w) << nAlign;
-        EXPECT_GE(ink.top, top - 1) << nAlign;
-        EXPECT_LE(ink.bottom, top + h) << nAlign;
-        EXPECT_GT(ink.right - ink.left, w / 2) << nAlign;
-        EXPECT_EQ(GetBkMode(c.DC()), OPAQUE) << nAlign; // as it found it
+        SCOPED_TRACE(nAlign);
+        EXPECT_GE(ink.left, left - 1);
+        EXPECT_LE(ink.right, left + w);
+        EXPECT_GE(ink.top, top - 1);
+        EXPECT_LE(ink.bottom, top + h);
+        EXPECT_GT(ink.right - ink.left, w / 2);
+        EXPECT_EQ(GetBkMode(c.DC()), OPAQUE); // as it found it
     }
-    // Turned a quarter: left and top (33) has no shift, so the anchor stays
-    // and the text runs up from it to its right; left and bottom (9) shifts
-    // the anchor up by the height and turns it about (64, 40), to the left.
+    // Turned a quarter: left and top (33) has no shift, so the anchor stays and the text runs up from it to its right;
+    // left and bottom (9) shifts the anchor up by the height and turns it about (64, 40), to the left.
     RECT inks[2];
     for (int i = 0; i < 2; ++i) {
         XTestCanvas c(W * 2, H * 2);

@@ -1,3 +1,4 @@
+// The back buffer's surfaces by type, bad sizes and handles, the style setters, and presenting with pans and zooms.
 #include "KVDbase/drawing/XBackBuffer.h"
 #include "KVDbase/platform/XGdiClasses.h"
 #include "XDrawingTestCanvas.h"
@@ -15,19 +16,17 @@ LONG BitmapWidth(HDC hDC)
 
 TEST(XBackBufferSurface, CreateAndResizeByType)
 {
-    HWND hWnd = XfnCreateImageWindow(120, 80);
-    HDC hWindow = GetDC(hWnd);
-    XBackBuffer dib;
-    ASSERT_EQ(dib.Create(hWnd, XBackBuffer::TYPE_DIB), 1);
+    XTestCanvas window(120, 80);
+    HDC hWindow = window.WindowDC();
+    XBackBuffer dib, ddb;
+    ASSERT_EQ(dib.Create(window.hWnd, XBackBuffer::TYPE_DIB), 1);
     EXPECT_NE(dib.GetDC(), hWindow);
     EXPECT_EQ(dib.GetWidth() * 1000 + dib.GetHeight(), 120080); // the device's size
     EXPECT_EQ(dib.GetDIBWidthBytes(), 480);
     BITMAPINFO bmi;
     EXPECT_NE(dib.GetDIBits(bmi), nullptr);
-
-    // Type 1 starts on a 10 by 10 placeholder while keeping the device's size,
-    // so a resize to that size keeps the placeholder.
-    XBackBuffer ddb;
+    // Type 1 starts on a 10 by 10 placeholder while keeping the device's size, so a resize to that size keeps the
+    // placeholder.
     ASSERT_EQ(ddb.Create(hWindow, XBackBuffer::TYPE_DDB), 1);
     EXPECT_EQ(ddb.GetWidth(), 120);
     EXPECT_EQ(BitmapWidth(ddb.GetDC()), 10);
@@ -36,9 +35,7 @@ TEST(XBackBufferSurface, CreateAndResizeByType)
     EXPECT_EQ(ddb.Resize(hWindow, 60, 40), 1);
     EXPECT_EQ(BitmapWidth(ddb.GetDC()), 60);
     EXPECT_EQ(ddb.GetDIBits(bmi), nullptr);
-
-    for (int nType : {static_cast<int>(XBackBuffer::TYPE_DC), 7}) {
-        // Straight on the caller's DC, which stays the caller's.
+    for (int nType : {static_cast<int>(XBackBuffer::TYPE_DC), 7}) { // on the caller's DC, which stays the caller's
         XBackBuffer bb;
         CDC dc;
         dc.Attach(hWindow);
@@ -51,13 +48,12 @@ TEST(XBackBufferSurface, CreateAndResizeByType)
         dc.Detach();
     }
     EXPECT_EQ(GetPixel(hWindow, 0, 0), kWhite); // the window's DC lives on
-    DestroyWindow(hWnd);
 }
 
 TEST(XBackBufferSurface, BadSizesAndHandlesFailCleanly)
 {
-    HWND hWnd = XfnCreateImageWindow(64, 48);
-    HDC hWindow = GetDC(hWnd);
+    XTestCanvas window(64, 48);
+    HDC hWindow = window.WindowDC();
     XBackBuffer bb(XBackBuffer::TYPE_DIB);
     ASSERT_EQ(bb.Resize(hWindow, 32, 16), 1); // creates on the DC it is given
     BITMAPINFO bmi;
@@ -67,19 +63,17 @@ TEST(XBackBufferSurface, BadSizesAndHandlesFailCleanly)
     EXPECT_EQ(bb.GetWidth(), 32);
     EXPECT_EQ(bb.Resize(hWindow, 32, 16), 1);
     EXPECT_EQ(bb.GetDIBits(bmi), pBits); // same size, same surface
-    // A surface that cannot be had leaves the object without one ...
+    // A surface that cannot be had leaves the object without one, and it can be made again.
     EXPECT_EQ(bb.Resize(hWindow, 100000, 100000), 0);
     EXPECT_EQ(bb.GetDC(), nullptr);
     bb.Clear(kRed, nullptr);
     bb.Swap(hWindow, SRCCOPY);
     EXPECT_EQ(GetPixel(hWindow, 0, 0), kWhite);
-    // ... and it can be made again; a deleted DC makes nothing.
     EXPECT_EQ(bb.Create(hWindow, XBackBuffer::TYPE_DIB), 1);
-    HDC hGone = CreateCompatibleDC(hWindow);
+    HDC hGone = CreateCompatibleDC(hWindow); // a deleted DC makes nothing
     DeleteDC(hGone);
     EXPECT_EQ(bb.Create(hGone, XBackBuffer::TYPE_DIB), 0);
     EXPECT_EQ(bb.GetDC(), nullptr);
-    DestroyWindow(hWnd);
 }
 
 TEST(XBackBufferSurface, ClearAndTheStyleSetters)
@@ -117,16 +111,14 @@ TEST(XBackBufferSurface, ClearAndTheStyleSetters)
     EXPECT_EQ(c.bb.GetLineColor(), kGreen);
 }
 
-// A surface whose pixel (x, y) is RGB(5 x, 5 y, 128), presented on a blue
-// window of the same size.
+// A surface whose pixel (x, y) is RGB(5 x, 5 y, 128), presented on a blue window of the same size.
 struct Swap : ::testing::Test {
     XTestCanvas c{40, 30};
     HDC hWindow = c.WindowDC();
     void SetUp() override
     {
-        for (int y = 0; y < 30; ++y)
-            for (int x = 0; x < 40; ++x)
-                SetPixel(c.DC(), x, y, Src(x, y));
+        for (int i = 0; i < 40 * 30; ++i)
+            SetPixel(c.DC(), i % 40, i / 40, Src(i % 40, i / 40));
         Window(kBlue);
     }
     static COLORREF Src(int x, int y) { return RGB(5 * x, 5 * y, 128); }
@@ -148,13 +140,11 @@ TEST_F(Swap, WholeAndPanned)
     EXPECT_EQ(Win(39, 29), Src(39, 29));
     c.bb.Swap(c.DC(), BLACKNESS); // its own DC: nothing
     EXPECT_EQ(c.Px(3, 4), Src(3, 4));
-
     c.bb.SwapPan(hWindow, 3, 2, kGreen, SRCCOPY);
     EXPECT_EQ(Win(3, 2), Src(0, 0));
     EXPECT_EQ(Win(2, 29), kGreen);
     EXPECT_EQ(Win(39, 1), kGreen);
-    // Leftwards the strip begins at nWidth + dx + 1: one column keeps what
-    // the window had.
+    // Leftwards the strip begins at nWidth + dx + 1: one column keeps what the window had.
     Window(kBlue);
     c.bb.SwapPan(hWindow, -5, 0, kGreen, SRCCOPY);
     EXPECT_EQ(Win(34, 29), Src(39, 29));
@@ -162,8 +152,7 @@ TEST_F(Swap, WholeAndPanned)
     EXPECT_EQ(c.Count(kGreen), 0);
     for (int x = 36; x < 40; ++x)
         EXPECT_EQ(Win(x, 10), kGreen) << x;
-    // No fill colour: the strips keep what the window showed.
-    Window(kBlue);
+    Window(kBlue); // no fill colour: the strips keep what the window showed
     c.bb.SwapPan(hWindow, 0, -4, 0xFFFFFFFF, SRCCOPY);
     EXPECT_EQ(Win(7, 0), Src(7, 4));
     EXPECT_EQ(Win(7, 29), kBlue);
@@ -171,8 +160,8 @@ TEST_F(Swap, WholeAndPanned)
 
 TEST_F(Swap, ZoomedPreviewsAndTheirCopies)
 {
-    // In: the 20 by 15 pixels from (10, 8) on the whole window, each target
-    // pixel taking the source pixel under its centre.
+    // In: the 20 by 15 pixels from (10, 8) on the whole window, each target pixel taking the source pixel under its
+    // centre.
     c.bb.SwapZoomIn(hWindow, 1.0, kGreen, SRCCOPY);
     EXPECT_EQ(Win(0, 0), Src(10, 8));
     EXPECT_EQ(Win(39, 29), Src(29, 22));
@@ -180,8 +169,8 @@ TEST_F(Swap, ZoomedPreviewsAndTheirCopies)
     Window(kBlue);
     c.bb.SwapZoomIn(hWindow, 0.0, 5, 5, kGreen, SRCCOPY); // f must be above 0
     EXPECT_EQ(Win(20, 15), kBlue);
-    // Out: the whole surface in 20 by 15 at (10, 8), bands around it that
-    // leave one row and one column of the window between them and it.
+    // Out: the whole surface in 20 by 15 at (10, 8), bands around it that leave one row and one column of the window
+    // between them and it.
     c.bb.SwapZoomOut(hWindow, 1.0, kGreen, SRCCOPY);
     EXPECT_EQ(Win(10, 8), Src(1, 1));
     EXPECT_EQ(Win(29, 22), Src(39, 29));

@@ -10,60 +10,43 @@ using namespace Gdiplus;
 
 namespace {
 
-std::vector<REAL> Dashes(Pen& pen)
-{
-    std::vector<REAL> v(static_cast<size_t>(pen.GetDashPatternCount()));
-    if (!v.empty())
-        pen.GetDashPattern(v.data(), static_cast<INT>(v.size()));
-    return v;
-}
-
-} // namespace
-
 TEST(XfnCreatePenGDIP, CodesDashesAndTheUserPattern)
 {
     Pen* pPen = nullptr;
     tagXLineStyle style;
-    for (int nCode = 0; nCode <= 4; ++nCode) {
+    Color c;
+    for (int nCode = 0; nCode <= 5; ++nCode) { // 5: solid and fully transparent
         style.SetStyle(nCode);
         XfnCreatePenGDIP(pPen, &style, 2.5, Color(0x80, 0x10, 0x20, 0x30));
         ASSERT_NE(pPen, nullptr);
-        EXPECT_EQ(pPen->GetDashStyle(), static_cast<DashStyle>(nCode));
+        pPen->GetColor(&c);
+        SCOPED_TRACE(nCode);
+        EXPECT_EQ(pPen->GetDashStyle(), static_cast<DashStyle>(nCode == 5 ? 0 : nCode));
+        EXPECT_EQ(c.GetValue(), nCode == 5 ? 0u : 0x80102030u);
         EXPECT_EQ(pPen->GetWidth(), 2.5f);
         EXPECT_EQ(pPen->GetStartCap(), LineCapRound);
         EXPECT_EQ(pPen->GetEndCap(), LineCapRound);
-        Color c;
-        pPen->GetColor(&c);
-        EXPECT_EQ(c.GetValue(), 0x80102030u);
     }
-    style.SetStyle(5); // solid and fully transparent
-    XfnCreatePenGDIP(pPen, &style, 1.0, Color(255, 255, 0, 0));
-    Color c;
-    pPen->GetColor(&c);
-    EXPECT_EQ(c.GetValue(), 0u);
-    EXPECT_EQ(pPen->GetDashStyle(), DashStyleSolid);
-
-    struct Case {
+    const struct {
         unsigned short nPattern;
         int nFactor;
         double dWidth;
         std::vector<REAL> runs;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {0x00FF, 1, 2.0, {16.0f, 16.0f}},      // shifted to 0xFF00, runs 8, 8, times the width
         {0x8001, 2, 0.0, {2.0f, 28.0f, 2.0f}}, // width 0: the factor alone
         {0xFFFF, 3, 0.0, {48.0f}},             // solid mask, but a factor: one run
         {0xF0F0, 1, 1.5, {6.0f, 6.0f, 6.0f, 6.0f}},
     };
-    for (const Case& k : cases) {
+    for (const auto& k : cases) {
         style.SetStyle(k.nPattern, k.nFactor);
         XfnCreatePenGDIP(pPen, &style, k.dWidth, Color(255, 0, 0, 0));
-        SCOPED_TRACE(k.nPattern);
-        EXPECT_EQ(pPen->GetDashStyle(), DashStyleCustom);
-        EXPECT_EQ(Dashes(*pPen), k.runs);
+        std::vector<REAL> runs(static_cast<size_t>(pPen->GetDashPatternCount()));
+        pPen->GetDashPattern(runs.data(), static_cast<INT>(runs.size()));
+        EXPECT_EQ(pPen->GetDashStyle(), DashStyleCustom) << k.nPattern;
+        EXPECT_EQ(runs, k.runs) << k.nPattern;
     }
-    // No bit set and a factor other than 1: nothing to draw.
-    style.SetStyle(0, 2);
+    style.SetStyle(0, 2); // no bit set and a factor other than 1: nothing to draw
     XfnCreatePenGDIP(pPen, &style, 1.0, Color(255, 0, 0, 0));
     pPen->GetColor(&c);
     EXPECT_EQ(c.GetA(), 0);
@@ -72,45 +55,39 @@ TEST(XfnCreatePenGDIP, CodesDashesAndTheUserPattern)
 
 TEST(XfnCreateBrushGDIP, EachCodeMakesItsBrush)
 {
-    struct Case {
+    // Code -1 stands for a code no table lists, as a stream can carry it (99).
+    const struct {
         int nCode;
         BrushType type;
         int nHatch;
-    };
-    const Case cases[] = {
-        {0, BrushTypeSolidColor, -1},        {1, BrushTypeSolidColor, -1},
-        {2, BrushTypeHatchFill, 3},          {3, BrushTypeHatchFill, 4},
-        {4, BrushTypeHatchFill, 5},          {5, BrushTypeHatchFill, 2},
-        {6, BrushTypeHatchFill, 0},          {7, BrushTypeHatchFill, 1},
-        {8, BrushTypeTextureFill, -1},       {1024, BrushTypeTextureFill, -1},
-        {-1, BrushTypeHatchFill, -1},
+    } cases[] = {
+        {0, BrushTypeSolidColor, -1},  {1, BrushTypeSolidColor, -1},    {2, BrushTypeHatchFill, 3},
+        {3, BrushTypeHatchFill, 4},    {4, BrushTypeHatchFill, 5},      {5, BrushTypeHatchFill, 2},
+        {6, BrushTypeHatchFill, 0},    {7, BrushTypeHatchFill, 1},      {8, BrushTypeTextureFill, -1},
+        {1024, BrushTypeTextureFill, -1}, {-1, BrushTypeHatchFill, 99},
     };
     const Color fore(255, 200, 0, 0), back(255, 0, 0, 200);
     Brush* pBrush = nullptr;
-    for (const Case& k : cases) {
+    for (const auto& k : cases) {
         tagXFillStyle style;
-        if (k.nCode == 1024) {
-            unsigned char pattern[128] = {0};
+        const unsigned char pattern[128] = {0};
+        if (k.nCode == 1024)
             style.SetStyle(pattern);
-        } else if (k.nCode == -1) {
-            style.nStyle = 99; // a code no table lists, as a stream can carry it
-        } else {
+        else if (k.nCode == -1)
+            style.nStyle = 99;
+        else
             style.SetStyle(k.nCode);
-        }
         XfnCreateBrushGDIP(pBrush, &style, fore, back);
-        SCOPED_TRACE(k.nCode);
         ASSERT_NE(pBrush, nullptr);
+        SCOPED_TRACE(k.nCode);
         EXPECT_EQ(pBrush->GetType(), k.type);
-        if (k.nCode == 0 || k.nCode == 1) {
-            Color c;
+        Color c;
+        if (k.type == BrushTypeSolidColor) {
             static_cast<SolidBrush*>(pBrush)->GetColor(&c);
             EXPECT_EQ(c.GetValue(), k.nCode == 0 ? fore.GetValue() : 0x00FFFFFFu);
-        }
-        if (k.type == BrushTypeHatchFill) {
-            HatchBrush* h = static_cast<HatchBrush*>(pBrush);
-            EXPECT_EQ(h->GetHatchStyle(), k.nHatch >= 0 ? k.nHatch : 99);
-            Color c;
-            h->GetBackgroundColor(&c);
+        } else if (k.type == BrushTypeHatchFill) {
+            static_cast<HatchBrush*>(pBrush)->GetBackgroundColor(&c);
+            EXPECT_EQ(static_cast<HatchBrush*>(pBrush)->GetHatchStyle(), k.nHatch);
             EXPECT_EQ(c.GetValue(), back.GetValue());
         }
     }
@@ -119,10 +96,9 @@ TEST(XfnCreateBrushGDIP, EachCodeMakesItsBrush)
 
 TEST(XfnCreateBrushGDIP, TexturesStandUprightWithTheirGaps)
 {
-    // One bit: row 0, bit 31, which is column 0 of the top row.
     unsigned char pattern[128] = {0};
-    pattern[3] = 0x80;
-    pattern[4 * 31] = 0x01; // and row 31, bit 0: the bottom right corner
+    pattern[3] = 0x80;      // row 0, bit 31: column 0 of the top row
+    pattern[4 * 31] = 0x01; // row 31, bit 0: the bottom right corner
     const Color fore(255, 200, 0, 0), back(255, 0, 0, 200);
     for (int nCode : {8, 1024}) {
         tagXFillStyle style;
@@ -131,32 +107,33 @@ TEST(XfnCreateBrushGDIP, TexturesStandUprightWithTheirGaps)
         Brush* pBrush = nullptr;
         XfnCreateBrushGDIP(pBrush, &style, fore, back);
         ASSERT_NE(pBrush, nullptr);
-        Image* img = static_cast<TextureBrush*>(pBrush)->GetImage();
-        ASSERT_NE(img, nullptr);
-        Bitmap* bmp = static_cast<Bitmap*>(img);
+        Bitmap* bmp = static_cast<Bitmap*>(static_cast<TextureBrush*>(pBrush)->GetImage());
+        ASSERT_NE(bmp, nullptr);
         EXPECT_EQ(bmp->GetWidth(), 32u);
-        Color c;
-        bmp->GetPixel(0, 0, &c);
-        EXPECT_EQ(c.GetValue(), fore.GetValue());
-        bmp->GetPixel(31, 31, &c);
-        EXPECT_EQ(c.GetValue(), fore.GetValue());
-        bmp->GetPixel(31, 0, &c);
-        EXPECT_EQ(c.GetValue(), nCode == 8 ? 0u : back.GetValue());
-        bmp->GetPixel(0, 31, &c);
-        EXPECT_EQ(c.GetValue(), nCode == 8 ? 0u : back.GetValue());
-        delete img;
+        const struct {
+            int x, y;
+            ARGB argb;
+        } probes[] = {{0, 0, fore.GetValue()},
+                      {31, 31, fore.GetValue()},
+                      {31, 0, nCode == 8 ? 0u : back.GetValue()},
+                      {0, 31, nCode == 8 ? 0u : back.GetValue()}};
+        for (const auto& p : probes) {
+            Color c;
+            bmp->GetPixel(p.x, p.y, &c);
+            EXPECT_EQ(c.GetValue(), p.argb) << nCode << " " << p.x << "," << p.y;
+        }
+        delete bmp;
         delete pBrush;
     }
 }
 
 TEST(XfnCreateFontGDIP, StyleFlagsAndSize)
 {
-    struct Case {
+    const struct {
         LONG nWeight;
         BYTE bItalic, bUnderline, bStrike;
         INT nStyle;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {400, 0, 0, 0, FontStyleRegular},
         {700, 0, 0, 0, FontStyleBold},
         {800, 0, 0, 0, FontStyleRegular}, // only 700 is bold
@@ -164,8 +141,8 @@ TEST(XfnCreateFontGDIP, StyleFlagsAndSize)
         {100, 0, 1, 0, FontStyleUnderline},
     };
     Font* pFont = nullptr;
-    for (const Case& k : cases) {
-        tagXTextStyle style;
+    tagXTextStyle style;
+    for (const auto& k : cases) {
         style.lf.lfWeight = k.nWeight;
         style.lf.lfItalic = k.bItalic;
         style.lf.lfUnderline = k.bUnderline;
@@ -176,7 +153,6 @@ TEST(XfnCreateFontGDIP, StyleFlagsAndSize)
         EXPECT_EQ(pFont->GetSize(), 17.5f);
         EXPECT_EQ(pFont->GetUnit(), UnitPixel);
     }
-    tagXTextStyle style;
     std::strcpy(style.lf.lfFaceName, "NanumGothic");
     XfnCreateFontGDIP(pFont, &style, 12.0);
     FontFamily family(L"");
@@ -186,3 +162,5 @@ TEST(XfnCreateFontGDIP, StyleFlagsAndSize)
     EXPECT_STREQ(name, L"NanumGothic");
     delete pFont;
 }
+
+} // namespace

@@ -8,8 +8,7 @@
 
 namespace {
 
-// What a pen turned out to be: OBJ_PEN (CreatePen) or OBJ_EXTPEN
-// (ExtCreatePen), its style word and its dash table.
+// What a pen turned out to be: OBJ_PEN (CreatePen) or OBJ_EXTPEN (ExtCreatePen), its style word and dashes.
 struct PenShape {
     DWORD nType, nStyle;
     std::vector<DWORD> runs;
@@ -47,8 +46,8 @@ const int U = tagXLineStyle::STYLE_USER;
 
 TEST(XfnCreatePen, BothFormsFollowTheStyleTable)
 {
-    // The handle form ORs in the pen bits; the wrapper form ignores them,
-    // draws solid with CreatePen and gives the hairline dash code 513.
+    // The handle form ORs in the pen bits; the wrapper form ignores them, draws solid with CreatePen and gives the
+    // hairline dash code 513.
     struct Row {
         tagXLineStyle style;
         int nWidth;
@@ -102,8 +101,8 @@ TEST(XfnCreateBrush, CodesAndTheUprightUserMask)
         EXPECT_EQ(lb.lbStyle, styles[nCode]) << nCode;
         EXPECT_EQ(lb.lbHatch, hatches[nCode]) << nCode;
     }
-    // Each mask row is a little-endian word read from bit 31 (column 0); the
-    // bytes differ so that a wrong order shows. Row 0 is the top row.
+    // Each mask row is a little-endian word read from bit 31 (column 0), row 0 on top; the bytes differ so that a wrong
+    // order shows.
     unsigned char mask[128] = {};
     mask[0] = 0x80;          // row 0, bit 7: column 24
     mask[3] = 0x01;          // row 0, bit 24: column 7
@@ -116,30 +115,46 @@ TEST(XfnCreateBrush, CodesAndTheUprightUserMask)
     const RECT rc = {0, 0, 64, 32};
     FillRect(c.DC(), &rc, hBrush);
     DeleteObject(hBrush);
-    for (const POINT& pt : {POINT{24, 0}, POINT{7, 0}, POINT{0, 31}, POINT{56, 0}})
-        EXPECT_EQ(c.Px(pt.x, pt.y), kRed) << pt.x << "," << pt.y;
+    ExpectPixels(c, {{24, 0, kRed}, {7, 0, kRed}, {0, 31, kRed}, {56, 0, kRed}});
     EXPECT_EQ(c.Count(kBlue), 64 * 32 - 6);
 }
 
-TEST(XfnCreateFont, SetsHeightAndEscapementOnTheStyle)
+TEST(XfnCreateFont, BothFormsSetHeightAndEscapementOnTheStyle)
 {
-    tagXTextStyle style;
-    style.lf.lfOrientation = 450;
-    HFONT hFont = nullptr;
-    XfnCreateFont(hFont, &style, 0);
-    EXPECT_EQ(style.lf.lfHeight, 1); // never a zero height
-    EXPECT_EQ(style.lf.lfEscapement, 450);
-    LOGFONTA lf;
-    ASSERT_NE(GetObjectA(hFont, sizeof lf, &lf), 0);
-    EXPECT_EQ(lf.lfHeight, 1);
-    EXPECT_EQ(lf.lfEscapement, 450);
-    DeleteObject(hFont);
+    for (bool bWrapper : {false, true}) {
+        tagXTextStyle style;
+        style.lf.lfOrientation = 450;
+        HFONT hFont = nullptr;
+        CFont font;
+        if (bWrapper)
+            XfnCreateFont(&font, &style, 0);
+        else
+            XfnCreateFont(hFont, &style, 0);
+        EXPECT_EQ(style.lf.lfHeight, 1); // never a zero height
+        EXPECT_EQ(style.lf.lfEscapement, 450);
+        LOGFONTA lf;
+        ASSERT_NE(GetObjectA(bWrapper ? font.GetSafeHandle() : hFont, sizeof lf, &lf), 0);
+        EXPECT_EQ(lf.lfHeight * 1000 + lf.lfEscapement, 1450);
+        DeleteObject(hFont);
+    }
+    // No style, no object.
+    HFONT hFont = reinterpret_cast<HFONT>(1);
+    HBRUSH hBrush = reinterpret_cast<HBRUSH>(1);
+    XfnCreateFont(hFont, nullptr, 10);
+    XfnCreateBrush(hBrush, nullptr, kRed, kBlue);
+    CFont font;
+    CBrush brush;
+    XfnCreateFont(&font, nullptr, 10);
+    XfnCreateBrush(&brush, nullptr, kRed, kBlue);
+    EXPECT_EQ(hFont, nullptr);
+    EXPECT_EQ(hBrush, nullptr);
+    EXPECT_EQ(font.GetSafeHandle(), nullptr);
+    EXPECT_EQ(brush.GetSafeHandle(), nullptr);
 }
 
 TEST(XfnDrawRubberBand, SecondDrawingErasesTheFirst)
 {
-    // Half black, half white, so that XOR shows on both.
-    XTestCanvas c(48, 32);
+    XTestCanvas c(48, 32); // half black, half white, so that XOR shows on both
     const RECT left = {0, 0, 24, 32};
     FillRect(c.DC(), &left, static_cast<HBRUSH>(GetStockObject(BLACK_BRUSH)));
     std::vector<COLORREF> before;
@@ -158,7 +173,10 @@ TEST(XfnDrawRubberBand, SecondDrawingErasesTheFirst)
         }
         EXPECT_EQ(c.Px(20, 12), before[12 * 48 + 20]);
         EXPECT_EQ(GetROP2(c.DC()), R2_COPYPEN);
-        XfnDrawRubberBand(c.DC(), CPoint(5, 4), CPoint(40, 25), pStyle, 0, kRed);
+        CDC dc; // the wrapper form draws on the wrapper's handle
+        dc.Attach(c.DC());
+        XfnDrawRubberBand(&dc, CPoint(5, 4), CPoint(40, 25), pStyle, 0, kRed);
+        dc.Detach();
         for (int i = 0; i < 48 * 32; ++i)
             ASSERT_EQ(c.Px(i % 48, i / 48), before[i]) << i;
     }

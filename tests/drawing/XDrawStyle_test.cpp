@@ -1,3 +1,4 @@
+// The style records: codes and their masks, equality, defaults, and their stream forms.
 #include "KVDbase/drawing/XDrawStyle.h"
 
 #include "KVDbase/core/XFrameworkException.h"
@@ -6,17 +7,9 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <utility>
 
 namespace {
-
-// Row r of a fill mask as the little-endian word it is stored as.
-uint32_t Row(const tagXFillStyle& s, int r)
-{
-    uint32_t v = 0;
-    for (int i = 3; i >= 0; --i)
-        v = (v << 8) | s.Pattern[4 * r + i];
-    return v;
-}
 
 TEST(XLineStyle, CodesMasksAndTheUserPattern)
 {
@@ -25,64 +18,53 @@ TEST(XLineStyle, CodesMasksAndTheUserPattern)
     EXPECT_EQ(s.nFactor, 1);
     EXPECT_EQ(s.nPenBits | s.nSolidPenBits, 0u);
     const uint16_t masks[6] = {0xFFFF, 0xFFF0, 0xCCCC, 0xFC30, 0xFCCC, 0x0000};
-    for (int nCode = 0; nCode < 6; ++nCode) {
+    for (int nCode : {0, 1, 2, 3, 4, 5, 1024, 6, -1}) { // the user code and unknown codes give solid
         s.SetStyle(0x1234, 7);
         s.SetStyle(nCode);
-        EXPECT_EQ(s.nPattern, masks[nCode]);
-        EXPECT_EQ(s.nFactor, 1);
-        EXPECT_EQ(s.GetStyle(), nCode);
+        EXPECT_EQ(s.nPattern, nCode >= 0 && nCode < 6 ? masks[nCode] : 0xFFFF) << nCode;
+        EXPECT_EQ(s.nFactor, 1) << nCode;
+        EXPECT_EQ(s.GetStyle(), nCode >= 0 && nCode < 6 ? nCode : 0) << nCode;
     }
-    for (int nCode : {1024, 6, -1}) { // the user code and unknown codes give solid
-        s.SetStyle(0x1234, 3);
-        s.SetStyle(nCode);
-        EXPECT_EQ(s.nPattern, 0xFFFF);
+    const int patterns[][3] = {{0, 1, 5}, {0, 2, 1024}, {0xFFFF, 3, 1024}, {0x00FF, 1, 1024}};
+    for (const auto& p : patterns) {
+        s.SetStyle(static_cast<unsigned short>(p[0]), p[1]);
+        EXPECT_EQ(s.GetStyle(), p[2]) << p[0] << " " << p[1];
     }
-    s.SetStyle(0, 1);
-    EXPECT_EQ(s.GetStyle(), 5);
-    s.SetStyle(0, 2);
-    EXPECT_EQ(s.GetStyle(), 1024);
-    s.SetStyle(0xFFFF, 3);
-    EXPECT_EQ(s.GetStyle(), 1024);
-    s.SetStyle(0x00FF, 1);
-    EXPECT_EQ(s.GetStyle(), 1024);
-}
-
-TEST(XLineStyle, DifferenceNeedsFactorAndPenBitsTogether)
-{
+    // Two styles differ only when the factor and the pen bits both do, or the mask does.
     tagXLineStyle a, b;
-    b.nFactor = 4; // factor alone: no difference
+    b.nFactor = 4;
     EXPECT_TRUE(a == b);
-    b.nPenBits = 0x100; // both differ
+    b.nPenBits = 0x100;
     EXPECT_TRUE(a != b);
-    b.nFactor = 1; // pen bits alone: no difference
+    b.nFactor = 1;
     EXPECT_TRUE(a == b);
     b.nSolidPenBits = 0x2000;
     EXPECT_TRUE(a != b);
-    tagXLineStyle d;
-    d.SetStyle(2);
-    EXPECT_TRUE(a != d);
+    b = a;
+    b.SetStyle(2);
+    EXPECT_TRUE(a != b);
 }
 
 TEST(XFillStyle, MaskOfEveryCode)
 {
     const uint32_t diagCross[8] = {0x81818181u, 0x42424242u, 0x24242424u, 0x18181818u,
                                    0x18181818u, 0x24242424u, 0x42424242u, 0x81818181u};
-    const uint32_t backward[8] = {0x01010101u, 0x02020202u, 0x04040404u, 0x08080808u,
-                                  0x10101010u, 0x20202020u, 0x40404040u, 0x80808080u};
     tagXFillStyle s;
     EXPECT_EQ(s.GetStyle(), 0);
     for (int nCode = 0; nCode <= 7; ++nCode) {
         s.SetStyle(nCode);
         EXPECT_EQ(s.GetStyle(), nCode);
         for (int r = 0; r < 32; ++r) {
+            // Row r as the little-endian word it is stored as: byte 0 holds the low bits.
+            const uint32_t row = s.Pattern[4 * r] | s.Pattern[4 * r + 1] << 8 | s.Pattern[4 * r + 2] << 16 |
+                                 static_cast<uint32_t>(s.Pattern[4 * r + 3]) << 24;
             const bool bLine = r % 8 == 1;
-            const uint32_t want[8] = {0xFFFFFFFFu, 0u, backward[r % 8], bLine ? 0xFFFFFFFFu : 0x01010101u,
-                                      diagCross[r % 8], backward[7 - r % 8], bLine ? 0xFFFFFFFFu : 0u, 0x01010101u};
-            ASSERT_EQ(Row(s, r), want[nCode]) << "code " << nCode << " row " << r;
+            const uint32_t backward = 0x01010101u << (r % 8), forward = 0x80808080u >> (r % 8);
+            const uint32_t want[8] = {0xFFFFFFFFu, 0u, backward, bLine ? 0xFFFFFFFFu : 0x01010101u,
+                                      diagCross[r % 8], forward, bLine ? 0xFFFFFFFFu : 0u, 0x01010101u};
+            ASSERT_EQ(row, want[nCode]) << "code " << nCode << " row " << r;
         }
     }
-    s.SetStyle(5); // a row is a little-endian word: byte 0 holds the low bits
-    EXPECT_EQ(s.Pattern[4], 0x40);
 }
 
 TEST(XFillStyle, TransparentUserAndUnknownCodesKeepTheMask)
@@ -104,23 +86,15 @@ TEST(XFillStyle, TransparentUserAndUnknownCodesKeepTheMask)
     b = a;
     b.nStyle = 8;
     EXPECT_TRUE(a != b);
-    EXPECT_TRUE(a == tagXFillStyle());
 }
 
 TEST(XTextStyle, DefaultsAndEquality)
 {
-    tagXTextStyle a;
-    const LOGFONTA& lf = a.lf;
+    tagXTextStyle a, b;
     EXPECT_EQ(a.nAlign, 9);
-    EXPECT_EQ(lf.lfHeight | lf.lfWidth | lf.lfEscapement | lf.lfOrientation, 0);
-    EXPECT_EQ(lf.lfWeight, 400);
-    EXPECT_EQ(lf.lfItalic | lf.lfUnderline | lf.lfStrikeOut | lf.lfQuality | lf.lfPitchAndFamily, 0);
-    EXPECT_EQ(lf.lfCharSet, 1);
-    EXPECT_EQ(lf.lfOutPrecision, 2);
-    EXPECT_EQ(lf.lfClipPrecision, 1);
-    EXPECT_EQ(std::memcmp(lf.lfFaceName, "Courier New\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0", 32), 0);
-
-    tagXTextStyle b;
+    EXPECT_EQ(a.lf.lfWeight, 400);
+    EXPECT_EQ(a.lf.lfHeight, 0); // the other fields show in the text style record's bytes
+    EXPECT_EQ(std::memcmp(a.lf.lfFaceName, "Courier New\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0", 32), 0);
     EXPECT_TRUE(a == b);
     b.lf.lfFaceName[30] = 'x'; // after the terminator, still a difference
     EXPECT_TRUE(a != b);
@@ -134,19 +108,17 @@ TEST(XTextStyle, DefaultsAndEquality)
 
 TEST(XDrawStyleStream, LineAndFillStyles)
 {
-    tagXLineStyle s;
+    tagXLineStyle s, t;
     s.SetStyle(0xF0F0, 3);
     s.nPenBits = 7;
     Bytes bytes = StoreBytes([&](XArchive& ar) { ar << s; });
     EXPECT_EQ(bytes, Be().U16(0xF0F0).I32(3).bytes);
-    tagXLineStyle t;
     t.nPenBits = 0x55;
     t.nSolidPenBits = 0x66;
     LoadBytes(bytes, [&](XArchive& ar) { ar >> t; });
     EXPECT_EQ(t.nPattern, 0xF0F0);
     EXPECT_EQ(t.nFactor, 3);
-    EXPECT_EQ(t.nPenBits, 0x55u); // not streamed: the variable keeps its bits
-    EXPECT_EQ(t.nSolidPenBits, 0x66u);
+    EXPECT_EQ(std::make_pair(t.nPenBits, t.nSolidPenBits), std::make_pair(0x55u, 0x66u)); // not streamed: kept
 
     tagXFillStyle f, g;
     f.SetStyle(4);
@@ -158,7 +130,7 @@ TEST(XDrawStyleStream, LineAndFillStyles)
 
 TEST(XDrawStyleStream, TextStyleInAlphabeticalOrderWithOutPrecisionTwice)
 {
-    tagXTextStyle s;
+    tagXTextStyle s, t;
     s.nAlign = 18;
     LOGFONTA& lf = s.lf;
     lf.lfHeight = -12, lf.lfWidth = 5, lf.lfEscapement = 900, lf.lfOrientation = 450, lf.lfWeight = 700;
@@ -166,13 +138,10 @@ TEST(XDrawStyleStream, TextStyleInAlphabeticalOrderWithOutPrecisionTwice)
     lf.lfOutPrecision = 5, lf.lfClipPrecision = 6, lf.lfQuality = 7, lf.lfPitchAndFamily = 8;
     std::strcpy(lf.lfFaceName, "Arial");
     const Bytes bytes = StoreBytes([&](XArchive& ar) { ar << s; });
-    // nAlign; charset, clip, escapement, height, italic, orientation,
-    // out precision twice, pitch, quality, strike out, underline, weight,
-    // width; the face.
-    const Bytes want = Be().I32(18).U8(4).U8(6).I32(900).I32(-12).U8(1).I32(450).U8(5).U8(5).U8(8).U8(7).U8(3).U8(2)
-                           .I32(700).I32(5).Raw(lf.lfFaceName, 32).bytes;
-    EXPECT_EQ(bytes, want);
-    tagXTextStyle t;
+    // nAlign; charset, clip, escapement, height, italic, orientation, out precision twice, pitch, quality, strike out,
+    // underline, weight, width; the face.
+    EXPECT_EQ(bytes, Be().I32(18).U8(4).U8(6).I32(900).I32(-12).U8(1).I32(450).U8(5).U8(5).U8(8).U8(7).U8(3).U8(2)
+                         .I32(700).I32(5).Raw(lf.lfFaceName, 32).bytes);
     LoadBytes(bytes, [&](XArchive& ar) { ar >> t; });
     EXPECT_TRUE(t == s);
 
@@ -180,8 +149,7 @@ TEST(XDrawStyleStream, TextStyleInAlphabeticalOrderWithOutPrecisionTwice)
     edited[20] = 9; // the second lfOutPrecision is the one that stays
     LoadBytes(edited, [&](XArchive& ar) { ar >> t; });
     EXPECT_EQ(t.lf.lfOutPrecision, 9);
-
-    edited.resize(edited.size() - 1);
+    edited.pop_back();
     try {
         LoadBytes(edited, [&](XArchive& ar) { ar >> t; });
         FAIL() << "no exception";

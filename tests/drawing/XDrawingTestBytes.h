@@ -1,10 +1,11 @@
-// Byte helpers of the drawing tests: memory streams through XArchive, and
-// writers that build the expected bytes independently of the code under test
-// (records little-endian, archive values big-endian, the archive's default).
+// Byte helpers of the drawing tests: memory streams through XArchive, and writers that build the expected bytes
+// independently of the code under test (records little-endian, archive values big-endian, the archive's default).
 #pragma once
 
 #include "KVDbase/core/XArchive.h"
+#include "KVDbase/drawing/XVertBuffer.h"
 #include "KVDbase/files/XMemFile.h"
+#include "drawing/XVertRecord.h"
 
 #include <cstdint>
 #include <cstring>
@@ -42,11 +43,7 @@ template <typename Fn> void LoadBytes(Bytes bytes, Fn fn)
 class ByteWriter {
 public:
     explicit ByteWriter(bool bBigEndian) : bBig(bBigEndian) {}
-    ByteWriter& U8(unsigned v)
-    {
-        bytes.push_back(static_cast<unsigned char>(v));
-        return *this;
-    }
+    ByteWriter& U8(unsigned v) { return Int(v, 1); }
     ByteWriter& U16(unsigned v) { return Int(v, 2); }
     ByteWriter& U32(uint32_t v) { return Int(v, 4); }
     ByteWriter& I32(int32_t v) { return Int(static_cast<uint32_t>(v), 4); }
@@ -63,11 +60,7 @@ public:
         return *this;
     }
     ByteWriter& Raw(const Bytes& b) { return Raw(b.data(), b.size()); }
-    ByteWriter& Zeros(size_t n)
-    {
-        bytes.insert(bytes.end(), n, 0);
-        return *this;
-    }
+    ByteWriter& Zeros(size_t n) { return Raw(Bytes(n, 0)); }
     Bytes bytes;
 
 private:
@@ -84,6 +77,15 @@ private:
 
 inline ByteWriter Le() { return ByteWriter(false); }
 inline ByteWriter Be() { return ByteWriter(true); }
+
+// The kinds of a buffer's records, in order.
+inline std::vector<int> Kinds(const XVertBuffer& vb)
+{
+    std::vector<int> v;
+    for (int i = 0; i < vb.GetRecordCount(); ++i)
+        v.push_back(XVertRecord::Kind(vb.GetRecord(i)));
+    return v;
+}
 
 // Record bytes as a vector.
 inline Bytes RecordBytes(const void* pRecord, size_t nSize)

@@ -1,13 +1,15 @@
-// A back buffer on a window of the test's own for pixel tests: a w by h
-// white image window, a surface of the type given on its DC, and a view in
-// which world (x, y) is pixel (x, h - y), so that world y runs up from the
-// bottom edge. PNG files go to the build tree.
+// A back buffer on a window of the test's own for pixel tests: a w by h white image window, a surface of the type given
+// on its DC, and a view in which world (x, y) is pixel (x, h - y), so that world y runs up from the bottom edge. PNG
+// files go to the build tree.
 #pragma once
 
 #include "KVDbase/drawing/XBackBuffer.h"
 #include "KVDbase/platform/XGdi.h"
 
+#include <gtest/gtest.h>
+
 #include <cmath>
+#include <initializer_list>
 #include <string>
 
 #ifndef KVD_TEST_OUTPUT_DIR
@@ -22,8 +24,7 @@ struct XTestCanvas {
     {
         bb.Create(hWnd, nType);
         if (nType == XBackBuffer::TYPE_DDB) {
-            // Off the placeholder: a type 1 surface needs a size other than
-            // the device's to get a bitmap of its own.
+            // Off the placeholder: a type 1 surface needs a size other than the device's to get a bitmap of its own.
             bb.Resize(::GetDC(hWnd), w + 1, h);
             bb.Resize(::GetDC(hWnd), w, h);
         }
@@ -67,22 +68,27 @@ struct XTestCanvas {
     }
 };
 
-// Styles of one code.
-inline tagXFillStyle FillCode(int nCode)
+// Expects each pixel (x, y) of the canvas to have its colour.
+struct PixelIs {
+    int x, y;
+    COLORREF clr;
+};
+inline void ExpectPixels(const XTestCanvas& c, std::initializer_list<PixelIs> pixels)
 {
-    tagXFillStyle s;
-    s.SetStyle(nCode);
-    return s;
-}
-inline tagXLineStyle LineCode(int nCode)
-{
-    tagXLineStyle s;
-    s.SetStyle(nCode);
-    return s;
+    for (const PixelIs& p : pixels)
+        EXPECT_EQ(c.Px(p.x, p.y), p.clr) << "pixel " << p.x << "," << p.y;
 }
 
-const COLORREF kWhite = RGB(255, 255, 255);
-const COLORREF kBlack = RGB(0, 0, 0);
-const COLORREF kRed = RGB(255, 0, 0);
-const COLORREF kGreen = RGB(0, 255, 0);
+// Styles of one code.
+template <class Style>
+inline Style StyleCode(int nCode)
+{
+    Style s;
+    s.SetStyle(nCode);
+    return s;
+}
+inline tagXFillStyle FillCode(int nCode) { return StyleCode<tagXFillStyle>(nCode); }
+inline tagXLineStyle LineCode(int nCode) { return StyleCode<tagXLineStyle>(nCode); }
+
+const COLORREF kWhite = RGB(255, 255, 255), kBlack = RGB(0, 0, 0), kRed = RGB(255, 0, 0), kGreen = RGB(0, 255, 0);
 const COLORREF kBlue = RGB(0, 0, 255);

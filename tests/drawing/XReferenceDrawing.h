@@ -1,16 +1,8 @@
-// The reference map: one drawing, recorded once into an XVertBuffer of any
-// render path, that every replay (raster, antialiased, OpenGL) draws and the
-// suite writes to a PNG. A small map of a peninsula in longitude and latitude:
-// sea, land with a lake (a ring with a hole), a hatched and a stippled island,
-// a dotted graticule, dashed roads of world and pixel widths, city markers
-// and points, labels in Latin and Hangul at several anchors (one turned), and
-// two images: a half-transparent one and a colour-keyed one.
-//
-// Usage: record with XReferenceDrawing::Record(vb) between nothing and the
-// replay; make a kWidth by kHeight surface and call SetView on it; replay.
-// The Probe points name places whose colour every path should agree on.
-// Header-only and free of platform headers, so that any test or benchmark can
-// include it.
+// The reference map: a small map of a peninsula in longitude and latitude, recorded into an XVertBuffer of any
+// render path, which every replay draws and the suite writes to PNGs: sea, land with a lake (a ring with a hole), a
+// hatched and a stippled island, a dotted graticule, dashed roads of world and pixel widths, city markers and points,
+// labels in Latin and Hangul at several anchors (one turned), a half-transparent legend and a colour-keyed picture.
+// Record it, call SetView on a kWidth by kHeight surface, replay. Free of platform headers, for any test or benchmark.
 #pragma once
 
 #include "KVDbase/drawing/XBackBuffer.h"
@@ -20,20 +12,11 @@
 
 namespace XReferenceDrawing {
 
-const int kWidth = 480;
-const int kHeight = 320;
+const int kWidth = 480, kHeight = 320;
 
 // Colours, 0x00BBGGRR.
-const COLORREF kSea = 0xF0D8A8;
-const COLORREF kLand = 0xB4DCE6;
-const COLORREF kCoast = 0x206020;
-const COLORREF kGrid = 0x808080;
-const COLORREF kRoad = 0x2020D0;
-const COLORREF kHighway = 0x0080FF;
-const COLORREF kCity = 0xFFFFFF;
-const COLORREF kInk = 0x000000;
-const COLORREF kIsland = 0x208040;
-const COLORREF kReef = 0x000090;
+const COLORREF kSea = 0xF0D8A8, kLand = 0xB4DCE6, kCoast = 0x206020, kGrid = 0x808080, kRoad = 0x2020D0;
+const COLORREF kHighway = 0x0080FF, kCity = 0xFFFFFF, kInk = 0x000000, kIsland = 0x208040, kReef = 0x000090;
 
 // The view: the whole of 123.5 to 132.5 east and 33 to 39 north.
 inline void SetView(XBackBuffer& bb) { bb.ZoomFit(123.5, 33.0, 132.5, 39.0); }
@@ -43,8 +26,8 @@ struct Probe {
     COLORREF clr;
 };
 
-// Places inside large areas of one colour, away from every edge: the open sea,
-// the land, and the lake, which is the hole of the land and shows the sea.
+// Places inside large areas of one colour, away from every edge: the open sea, the land, and the lake, which is the
+// hole of the land and shows the sea.
 inline std::vector<Probe> Probes()
 {
     return {{124.5, 34.5, kSea}, {128.3, 38.2, kLand}, {128.1, 36.55, kSea}, {131.5, 38.5, kSea}};
@@ -77,8 +60,8 @@ inline void Polyline(XVertBuffer& vb, const std::vector<tagXVector2>& pts)
     vb.AddPolyline(pts.data(), static_cast<int>(pts.size()), e);
 }
 
-// A w by h 24-bit DIB: a diagonal gradient from red to blue, with a black
-// square in the middle quarter (the colour key of the keyed image).
+// A w by h 24-bit DIB: a diagonal gradient from red to blue, with a black square in the middle quarter (the colour key
+// of the keyed image).
 struct Picture {
     BITMAPINFO bmi = {{sizeof(BITMAPINFOHEADER), 0, 0, 1, 24, 0, 0, 0, 0, 0, 0}, {}};
     std::vector<char> bits;
@@ -150,8 +133,7 @@ inline void Record(XVertBuffer& vb)
     vb.AddFillStyle(&cross, kIsland, kLand, 1.0);
     Polygon(vb, {{126.15, 33.45}, {126.5, 33.62}, {126.95, 33.5}, {126.9, 33.22}, {126.4, 33.2}});
 
-    // A stippled reef whose gaps show the sea, with no outline (line
-    // opacity 0).
+    // A stippled reef whose gaps show the sea, with no outline (line opacity 0).
     tagXFillStyle stripes;
     unsigned char mask[128];
     for (int r = 0; r < 32; ++r)
@@ -171,8 +153,7 @@ inline void Record(XVertBuffer& vb)
     for (int lat = 33; lat <= 39; ++lat)
         Polyline(vb, {{123.5, static_cast<double>(lat)}, {132.5, static_cast<double>(lat)}});
 
-    // Roads: a dashed highway 0.04 degrees wide, and a user-patterned road of
-    // 3 pixels.
+    // Roads: a dashed highway 0.04 degrees wide, and a user-patterned road of 3 pixels.
     tagXLineStyle dash = StyleOf<tagXLineStyle>(tagXLineStyle::STYLE_DASH);
     vb.AddLineStyle(&dash, 0.04, kHighway, 1.0);
     Polyline(vb, {{127.0, 37.55}, {127.4, 36.35}, {128.6, 35.87}, {129.05, 35.15}});
@@ -203,12 +184,15 @@ inline void Record(XVertBuffer& vb)
     Label(vb, "동해 East Sea", 130.4, 36.2, 18, 0.3, 900);     // centred, turned
     Label(vb, "Yellow Sea 서해", 125.9, 35.6, 12, 0.3, 0, 700); // right end on the anchor, above
 
-    // Images: a legend at 60 % opacity, and a keyed picture whose black
-    // middle lets the land through.
+    // Images: a legend at 60 % opacity, and a keyed picture whose black middle lets the land through.
     Picture legend(48, 32), keyed(32, 32);
     vb.AddDIB(legend.bits.data(), &legend.bmi, 123.7, 38.9, 125.1, 38.0, 0.0, 0.6, 0);
     const DWORD dwBlackKey = 1; // enable byte set, red, green and blue 0
     vb.AddDIB(keyed.bits.data(), &keyed.bmi, 128.6, 37.2, 129.1, 36.7, 0.0, 1.0, dwBlackKey);
+    // A text box with no metafile and a stored metafile: record kinds the replays here pass over.
+    vb.AddTextBox(124.0, 33.5, 0.0, 124.5, 33.2, nullptr);
+    const unsigned char emf[6] = {1, 2, 3, 4, 5, 6};
+    vb.AddEMF(124.0, 33.5, 0.0, 4, 5, 6, sizeof emf, emf, "legend");
     vb.End();
 }
 

@@ -1,54 +1,24 @@
+// XVertBuffer's recording: record kinds and their bytes per render path, sizes, raw blocks, replays, the clip.
 #include "KVDbase/drawing/XVertBuffer.h"
 
 #include "KVDbase/drawing/XBackBuffer.h"
 #include "KVDbase/drawing/XDIB.h"
 #include "drawing/XDrawingTestBytes.h"
+#include "drawing/XVertRecord.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 namespace {
 
-std::vector<int> Kinds(const XVertBuffer& vb)
+Bytes Record(const XVertBuffer& vb, int i, size_t nSize, size_t nOffset = 0)
 {
-    std::vector<int> v;
-    for (int i = 0; i < vb.GetRecordCount(); ++i) {
-        int32_t k;
-        std::memcpy(&k, vb.GetRecord(i), 4);
-        v.push_back(k);
-    }
-    return v;
-}
-
-Bytes Record(const XVertBuffer& vb, int i, size_t nSize) { return RecordBytes(vb.GetRecord(i), nSize); }
-
-int32_t I32At(const XVertBuffer& vb, int i, int nOffset)
-{
-    int32_t v;
-    std::memcpy(&v, static_cast<const char*>(vb.GetRecord(i)) + nOffset, 4);
-    return v;
-}
-
-TEST(XVertBuffer, RegisteredWithItsDefaults)
-{
-    XObject* pObject = XVertBuffer::GetRuntimeClassStatic()->CreateObject();
-    ASSERT_NE(pObject, nullptr);
-    EXPECT_STREQ(pObject->GetRuntimeClass()->lpszClassName, "XVertBuffer");
-    const XVertBuffer& vb = *static_cast<XVertBuffer*>(pObject);
-    EXPECT_EQ(vb.GetType(), 2);
-    EXPECT_EQ(vb.GetRecordCount(), 0);
-    EXPECT_FALSE(vb.IsRecording());
-    EXPECT_EQ(vb.GetLineWidth(), -1.0);
-    EXPECT_EQ(vb.GetTextSize(), -1.0);
-    EXPECT_EQ(vb.GetLineColor() & vb.GetForeColor() & vb.GetBackColor(), 0xFF000000u);
-    EXPECT_EQ(vb.GetLineAlpha(), -1.0);
-    EXPECT_TRUE(vb.IsUpdateNeeded());
-    delete pObject;
-    EXPECT_EQ(XVertBuffer(3).GetType(), 3);
+    return RecordBytes(static_cast<const char*>(vb.GetRecord(i)) + nOffset, nSize);
 }
 
 TEST(XVertBuffer, StartEndAndCallsOutsideThem)
@@ -84,10 +54,10 @@ TEST(XVertBuffer, ColourRecordsAndTheirSuppression)
     vb.AddLineColor(0x00112233, 0.5);
     EXPECT_EQ(vb.GetRecordCount(), 2);
 
-    XVertBuffer gdi(1); // the GDI path keeps the opacity in the high byte
+    XVertBuffer gdi(1); // the GDI path keeps the opacity in the high byte; "no colour" has opacity 0
     gdi.Start();
     gdi.AddLineColor(0xAA112233, 0.5);
-    gdi.AddForeColor(0xFF000000, 1.0); // "no colour": opacity 0
+    gdi.AddForeColor(0xFF000000, 1.0);
     gdi.AddBackColor(0x00FFFFFF, 1.0);
     EXPECT_EQ(Record(gdi, 1, 8), Le().I32(2).U32(0x7F112233).bytes);
     EXPECT_EQ(Record(gdi, 2, 8), Le().I32(3).U32(0).bytes);
@@ -115,8 +85,7 @@ TEST(XVertBuffer, StyleRecords)
     vb.AddLineStyle(&t, 3.0, 0x00ABCDEF, 0.0);
     EXPECT_EQ(Kinds(vb), (std::vector<int>{1, 5, 6, 2, 6, 5}));
 
-    // A fill style, then a polygon of 3 points, on a new buffer.
-    vb.Start();
+    vb.Start(); // a fill style, then a polygon of 3 points
     tagXFillStyle f;
     f.SetStyle(3);
     vb.AddFillStyle(&f, 0x000000FF, 0x00FFFFFF, 0.25);
@@ -125,8 +94,7 @@ TEST(XVertBuffer, StyleRecords)
     vb.AddPolygon(x, y, 3, nullptr);
     EXPECT_EQ(Kinds(vb), (std::vector<int>{1, 7, 3, 4, 13}));
     EXPECT_EQ(Record(vb, 1, 136), Le().I32(7).Raw(f.Pattern, 128).I32(3).bytes);
-    EXPECT_EQ(vb.GetForeAlpha(), 0.25);
-    EXPECT_EQ(vb.GetBackAlpha(), 1.0);
+    EXPECT_EQ(std::make_pair(vb.GetForeAlpha(), vb.GetBackAlpha()), std::make_pair(0.25, 1.0));
 
     vb.Start();
     tagXTextStyle ts;
@@ -138,8 +106,8 @@ TEST(XVertBuffer, StyleRecords)
     vb.AddTextStyle(&ts, 12.0, 0x00010203, 0x00FFFFFF, 0.5);
     vb.AddTextStyle(&ts, 14.0, 0x00010203, 0x00FFFFFF, 0.5);
     EXPECT_EQ(Kinds(vb), (std::vector<int>{1, 8, 9, 2, 4, 9}));
-    // nAlign, height, width, escapement, orientation, weight, then italic,
-    // underline, strike out, character set, the precisions, quality, pitch.
+    // nAlign, height, width, escapement, orientation, weight, italic, underline, strike out, character set, the
+    // precisions, quality, pitch, face.
     EXPECT_EQ(Record(vb, 1, 68), Le().I32(8).I32(9).I32(-16).I32(0).I32(0).I32(0).I32(700).U8(1).U8(0).U8(0).U8(1).U8(2)
                                      .U8(1).U8(0).U8(0x22).Raw(ts.lf.lfFaceName, 32).bytes);
     EXPECT_EQ(Record(vb, 2, 12), Le().I32(9).F64(12.0).bytes);
@@ -163,19 +131,21 @@ TEST(XVertBuffer, ShapeLayouts)
     vb.AddTextBox(1, 2, 3, 4, 5, reinterpret_cast<HANDLE>(uintptr_t{0x12345678}));
     const unsigned char data[5] = {0xA1, 0xA2, 0xA3, 0xA4, 0xA5};
     vb.AddEMF(1, 2, 3, 10, 20, 1, 5, data, "lbl");
-
-    EXPECT_EQ(Record(vb, 1, 52), Le().I32(10).F64(1).F64(2).F64(0).F64(3).F64(4).F64(0).bytes);
-    EXPECT_EQ(Record(vb, 2, 52), Le().I32(10).F64(1).F64(2).F64(3).F64(4).F64(5).F64(6).bytes);
-    EXPECT_EQ(Record(vb, 3, 88), Le().I32(11).I32(2).F64(0.1).F64(0.2).F64(0.30000000000000004).F64(1e300)
-                                     .F64(1).F64(2).F64(3).F64(4).F64(5).F64(6).bytes);
-    EXPECT_EQ(Record(vb, 4, 88), Le().I32(12).I32(2).Zeros(32).F64(1).F64(2).F64(0).F64(4).F64(5).F64(0).bytes);
-    EXPECT_EQ(Record(vb, 5, 36), Le().I32(14).F64(1.5).F64(2.5).F64(3.5).I32(3).Raw("abc", 4).bytes);
-    EXPECT_EQ(Record(vb, 6, 44), Le().I32(20).F64(1).F64(2).F64(0).F64(3).F64(4).bytes);
-    EXPECT_EQ(Record(vb, 7, 8), Le().I32(16).I32(2).bytes);
-    EXPECT_EQ(Record(vb, 8, 48), Le().I32(18).F64(1).F64(2).F64(3).F64(4).F64(5).U32(0x12345678).bytes);
-    // The name's length stands right after the metafile, at 44 + n.
-    EXPECT_EQ(Record(vb, 9, 57), Le().I32(19).F64(1).F64(2).F64(3).I32(10).I32(20).I32(1).I32(5).Raw(data, 5).I32(3)
-                                     .Raw("lbl", 4).bytes);
+    const Bytes want[] = {
+        Le().I32(10).F64(1).F64(2).F64(0).F64(3).F64(4).F64(0).bytes,
+        Le().I32(10).F64(1).F64(2).F64(3).F64(4).F64(5).F64(6).bytes,
+        Le().I32(11).I32(2).F64(0.1).F64(0.2).F64(0.30000000000000004).F64(1e300).F64(1).F64(2).F64(3).F64(4).F64(5)
+            .F64(6).bytes,
+        Le().I32(12).I32(2).Zeros(32).F64(1).F64(2).F64(0).F64(4).F64(5).F64(0).bytes,
+        Le().I32(14).F64(1.5).F64(2.5).F64(3.5).I32(3).Raw("abc", 4).bytes,
+        Le().I32(20).F64(1).F64(2).F64(0).F64(3).F64(4).bytes,
+        Le().I32(16).I32(2).bytes,
+        Le().I32(18).F64(1).F64(2).F64(3).F64(4).F64(5).U32(0x12345678).bytes,
+        // The name's length stands right after the metafile, at 44 + n.
+        Le().I32(19).F64(1).F64(2).F64(3).I32(10).I32(20).I32(1).I32(5).Raw(data, 5).I32(3).Raw("lbl", 4).bytes,
+    };
+    for (int i = 0; i < 9; ++i)
+        EXPECT_EQ(Record(vb, i + 1, want[i].size()), want[i]) << i + 1;
 }
 
 TEST(XVertBuffer, MaxPointsAndInvalidCounts)
@@ -201,25 +171,31 @@ TEST(XVertBuffer, MaxPointsAndInvalidCounts)
 TEST(XVertBuffer, ClassSizesAndDataPointers)
 {
     XVertBuffer vb;
-    const int sizes[][2] = {{1, 4},  {2, 8},   {3, 8},   {4, 8},   {5, 20},  {6, 12},    {7, 136}, {8, 68},
-                            {9, 12}, {10, 52}, {16, 8},  {18, 48}, {19, 49}, {20, 44}, {65535, 4}, {21, 0}};
-    for (const auto& s : sizes)
-        EXPECT_EQ(vb.GetClassSizeBytes(s[0], 0, nullptr, 0), s[1]) << s[0];
-    EXPECT_EQ(vb.GetClassSizeBytes(11, 5, nullptr, 0), 160);
-    EXPECT_EQ(vb.GetClassSizeBytes(14, 7, nullptr, 0), 40);
-    EXPECT_EQ(vb.GetClassSizeBytes(17, 7, nullptr, 2), 40 + 8 + 168);
-    EXPECT_EQ(vb.GetClassSizeBytes(19, 5, nullptr, 3), 57);
-    EXPECT_EQ(vb.GetClassSizeBytes(15, 0, nullptr, 0), 0);
-    EXPECT_EQ(vb.GetClassSizeBytes(11, -1, nullptr, 0), 0);
-    EXPECT_EQ(vb.GetClassSizeBytes(11, 0x7FFFFFFF, nullptr, 0), 0); // too large for one block
     BITMAPINFO bmi = {};
     bmi.bmiHeader.biWidth = 5;
     bmi.bmiHeader.biHeight = 3;
-    EXPECT_EQ(vb.GetClassSizeBytes(15, 0, &bmi, 0), 60 + 5 * 3 * 4);
-    EXPECT_EQ(XVertBuffer(1).GetClassSizeBytes(15, 0, &bmi, 0), 60 + 16 * 3 + 8 * 3);
-    EXPECT_EQ(XVertBuffer(3).GetClassSizeBytes(15, 0, &bmi, 0), 60 + 5 * 3 * 4);
-    bmi.bmiHeader.biHeight = -3; // a top-down header has no record form
-    EXPECT_EQ(vb.GetClassSizeBytes(15, 0, &bmi, 0), 0);
+    BITMAPINFO topDown = bmi; // a top-down header has no record form
+    topDown.bmiHeader.biHeight = -3;
+    const struct {
+        int nPath, nKind, n;
+        const BITMAPINFO* pInfo;
+        int nRings, nBytes;
+    } rows[] = {
+        {2, 1, 0, nullptr, 0, 4},      {2, 2, 0, nullptr, 0, 8},     {2, 3, 0, nullptr, 0, 8},
+        {2, 4, 0, nullptr, 0, 8},      {2, 5, 0, nullptr, 0, 20},    {2, 6, 0, nullptr, 0, 12},
+        {2, 7, 0, nullptr, 0, 136},    {2, 8, 0, nullptr, 0, 68},    {2, 9, 0, nullptr, 0, 12},
+        {2, 10, 0, nullptr, 0, 52},    {2, 16, 0, nullptr, 0, 8},    {2, 18, 0, nullptr, 0, 48},
+        {2, 19, 0, nullptr, 0, 49},    {2, 20, 0, nullptr, 0, 44},   {2, 65535, 0, nullptr, 0, 4},
+        {2, 21, 0, nullptr, 0, 0},     {2, 11, 5, nullptr, 0, 160},  {2, 14, 7, nullptr, 0, 40},
+        {2, 17, 7, nullptr, 2, 216},   {2, 19, 5, nullptr, 3, 57},   {2, 15, 0, nullptr, 0, 0},
+        {2, 11, -1, nullptr, 0, 0},    {2, 11, 0x7FFFFFFF, nullptr, 0, 0}, // too large for one block
+        {2, 15, 0, &bmi, 0, 60 + 60},  {1, 15, 0, &bmi, 0, 60 + 16 * 3 + 8 * 3}, {3, 15, 0, &bmi, 0, 60 + 60},
+        {2, 15, 0, &topDown, 0, 0},
+    };
+    for (const auto& r : rows)
+        EXPECT_EQ(XVertBuffer(r.nPath).GetClassSizeBytes(r.nKind, r.n, r.pInfo, r.nRings),
+                  r.nBytes)
+            << r.nPath << " " << r.nKind << " " << r.n;
 
     vb.Start();
     vb.AddLineColor(1, 1.0);
@@ -232,10 +208,10 @@ TEST(XVertBuffer, ClassSizesAndDataPointers)
         char* p = static_cast<char*>(vb.GetRecord(i));
         EXPECT_EQ(XVertBuffer::GetClassDataPtr(p, 0), p + offsets[i]) << i;
     }
-    char* p = static_cast<char*>(vb.GetRecord(0));
-    EXPECT_EQ(XVertBuffer::GetClassDataPtr(p, 15), p + 60); // the kind given wins
-    EXPECT_EQ(XVertBuffer::GetClassDataPtr(p, 18), p + 48);
-    EXPECT_EQ(XVertBuffer::GetClassDataPtr(p, 19), p + 44);
+    char* p = static_cast<char*>(vb.GetRecord(0)); // the kind given wins
+    const int given[][2] = {{15, 60}, {18, 48}, {19, 44}};
+    for (const auto& g : given)
+        EXPECT_EQ(XVertBuffer::GetClassDataPtr(p, g[0]), p + g[1]) << g[0];
     EXPECT_EQ(XVertBuffer::GetClassDataPtr(p, 21), nullptr);
 }
 
@@ -267,12 +243,7 @@ struct TestImage {
     std::vector<char> bits;
     TestImage(int nBits, DWORD nClrUsed)
     {
-        BITMAPINFOHEADER h = {};
-        h.biSize = 40;
-        h.biWidth = 3;
-        h.biHeight = 2;
-        h.biBitCount = static_cast<WORD>(nBits);
-        h.biClrUsed = nClrUsed;
+        BITMAPINFOHEADER h = {40, 3, 2, 0, static_cast<WORD>(nBits), 0, 0, 0, 0, nClrUsed, 0};
         std::memcpy(header.data(), &h, 40);
         bits.assign(static_cast<size_t>(XfnCalcDIBWidthBytes(3, nBits) * 2), 0);
     }
@@ -310,9 +281,9 @@ TEST(XVertBuffer, ImagesPerRenderPath)
                                        .bytes);
 
     gl.AddDIB(img.bits.data(), img.Info(), 0, 0, 0, 0, 0, 1.0, 0);
-    EXPECT_EQ(I32At(gl, 2, 52), -1);
     gl.AddDIB(img.bits.data(), img.Info(), 0, 0, 0, 0, 0, 0.0, 0);
-    EXPECT_EQ(I32At(gl, 3, 52), 0);
+    EXPECT_EQ(Record(gl, 2, 4, 52), Le().I32(-1).bytes);
+    EXPECT_EQ(Record(gl, 3, 4, 52), Le().I32(0).bytes);
     XVertBuffer other(4); // no image form on another path
     other.Start();
     other.AddDIB(img.bits.data(), img.Info(), 0, 0, 0, 0, 0, 1.0, 0);
@@ -326,22 +297,20 @@ TEST(XVertBuffer, ImageSourceDepths)
     TestImage pal(8, 2); // a palette of two entries: blue, green, red
     std::memcpy(&pal.header[44], "\x0B\x16\x21", 3);
     pal.bits[1] = 1;
-    vb.AddDIB(pal.bits.data(), pal.Info(), 0, 0, 0, 0, 0, 1.0, 0);
     TestImage grey(8, 0x10000); // no entries counted: grey levels
     grey.bits[2] = 77;
-    vb.AddDIB(grey.bits.data(), grey.Info(), 0, 0, 0, 0, 0, 1.0, 0);
     TestImage hi(16, 0); // 5-5-5, each shifted left 3 with no replication
     const unsigned v = (31u << 10) | (1u << 5) | 2u;
     hi.bits[0] = static_cast<char>(v & 0xFF);
     hi.bits[1] = static_cast<char>(v >> 8);
-    vb.AddDIB(hi.bits.data(), hi.Info(), 0, 0, 0, 0, 0, 1.0, 0);
     TestImage full(32, 0); // the fourth byte is not read
     full.Set(0, 0, 4, "\x09\x08\x07\x00");
-    vb.AddDIB(full.bits.data(), full.Info(), 0, 0, 0, 0, 0, 1.0, 0);
-    EXPECT_EQ(RecordBytes(static_cast<char*>(vb.GetRecord(1)) + 60, 8), Le().U32(0xFF000000).U32(0xFF21160B).bytes);
-    EXPECT_EQ(RecordBytes(static_cast<char*>(vb.GetRecord(2)) + 68, 4), Le().U32(0xFF4D4D4D).bytes);
-    EXPECT_EQ(RecordBytes(static_cast<char*>(vb.GetRecord(3)) + 60, 4), Le().U32(0xFFF80810).bytes);
-    EXPECT_EQ(RecordBytes(static_cast<char*>(vb.GetRecord(4)) + 60, 4), Le().U32(0xFF070809).bytes);
+    for (const TestImage* p : {&pal, &grey, &hi, &full})
+        vb.AddDIB(p->bits.data(), p->Info(), 0, 0, 0, 0, 0, 1.0, 0);
+    EXPECT_EQ(Record(vb, 1, 8, 60), Le().U32(0xFF000000).U32(0xFF21160B).bytes);
+    EXPECT_EQ(Record(vb, 2, 4, 68), Le().U32(0xFF4D4D4D).bytes);
+    EXPECT_EQ(Record(vb, 3, 4, 60), Le().U32(0xFFF80810).bytes);
+    EXPECT_EQ(Record(vb, 4, 4, 60), Le().U32(0xFF070809).bytes);
 }
 
 // A replay that notes what it is handed.
@@ -350,12 +319,7 @@ public:
     int nDraws = 0;
     std::vector<int> released;
     void Draw(XVertBuffer*, XBackBuffer*) override { ++nDraws; }
-    void ReleaseRecord(XVertBuffer*, void* pRecord) override
-    {
-        int32_t k;
-        std::memcpy(&k, pRecord, 4);
-        released.push_back(k);
-    }
+    void ReleaseRecord(XVertBuffer*, void* pRecord) override { released.push_back(XVertRecord::Kind(pRecord)); }
 };
 
 TEST(XVertBuffer, ReplaysPlugInPerPath)
@@ -397,12 +361,9 @@ TEST(XVertBuffer, ClipBoxOfTheView)
     bb.SetViewSize(100, 50);
     bb.CalcWarpCoeff();
     XClipReplay::CalcClipRegion(&vb, &bb);
-    double dMinX, dMaxX, dMinY, dMaxY;
-    XClipReplay::GetClipBox(&vb, dMinX, dMaxX, dMinY, dMaxY);
-    EXPECT_EQ(dMinX, -50.0); // pixels 0 to 99 and 0 to 49
-    EXPECT_EQ(dMaxX, 49.0);
-    EXPECT_EQ(dMinY, -24.0);
-    EXPECT_EQ(dMaxY, 25.0);
+    double box[4];
+    XClipReplay::GetClipBox(&vb, box[0], box[1], box[2], box[3]);
+    EXPECT_EQ(std::vector<double>(box, box + 4), (std::vector<double>{-50, 49, -24, 25})); // pixels 0-99, 0-49
     const struct {
         double x1, x2;
         int nIn;
@@ -413,18 +374,16 @@ TEST(XVertBuffer, ClipBoxOfTheView)
 
     bb.SetRotationAngle(45); // the box holds the turned view
     XClipReplay::CalcClipRegion(&vb, &bb);
-    XClipReplay::GetClipBox(&vb, dMinX, dMaxX, dMinY, dMaxY);
-    EXPECT_NEAR(dMaxX - dMinX, (99 + 49) / std::sqrt(2.0), 1e-9);
-    EXPECT_NEAR(dMaxY - dMinY, (99 + 49) / std::sqrt(2.0), 1e-9);
+    XClipReplay::GetClipBox(&vb, box[0], box[1], box[2], box[3]);
+    EXPECT_NEAR(box[1] - box[0], (99 + 49) / std::sqrt(2.0), 1e-9);
+    EXPECT_NEAR(box[3] - box[2], (99 + 49) / std::sqrt(2.0), 1e-9);
 }
 
 TEST(XDIB, WidthBytesAndPaletteSizes)
 {
-    EXPECT_EQ(XfnCalcDIBWidthBytes(1, 1), 4);
-    EXPECT_EQ(XfnCalcDIBWidthBytes(33, 1), 8);
-    EXPECT_EQ(XfnCalcDIBWidthBytes(9, 4), 8);
-    EXPECT_EQ(XfnCalcDIBWidthBytes(3, 24), 12);
-    EXPECT_EQ(XfnCalcDIBWidthBytes(5, 8), 8);
+    const int widths[][3] = {{1, 1, 4}, {33, 1, 8}, {9, 4, 8}, {3, 24, 12}, {5, 8, 8}};
+    for (const auto& w : widths)
+        EXPECT_EQ(XfnCalcDIBWidthBytes(w[0], w[1]), w[2]) << w[0] << " " << w[1];
     BITMAPINFOHEADER h = {};
     const int counts[][2] = {{24, 0}, {8, 256}, {4, 16}, {1, 2}};
     for (const auto& c : counts) {

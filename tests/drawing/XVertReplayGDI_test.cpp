@@ -1,10 +1,9 @@
+// The raster replay (path 1) on pixels, grouped by record kind.
 #include "KVDbase/drawing/XVertBuffer.h"
 #include "XDrawingTestCanvas.h"
-#include "XReferenceDrawing.h"
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdlib>
 #include <cstring>
 
@@ -20,10 +19,7 @@ struct Gdi : XVertBuffer {
         tagXLineStyle s = LineCode(nCode);
         AddLineStyle(&s, dWidth, clr, 1.0);
     }
-    void Fill(tagXFillStyle s, COLORREF fore, COLORREF back)
-    {
-        AddFillStyle(&s, fore, back, 1.0);
-    }
+    void Fill(tagXFillStyle s, COLORREF fore, COLORREF back) { AddFillStyle(&s, fore, back, 1.0); }
     void Square(double x0, double y0, double x1, double y1)
     {
         const double x[4] = {x0, x1, x1, x0}, y[4] = {y1, y1, y0, y0}, e[4] = {x0, y0, x1, y1};
@@ -33,7 +29,7 @@ struct Gdi : XVertBuffer {
 
 const int W = 80, H = 60; // world (x, y) is pixel (x, 60 - y)
 
-TEST(XVertReplayGDI, LineColoursAndWidthsInPixelsAndWorldUnits)
+TEST(XVertReplayGDI, LineWidthsInPixelsAndWorldUnits)
 {
     Gdi vb;
     vb.Pen(0, -3.0, kRed); // 3 pixels at any zoom
@@ -50,10 +46,9 @@ TEST(XVertReplayGDI, LineColoursAndWidthsInPixelsAndWorldUnits)
         c.bb.SetWorldToCenter(W / 2.0, H / 2.0);
         vb.Draw(&c.bb);
         c.SavePNG(s == 1 ? "replay_widths_1" : "replay_widths_2");
-        const int nHeight = H * s;
-        EXPECT_EQ(c.Count(kRed, 45 * s, 0, 45 * s + 1, nHeight), 3) << s;
-        EXPECT_EQ(c.Count(kBlue, 45 * s, 0, 45 * s + 1, nHeight), 2 * s) << s;
-        EXPECT_EQ(c.Count(kGreen, 12 * s, 0, 12 * s + 1, nHeight), 1) << s;
+        EXPECT_EQ(c.Count(kRed, 45 * s, 0, 45 * s + 1, H * s), 3) << s;
+        EXPECT_EQ(c.Count(kBlue, 45 * s, 0, 45 * s + 1, H * s), 2 * s) << s;
+        EXPECT_EQ(c.Count(kGreen, 12 * s, 0, 12 * s + 1, H * s), 1) << s;
     }
 }
 
@@ -72,12 +67,22 @@ TEST(XVertReplayGDI, FillStylesAndTheirBackground)
     vb.End();
     XTestCanvas c(W, H);
     c.bb.Clear(kRed, nullptr);
+    HDC dc = c.DC(); // the walk leaves the device as it found it
+    SetBkMode(dc, TRANSPARENT);
+    SetBkColor(dc, kGreen);
+    const UINT kinds[3] = {OBJ_PEN, OBJ_BRUSH, OBJ_FONT};
+    HGDIOBJ objects[3];
+    for (int i = 0; i < 3; ++i)
+        objects[i] = GetCurrentObject(dc, kinds[i]);
     vb.Draw(&c.bb);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(GetCurrentObject(dc, kinds[i]), objects[i]) << kinds[i];
+    EXPECT_EQ(GetBkMode(dc), TRANSPARENT);
+    EXPECT_EQ(GetBkColor(dc), kGreen);
     EXPECT_EQ(c.Count(kGreen, 1, 5, 15, 55), 14 * 50); // solid
     EXPECT_EQ(c.Count(kRed, 21, 5, 35, 55), 14 * 50);  // hollow
-    // The hatch's gaps are left alone, though the back colour is opaque: the
-    // walk judges the background by its back colour's opacity byte, which a
-    // back colour record that changed the colour has cleared.
+    // The hatch's gaps are left alone though the back colour is opaque: the walk judges the background by the back
+    // colour's opacity byte, which a back colour record that changed the colour has cleared.
     EXPECT_EQ(c.Count(kGreen, 41, 5, 57, 55), 2 * 50);
     EXPECT_EQ(c.Count(kRed, 41, 5, 57, 55), 14 * 50);
     // Style 8: the mask in the fore colour, the gaps untouched.
@@ -86,24 +91,35 @@ TEST(XVertReplayGDI, FillStylesAndTheirBackground)
     EXPECT_EQ(c.Px(61, 20), kRed);
 }
 
-TEST(XVertReplayGDI, FillModeRecordsAndModeZero)
+TEST(XVertReplayGDI, PolyPolygonsByFillModeAndStyle)
 {
-    // A square in a square, turning alike; the DC fills by winding.
+    // A square in a square, turning alike, on a DC that fills by winding. Mode 0 changes nothing; hollow and stippled
+    // rings are outlined ring by ring, the stipple filling by alternate.
     const tagXVector2 pts[8] = {{10, 10}, {50, 10}, {50, 50}, {10, 50}, {20, 20}, {40, 20}, {40, 40}, {20, 40}};
     const int counts[2] = {4, 4};
     const double e[4] = {10, 10, 50, 50};
-    for (int nMode : {0, 1, 2}) {
+    tagXFillStyle full = FillCode(0);
+    full.nStyle = tagXFillStyle::STYLE_TRANSPARENT_PATTERN;
+    const struct {
+        int nMode;
+        tagXFillStyle fill;
+        COLORREF hole, ring, outline;
+    } rows[] = {{0, FillCode(0), kGreen, kGreen, kRed},        {ALTERNATE, FillCode(0), kWhite, kGreen, kRed},
+                {WINDING, FillCode(0), kGreen, kGreen, kRed},  {ALTERNATE, FillCode(1), kWhite, kWhite, kRed},
+                {WINDING, full, kWhite, kGreen, kRed}};
+    for (const auto& row : rows) {
         Gdi vb;
-        vb.Fill(FillCode(0), kGreen, kWhite);
-        vb.AddPolyFillMode(nMode);
+        vb.Pen(0, -1.0, kRed);
+        vb.Fill(row.fill, kGreen, kWhite);
+        vb.AddPolyFillMode(row.nMode);
         vb.AddPolyPolygon(pts, counts, 2, e);
         vb.End();
         XTestCanvas c(W, H);
         SetPolyFillMode(c.DC(), WINDING);
         vb.Draw(&c.bb);
-        EXPECT_EQ(c.Px(30, 30), nMode == ALTERNATE ? kWhite : kGreen) << nMode; // 0 changes nothing
-        EXPECT_EQ(c.Px(15, 30), kGreen) << nMode;
-        EXPECT_EQ(GetPolyFillMode(c.DC()), WINDING) << nMode; // restored
+        SCOPED_TRACE(testing::Message() << row.nMode << " " << row.fill.nStyle);
+        ExpectPixels(c, {{30, 30, row.hole}, {15, 30, row.ring}, {10, 30, row.outline}, {20, 30, row.outline}});
+        EXPECT_EQ(GetPolyFillMode(c.DC()), WINDING); // restored
     }
 }
 
@@ -146,8 +162,7 @@ TEST(XVertReplayGDI, ImagesPointsEllipsesAndMetafiles)
     vb.AddDIB(bits, &bmi, 10, 50, 29, 41, 0, 1.0, 1); // black keyed: class 0
     vb.AddDIB(bits, &bmi, 40, 50, 59, 41, 0, 0.5, 0); // class 1
     vb.Pen(0, -1.0, kRed);
-    // A point on the view's very edge is drawn: world (79, 59) is the box's
-    // corner, pixel (79, 1).
+    // A point on the view's very edge is drawn: world (79, 59) is the box's corner, pixel (79, 1).
     const double x[3] = {5, 79, 40}, y[3] = {55, 59, 200}, e[4] = {};
     vb.AddPolypoint(x, y, 3, e);
     vb.Fill(FillCode(0), kGreen, kWhite);
@@ -161,15 +176,9 @@ TEST(XVertReplayGDI, ImagesPointsEllipsesAndMetafiles)
     c.bb.Clear(kBlue, nullptr);
     vb.Draw(&c.bb);
     const BYTE half = static_cast<BYTE>(static_cast<int>(255 * 127 / 255.0)), rest = 255 - half;
-    EXPECT_EQ(c.Px(12, 12), kRed);
-    EXPECT_EQ(c.Px(25, 12), kBlue); // the key lets the surface through
-    EXPECT_EQ(c.Px(42, 12), RGB(half, 0, rest));
-    EXPECT_EQ(c.Px(57, 12), RGB(0, 0, rest));
-    EXPECT_EQ(c.Px(5, 5), kRed);
-    EXPECT_EQ(c.Px(79, 1), kRed);
-    EXPECT_EQ(c.Px(40, 25), kRed);
-    EXPECT_EQ(c.Px(40, 30), kGreen);
-    EXPECT_EQ(c.Px(40, 24), kBlue);
+    // The key lets the surface through at (25, 12); the point at the view's corner is drawn at (79, 1).
+    ExpectPixels(c, {{12, 12, kRed}, {25, 12, kBlue}, {42, 12, RGB(half, 0, rest)}, {57, 12, RGB(0, 0, rest)},
+                     {5, 5, kRed}, {79, 1, kRed}, {40, 25, kRed}, {40, 30, kGreen}, {40, 24, kBlue}});
     EXPECT_EQ(c.Count(kBlue, 0, 36, W, H), W * (H - 36)); // no text box, no metafile
 }
 
@@ -178,9 +187,8 @@ TEST(XVertReplayGDI, LatLongViewDrawsThreeTurns)
     Gdi vb;
     vb.Pen(0, -1.0, kRed);
     vb.AddLine(170, 0, 190, 0); // across the antimeridian
-    // A polygon whose extent claims 530 to 550 while its points lie at 190
-    // to 200: only the copy a turn to the left passes the box test, and it
-    // lands at -170 to -160. Without the wrap, the box test culls it.
+    // The extent claims 530 to 550, the points lie at 190 to 200: only the copy a turn to the left passes the box test,
+    // and it lands at -170 to -160. Without the wrap the box test culls it.
     const double px[4] = {190, 200, 200, 190}, py[4] = {-20, -20, -30, -30}, pe[4] = {530, -30, 550, -20};
     vb.Fill(FillCode(0), kGreen, kWhite);
     vb.AddPolygon(px, py, 4, pe);
@@ -194,27 +202,6 @@ TEST(XVertReplayGDI, LatLongViewDrawsThreeTurns)
         EXPECT_EQ(c.Px(5, 90), bWrap ? kRed : kWhite) << bWrap;
         EXPECT_EQ(c.Count(kGreen), bWrap ? 81 : 0) << bWrap; // 10 by 10, outlined left and top
     }
-}
-
-TEST(XVertReplayGDI, StartAndEndAloneLeaveTheDeviceAsItWas)
-{
-    Gdi vb;
-    vb.End();
-    XTestCanvas c(W, H);
-    HDC dc = c.DC();
-    SetBkMode(dc, TRANSPARENT);
-    SetBkColor(dc, kGreen);
-    SetPolyFillMode(dc, WINDING);
-    const HGDIOBJ objects[3] = {GetCurrentObject(dc, OBJ_PEN), GetCurrentObject(dc, OBJ_BRUSH),
-                                GetCurrentObject(dc, OBJ_FONT)};
-    vb.Draw(&c.bb);
-    EXPECT_EQ(GetBkMode(dc), TRANSPARENT);
-    EXPECT_EQ(GetBkColor(dc), kGreen);
-    EXPECT_EQ(GetPolyFillMode(dc), WINDING);
-    EXPECT_EQ(GetCurrentObject(dc, OBJ_PEN), objects[0]);
-    EXPECT_EQ(GetCurrentObject(dc, OBJ_BRUSH), objects[1]);
-    EXPECT_EQ(GetCurrentObject(dc, OBJ_FONT), objects[2]);
-    EXPECT_EQ(c.Count(kWhite), W * H);
 }
 
 TEST(XVertReplayGDI, ScratchIsSizedOnceAndGrowsForRawRecords)
@@ -245,8 +232,8 @@ TEST(XVertReplayGDI, ScratchIsSizedOnceAndGrowsForRawRecords)
 
 TEST(XVertReplayGDI, DrawOnAPlainDCThroughTheCallersTransform)
 {
-    HWND hWnd = XfnCreateImageWindow(101, 101);
-    HDC hDC = GetDC(hWnd);
+    XTestCanvas c(101, 101);
+    HDC hDC = c.WindowDC();
     for (int nPath : {XVertBuffer::PATH_GDI, XVertBuffer::PATH_GL}) {
         XVertBuffer vb(nPath);
         vb.Start();
@@ -255,9 +242,8 @@ TEST(XVertReplayGDI, DrawOnAPlainDCThroughTheCallersTransform)
         const double x[1] = {20}, y[1] = {0}, e[4] = {20, 0, 20, 0};
         vb.AddPolypoint(x, y, 1, e);
         vb.End();
-        // Pixel = world * 2 + 10 across and world * -2 + 50 down: world
-        // (20, 0) is the centre of the view made from it, pixel 50.5 on both
-        // axes, which rounds to 51. The OpenGL path draws nothing here.
+        // Pixel = world * 2 + 10 across and world * -2 + 50 down: world (20, 0) is the centre of the view made from it,
+        // pixel 50.5 on both axes, which rounds to 51. The OpenGL path draws nothing here.
         vb.Draw(hDC, 10, 2, 50, -2);
     }
     int nRed = 0;
@@ -265,23 +251,6 @@ TEST(XVertReplayGDI, DrawOnAPlainDCThroughTheCallersTransform)
         nRed += GetPixel(hDC, i % 101, i / 101) == kRed;
     EXPECT_EQ(GetPixel(hDC, 51, 51), kRed);
     EXPECT_EQ(nRed, 1);
-    DestroyWindow(hWnd);
-}
-
-TEST(XVertReplayGDI, ReferenceMap)
-{
-    XVertBuffer vb(XVertBuffer::PATH_GDI);
-    XReferenceDrawing::Record(vb);
-    XTestCanvas c(XReferenceDrawing::kWidth, XReferenceDrawing::kHeight);
-    XReferenceDrawing::SetView(c.bb);
-    vb.Draw(&c.bb);
-    c.SavePNG("reference_map_gdi");
-    for (const XReferenceDrawing::Probe& p : XReferenceDrawing::Probes())
-        EXPECT_EQ(c.AtWorld(p.x, p.y), p.clr) << p.x << "," << p.y;
-    // The legend blends over the sea; the keyed picture lets the land
-    // through its black middle.
-    EXPECT_GT(GetRValue(c.AtWorld(123.72, 38.88)), GetRValue(XReferenceDrawing::kSea));
-    EXPECT_EQ(c.AtWorld(128.85, 36.95), XReferenceDrawing::kLand);
 }
 
 } // namespace
