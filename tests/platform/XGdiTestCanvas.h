@@ -8,6 +8,7 @@
 #include <cstring>
 #include <algorithm>
 #include <filesystem>
+#include <initializer_list>
 #include <set>
 #include <string>
 
@@ -122,4 +123,17 @@ struct Selected {
 constexpr COLORREF kWhite = RGB(255, 255, 255);
 constexpr COLORREF kBlack = RGB(0, 0, 0);
 constexpr COLORREF kRed = RGB(255, 0, 0);
+constexpr COLORREF kGreen = RGB(0, 255, 0);
 constexpr COLORREF kBlue = RGB(0, 0, 255);
+
+// A pixel and the colour it must have.
+struct Probe {
+    int x, y;
+    COLORREF c;
+};
+
+inline void ExpectPixels(const XGdiTestCanvas& cv, std::initializer_list<Probe> probes)
+{
+    for (const Probe& p : probes)
+        EXPECT_EQ(cv.At(p.x, p.y), p.c) << "at " << p.x << "," << p.y;
+}
