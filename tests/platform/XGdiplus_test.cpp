@@ -20,13 +20,6 @@ struct Canvas : XGdiTestCanvas {
     ~Canvas() { GdipDeleteGraphics(g); }
 };
 
-GpBrush* Solid(ARGB c)
-{
-    GpSolidFill* b = nullptr;
-    GdipCreateSolidFill(c, &b);
-    return b;
-}
-
 } // namespace
 
 TEST(Gdiplus, NullObjectsWrongKindsAndValuesOutOfRangeAreInvalidParameters)
@@ -123,52 +116,42 @@ TEST(Gdiplus, NullObjectsWrongKindsAndValuesOutOfRangeAreInvalidParameters)
 
 TEST(Gdiplus, PixelOffsetPutsWholeCoordinatesOnPixelCentres)
 {
-    Canvas cv(16, 16);
-    GpPen* pen = nullptr;
-    GdipCreatePen1(0xFF000000, 1.0f, UnitPixel, &pen);
-    GdipSetSmoothingMode(cv.g, SmoothingModeAntiAlias);
-    GdipDrawLineI(cv.g, pen, 2, 5, 12, 5); // default offset: row 5 exactly
-    GdipSetPixelOffsetMode(cv.g, PixelOffsetModeHalf); // now the line lies on the edge of rows 9 and 10
-    GdipDrawLineI(cv.g, pen, 2, 10, 12, 10);
+    XGdiTestCanvas cv(16, 16);
+    Graphics g(cv.dc);
+    Pen pen(Color(255, 0, 0, 0)), hair(Color(255, 0, 0, 0), 0.0f);
+    g.SetSmoothingMode(SmoothingModeAntiAlias);
+    g.DrawLine(&pen, 2, 5, 12, 5); // default offset: row 5 exactly
+    g.SetPixelOffsetMode(PixelOffsetModeHalf); // now the line lies on the edge of rows 9 and 10
+    g.DrawLine(&pen, 2, 10, 12, 10);
     ExpectPixels(cv, {{6, 4, kWhite}, {6, 5, kBlack}, {6, 6, kWhite}});
     for (int y : {9, 10})
         EXPECT_TRUE(cv.At(6, y) != kWhite && cv.At(6, y) != kBlack) << y;
     // Width 0 is a one-pixel line at any scale.
-    GdipSetPixelOffsetMode(cv.g, PixelOffsetModeNone);
-    GdipSetPenWidth(pen, 0.0f);
-    GdipScaleWorldTransform(cv.g, 0.25f, 0.25f, MatrixOrderPrepend);
-    GdipDrawLineI(cv.g, pen, 8, 56, 48, 56); // device row 14
+    g.SetPixelOffsetMode(PixelOffsetModeNone);
+    g.ScaleTransform(0.25f, 0.25f);
+    g.DrawLine(&hair, 8, 56, 48, 56); // device row 14
     ExpectPixels(cv, {{6, 14, kBlack}, {6, 13, kWhite}});
-    GdipDeletePen(pen);
 }
 
 TEST(Gdiplus, HatchesAreEightByEightOnTheDeviceGrid)
 {
-    struct Case {
-        int hatch;
-        int x, y;   // a pixel in the foreground
-        int bx, by; // one in the background
-    };
-    const Case cases[] = {
-        {HatchStyleHorizontal, 3, 1, 3, 2},     {HatchStyleVertical, 7, 4, 6, 4},
-        {HatchStyleForwardDiagonal, 2, 2, 2, 3}, {HatchStyleBackwardDiagonal, 7, 0, 0, 0},
-        {HatchStyleCross, 7, 5, 5, 5},           {HatchStyleDiagonalCross, 3, 3, 1, 3},
-        {77, 0, 0, 1, 0}, // any other code: alternating pixels
-    };
-    for (const Case& c : cases) {
-        Canvas cv(24, 24);
-        GpHatch* b = nullptr;
-        ASSERT_EQ(GdipCreateHatchBrush(static_cast<HatchStyle>(c.hatch), 0xFFFF0000, 0xFF0000FF, &b), Ok);
+    // A pixel in the foreground and one in the background of each hatch; any
+    // other code alternates pixels.
+    const int cases[][5] = {{HatchStyleHorizontal, 3, 1, 3, 2},      {HatchStyleVertical, 7, 4, 6, 4},
+                            {HatchStyleForwardDiagonal, 2, 2, 2, 3}, {HatchStyleBackwardDiagonal, 7, 0, 0, 0},
+                            {HatchStyleCross, 7, 5, 5, 5},           {HatchStyleDiagonalCross, 3, 3, 1, 3},
+                            {77, 0, 0, 1, 0}};
+    for (const auto& c : cases) {
+        XGdiTestCanvas cv(24, 24);
+        Graphics g(cv.dc);
+        HatchBrush b(static_cast<HatchStyle>(c[0]), Color(0xFFFF0000), Color(0xFF0000FF));
+        EXPECT_EQ(b.GetType(), BrushTypeHatchFill);
         // Translated by whole tiles: the pattern stays on the device grid.
-        GdipTranslateWorldTransform(cv.g, 8.0f, 8.0f, MatrixOrderPrepend);
-        GdipFillRectangleI(cv.g, b, -8, -8, 24, 24);
-        SCOPED_TRACE(c.hatch);
+        g.TranslateTransform(8.0f, 8.0f);
+        g.FillRectangle(&b, -8, -8, 24, 24);
+        SCOPED_TRACE(c[0]);
         for (int tile = 0; tile < 24; tile += 8)
-            ExpectPixels(cv, {{c.x + tile, c.y, kRed}, {c.bx, c.by + tile, kBlue}});
-        BrushType t;
-        GdipGetBrushType(b, &t);
-        EXPECT_EQ(t, BrushTypeHatchFill);
-        GdipDeleteBrush(b);
+            ExpectPixels(cv, {{c[1] + tile, c[2], kRed}, {c[3], c[4] + tile, kBlue}});
     }
 }
 
@@ -223,54 +206,35 @@ TEST(Gdiplus, LockedBitsConvertAndGuardTheBitmap)
     bmp.UnlockBits(&data);
     bmp.GetPixel(2, 0, &c);
     EXPECT_EQ(c.GetValue(), 0xFF302010u);
-    // The caller's own rows: read into them, written back from them; a
-    // premultiplied pixel with no alpha is no colour at all.
-    uint32_t rows[2] = {0, 0x00123456};
-    data.Scan0 = rows;
-    data.Stride = 4;
-    const UINT user = ImageLockModeRead | ImageLockModeWrite | ImageLockModeUserInputBuf;
-    ASSERT_EQ(bmp.LockBits(&one, user, PixelFormat32bppPARGB, &data), Ok);
-    EXPECT_EQ(rows[0], 0xFF302010u);
-    rows[0] = 0x00123456;
-    bmp.UnlockBits(&data);
-    bmp.GetPixel(2, 0, &c);
-    EXPECT_EQ(c.GetValue(), 0u);
+    data.Scan0 = &data; // the caller's own rows, too short for the area
     data.Stride = 3;
-    EXPECT_EQ(bmp.LockBits(&one, user, PixelFormat32bppARGB, &data), InvalidParameter);
+    EXPECT_EQ(bmp.LockBits(&one, ImageLockModeRead | ImageLockModeUserInputBuf, PixelFormat32bppARGB, &data),
+              InvalidParameter);
     EXPECT_EQ(bmp.LockBits(&outside, ImageLockModeRead, PixelFormat32bppARGB, &data), InvalidParameter);
     EXPECT_EQ(bmp.LockBits(&all, ImageLockModeRead, 0x1234, &data), InvalidParameter);
     EXPECT_EQ(Bitmap(0, 5, PixelFormat32bppARGB).GetLastStatus(), InvalidParameter);
-    // A 32-bit bitmap without alpha reads opaque; one over the caller's rows writes into them.
-    Bitmap rgb(1, 1, PixelFormat32bppRGB), over(2, 1, 8, PixelFormat32bppARGB, reinterpret_cast<BYTE*>(rows));
-    rgb.SetPixel(0, 0, Color(0x00123456));
-    rgb.GetPixel(0, 0, &c);
+    // A bitmap over the caller's rows writes into them.
+    uint32_t rows[2] = {0, 0};
+    Bitmap over(2, 1, 8, PixelFormat32bppARGB, reinterpret_cast<BYTE*>(rows));
     over.SetPixel(1, 0, Color(0x01020304));
-    EXPECT_EQ(c.GetValue(), 0xFF123456u);
     EXPECT_EQ(rows[1], 0x01020304u);
 }
 
 TEST(Gdiplus, DibsCloneAndDrawIntoRectangles)
 {
-    // A bottom-up 24-bit DIB of 2 by 2 (blue at the bottom left, red at the
-    // top right) and a top-down 32-bit one of 1 by 2 (red over blue).
+    // A bottom-up 24-bit DIB of 2 by 2: blue at the bottom left, red at the top right.
     BYTE dib[2 * 8] = {0xFF, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0, 0};
-    uint32_t px[2] = {0x00FF0000, 0x000000FF};
-    BITMAPINFO bi = {}, top = {};
+    BITMAPINFO bi = {};
     bi.bmiHeader = {40, 2, 2, 1, 24, BI_RGB, 0, 0, 0, 0, 0};
-    top.bmiHeader = {40, 1, -2, 1, 32, BI_RGB, 0, 0, 0, 0, 0};
-    Bitmap src(&bi, dib), upright(&top, px);
+    Bitmap src(&bi, dib);
     Bitmap* clone = src.Clone(0, 0, 2, 2, PixelFormat32bppARGB);
     ASSERT_NE(clone, nullptr);
-    Color c, d, e;
+    Color c, d;
     clone->GetPixel(0, 1, &c);
     clone->GetPixel(1, 0, &d);
-    upright.GetPixel(0, 0, &e);
     EXPECT_EQ(c.GetValue(), 0xFF0000FFu);
     EXPECT_EQ(d.GetValue(), 0xFFFF0000u);
-    EXPECT_EQ(e.GetValue(), 0xFFFF0000u);
     EXPECT_EQ(src.Clone(1, 1, 2, 2, PixelFormat32bppARGB), nullptr);
-    top.bmiHeader.biBitCount = 16;
-    EXPECT_EQ(Bitmap(&top, px).GetLastStatus(), InvalidParameter);
 
     // Nearest pixels into a rectangle: the transparent quarter keeps the
     // surface, and nothing lands outside the target.
@@ -333,21 +297,21 @@ TEST(Gdiplus, PolygonsPathsAndRegionsFillByTheirModeAndOutlinesFollowThePen)
 
 TEST(Gdiplus, ClipRectanglesReplaceOrIntersect)
 {
-    Canvas cv(10, 10);
-    GpBrush* b = Solid(0xFF000000);
-    GdipSetClipRectI(cv.g, 2, 2, 6, 6, CombineModeReplace);
-    GdipSetClipRectI(cv.g, 4, 0, 10, 10, CombineModeIntersect);
-    GdipFillRectangleI(cv.g, b, 0, 0, 10, 10);
+    XGdiTestCanvas cv(10, 10);
+    Graphics g(cv.dc);
+    SolidBrush b(Color(255, 0, 0, 0));
+    g.SetClip(Rect(2, 2, 6, 6));
+    g.SetClip(Rect(4, 0, 10, 10), CombineModeIntersect);
+    g.FillRectangle(&b, 0, 0, 10, 10);
     EXPECT_EQ(cv.Count(kBlack), 4 * 6);
     ExpectPixels(cv, {{4, 2, kBlack}, {3, 2, kWhite}});
-    EXPECT_EQ(GdipSetClipRectI(cv.g, 0, 0, 1, 1, CombineModeUnion), InvalidParameter);
-    GdipSetClipRectI(cv.g, 0, 0, 1, 1, CombineModeReplace);
-    GdipFillRectangleI(cv.g, b, 0, 0, 10, 10);
+    EXPECT_EQ(g.SetClip(Rect(0, 0, 1, 1), CombineModeUnion), InvalidParameter);
+    g.SetClip(Rect(0, 0, 1, 1));
+    g.FillRectangle(&b, 0, 0, 10, 10);
     EXPECT_EQ(cv.Count(kBlack), 4 * 6 + 1);
-    GdipResetClip(cv.g);
-    GdipFillRectangleI(cv.g, b, 0, 0, 10, 10);
+    g.ResetClip();
+    g.FillRectangle(&b, 0, 0, 10, 10);
     EXPECT_EQ(cv.Count(kBlack), 100);
-    GdipDeleteBrush(b);
 }
 
 TEST(Gdiplus, WorldTransformsComposeInOrder)
@@ -379,7 +343,7 @@ TEST(Gdiplus, StringsAreMeasuredAndPlacedByTheirFormat)
     Gdiplus::Font font(&family, 15.0f, FontStyleBold | FontStyleUnderline); // 20 pixels
     StringFormat fmt;
     const PointF at(100.0f, 30.0f);
-    RectF near, centre, far, wrapped;
+    RectF near, centre, far;
     g.MeasureString(L"MMMM", -1, &font, at, &fmt, &near);
     fmt.SetAlignment(StringAlignmentCenter);
     fmt.SetLineAlignment(StringAlignmentFar);
@@ -392,13 +356,6 @@ TEST(Gdiplus, StringsAreMeasuredAndPlacedByTheirFormat)
     EXPECT_NEAR(centre.X, 100.0f - near.Width / 2, 1e-3);
     EXPECT_NEAR(centre.Y, 30.0f - near.Height, 1e-3);
     EXPECT_NEAR(far.X + far.Width, 100.0f, 1e-3);
-    // A rectangle with a width wraps the text inside it.
-    const RectF column(10.0f, 0.0f, near.Width + 10, 0.0f);
-    INT nFitted = 0, nLines = 0;
-    g.MeasureString(L"MMMM MMMM", -1, &font, column, nullptr, &wrapped, &nFitted, &nLines);
-    EXPECT_EQ(wrapped.X, 10.0f);
-    EXPECT_EQ(wrapped.Width, column.Width);
-    EXPECT_EQ((std::vector<INT>{nFitted, nLines}), (std::vector<INT>{9, 2}));
     // Drawn centred above the point, aliased: ink of one colour on both sides
     // of x = 100, none below y = 30.
     SolidBrush black(Color(255, 0, 0, 0));
@@ -447,14 +404,10 @@ TEST(Gdiplus, DashesLeaveGapsInUnitsOfTheWidth)
     // refused and change nothing.
     Pen pen(Color(255, 0, 0, 255), 2.0f);
     const REAL zeros[] = {0.0f, 0.0f};
-    REAL runs[2];
     EXPECT_EQ(pen.SetDashPattern(custom, 2), Ok);
     EXPECT_EQ(pen.SetDashPattern(zeros, 2), InvalidParameter);
     EXPECT_EQ(pen.SetWidth(-1.0f), InvalidParameter);
-    ASSERT_EQ(pen.GetDashPatternCount(), 2);
-    pen.GetDashPattern(runs, 2);
-    EXPECT_EQ(runs[0], 4.0f);
-    EXPECT_EQ(pen.GetDashStyle(), DashStyleCustom);
+    EXPECT_EQ(pen.GetDashPatternCount(), 2);
     EXPECT_EQ(pen.GetWidth(), 2.0f);
     Graphics g(cv.dc);
     g.SetSmoothingMode(SmoothingModeAntiAlias);
