@@ -1,6 +1,5 @@
 // Pens on the raster device: the pixels of hairlines in every octant and off
-// the surface, cosmetic and user dashes, wide pens and the binary raster
-// operations.
+// the surface, cosmetic and user dashes, wide pens and the raster operations.
 #include "platform/XGdiTestCanvas.h"
 
 #include <cstdlib>
@@ -116,21 +115,13 @@ TEST(XGdiLine, UserStylesRunsAndWideStyledPensGrowWithTheWidth)
     EXPECT_EQ(Runs(cv, 5, 0, 64, kBlack), (std::vector<int>{1, 14, 1, 1, 14, 1, 1, 14, 1, 1, 14, 1}));
     EXPECT_EQ(ExtCreatePen(PS_GEOMETRIC | PS_USERSTYLE, 1, &lb, 0, table), nullptr);
     EXPECT_EQ(ExtCreatePen(PS_GEOMETRIC | PS_USERSTYLE, 1, &lb, 2, zeros), nullptr);
-    // A dash 3 widths long and a gap of one: 9 on, 3 off at width 3.
+    // A dash 3 widths long and a gap of one: 9 on, 3 off at width 3; the
+    // pen covers its width and flat caps stop at the ends.
     Selected wide(cv.dc, ExtCreatePen(PS_GEOMETRIC | PS_DASH | PS_ENDCAP_FLAT, 3, &lb, 0, nullptr));
-    cv.Line(0, 14, 48, 14);
-    EXPECT_EQ(Runs(cv, 14, 0, 24, kBlack), (std::vector<int>{9, 3, 9, 3}));
-}
-
-TEST(XGdiLine, WidePenCoversItsWidthAndFlatCapsStopAtTheEnds)
-{
-    XGdiTestCanvas cv(40, 20);
-    LOGBRUSH lb = {BS_SOLID, kBlack, 0};
-    Selected p(cv.dc, ExtCreatePen(PS_GEOMETRIC | PS_ENDCAP_FLAT, 5, &lb, 0, nullptr));
-    cv.Line(10, 10, 30, 10);
-    for (int y = 8; y <= 12; ++y)
-        ExpectPixels(cv, {{10, y, kBlack}, {29, y, kBlack}});
-    ExpectPixels(cv, {{20, 7, kWhite}, {20, 13, kWhite}, {8, 10, kWhite}, {32, 10, kWhite}});
+    cv.Line(2, 14, 47, 14);
+    EXPECT_EQ(Runs(cv, 14, 2, 26, kBlack), (std::vector<int>{9, 3, 9, 3}));
+    ExpectPixels(cv, {{2, 13, kBlack}, {2, 15, kBlack}, {4, 12, kWhite}, {4, 16, kWhite}, {1, 14, kWhite}});
+    ExpectPixels(cv, {{46, 14, kBlack}, {47, 14, kWhite}});
 }
 
 TEST(XGdiLine, XorTwiceRestoresEveryPixel)
