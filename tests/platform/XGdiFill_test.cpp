@@ -184,7 +184,8 @@ TEST(XGdiFill, PathsRecordEveryShapeAndAreFilledOrStrokedOnce)
     EXPECT_EQ(cv.Count(kWhite), 40 * 20);
     EXPECT_TRUE(FillPath(cv.dc));
     EXPECT_EQ(cv.Count(kBlack), 0);
-    ExpectPixels(cv, {{2, 2, kRed}, {11, 11, kRed}, {12, 12, kWhite}, {15, 5, kRed}, {23, 3, kRed}, {23, 11, kRed}, {33, 7, kRed}});
+    ExpectPixels(cv, {{2, 2, kRed}, {11, 11, kRed}, {12, 12, kWhite}, {15, 5, kRed}, {23, 3, kRed}, {23, 11, kRed}});
+    EXPECT_EQ(cv.At(33, 7), kRed);
     EXPECT_FALSE(FillPath(cv.dc)); // the path was used up
     cv.Fill(kWhite);
     record();

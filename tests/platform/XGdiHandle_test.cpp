@@ -127,8 +127,9 @@ TEST(XGdiHandle, BadArgumentsOfCreationAndModesFail)
     struct {
         BITMAPINFOHEADER h;
         uint32_t bits[2];
-    } planes = {{40, 1, 1, 2, 32, BI_RGB, 0, 0, 0, 0, 0}, {}}, colours = {{40, 1, 1, 1, 8, BI_RGB, 0, 0, 0, 257, 0}, {}},
-      huge = {{40, 8192, 8192, 1, 32, BI_RGB, 0, 0, 0, 0, 0}, {}};
+    } planes = {{40, 1, 1, 2, 32, BI_RGB, 0, 0, 0, 0, 0}, {}};
+    decltype(planes) colours = {{40, 1, 1, 1, 8, BI_RGB, 0, 0, 0, 257, 0}, {}};
+    decltype(planes) huge = {{40, 8192, 8192, 1, 32, BI_RGB, 0, 0, 0, 0, 0}, {}};
     const DWORD runs[2] = {1, 1};
     const POINT two[2] = {{0, 0}, {1, 1}}, wide[3] = {{0, 0}, {40000000, 0}, {0, 5}};
     const int negative[2] = {3, -1};

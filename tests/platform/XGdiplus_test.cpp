@@ -66,7 +66,8 @@ TEST(Gdiplus, NullObjectsWrongKindsAndValuesOutOfRangeAreInvalidParameters)
         GdipGetBrushType(solid, nullptr), GdipDeleteBrush(nullptr), GdipCreatePath(FillModeAlternate, nullptr),
         GdipDeletePath(nullptr), GdipAddPathRectangle(nullptr, 0, 0, 1, 1), GdipGetPointCount(path, nullptr),
         GdipCreateRegionPath(path, nullptr), GdipDeleteRegion(nullptr), GdipCreateMatrix(nullptr),
-        GdipDeleteMatrix(nullptr), GdipGetMatrixElements(m, nullptr), GdipCreateFontFamilyFromName(nullptr, nullptr, &fam),
+        GdipDeleteMatrix(nullptr), GdipGetMatrixElements(m, nullptr),
+        GdipCreateFontFamilyFromName(nullptr, nullptr, &fam),
         GdipDeleteFontFamily(nullptr), GdipGetFamilyName(fam, nullptr, 0), GdipDeleteFont(nullptr),
         GdipGetFontSize(font, nullptr), GdipGetFontStyle(font, nullptr), GdipGetFontUnit(font, nullptr),
         GdipGetFamily(font, nullptr), GdipCreateStringFormat(0, 0, nullptr), GdipDeleteStringFormat(nullptr),
@@ -90,7 +91,8 @@ TEST(Gdiplus, NullObjectsWrongKindsAndValuesOutOfRangeAreInvalidParameters)
         GdipCreateFont(fam, 10.0f, 0, UnitDisplay, &font), GdipSetStringFormatAlign(fmt, StringAlignment(3)),
         GdipSetStringFormatLineAlign(fmt, StringAlignment(-1)),
         GdipCreateBitmapFromScan0(2, 2, 4, PixelFormat32bppARGB, bits, &img),
-        GdipCloneBitmapAreaI(0, 0, 1, 1, 0x1234, img, &img), GdipBitmapLockBits(img, nullptr, 0, PixelFormat32bppARGB, &data),
+        GdipCloneBitmapAreaI(0, 0, 1, 1, 0x1234, img, &img),
+        GdipBitmapLockBits(img, nullptr, 0, PixelFormat32bppARGB, &data),
         GdipDrawImageRectRectI(cv.g, img, 0, 0, 1, 1, 0, 0, 1, 1, UnitInch, nullptr, nullptr, nullptr),
         GdipDrawImageRectRectI(cv.g, img, 0, 0, 1, 1, 0, 0, 0, 1, UnitPixel, nullptr, nullptr, nullptr),
     };
@@ -108,9 +110,9 @@ TEST(Gdiplus, NullObjectsWrongKindsAndValuesOutOfRangeAreInvalidParameters)
     EXPECT_EQ(GdipDrawImageRect(cv.g, img, 0, 0, 0, 2), Ok);
     EXPECT_EQ(GdipFillEllipseI(cv.g, solid, 0, 0, 0, 2), Ok);
     EXPECT_EQ(cv.Count(kWhite), 16);
-    for (GpStatus s : {GdipDisposeImage(img), GdipDeleteStringFormat(fmt), GdipDeleteFont(font), GdipDeleteFontFamily(fam),
-                       GdipDeleteMatrix(m), GdipDeletePath(path), GdipDeleteBrush(hatch), GdipDeleteBrush(solid),
-                       GdipDeletePen(pen)})
+    for (GpStatus s : {GdipDisposeImage(img), GdipDeleteStringFormat(fmt), GdipDeleteFont(font),
+                       GdipDeleteFontFamily(fam), GdipDeleteMatrix(m), GdipDeletePath(path), GdipDeleteBrush(hatch),
+                       GdipDeleteBrush(solid), GdipDeletePen(pen)})
         EXPECT_EQ(s, Ok);
 }
 

@@ -66,5 +66,6 @@ TEST(XMbText, WideUtf16AndConsoleForms)
     const char* psz = "\xc3\x87" "a\xe2\x96\x88\xe2\x82\xac";
     char oem[8], back[16];
     EXPECT_EQ(std::string(oem, static_cast<size_t>(XMbText::NarrowToOem(psz, 9, oem))), "\x80" "a\xdb?");
-    EXPECT_EQ(std::string(back, static_cast<size_t>(XMbText::OemToNarrow("\x80\xdb", 2, back))), "\xc3\x87\xe2\x96\x88");
+    const int nBack = XMbText::OemToNarrow("\x80\xdb", 2, back);
+    EXPECT_EQ(std::string(back, static_cast<size_t>(nBack)), "\xc3\x87\xe2\x96\x88");
 }
