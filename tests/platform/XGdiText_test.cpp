@@ -1,6 +1,6 @@
 // Fonts and text on the raster device: the height rules of LOGFONTA, the text
 // box about its anchor, the current position, measuring and DrawTextA's
-// placement, Hangul through fallback, escapement and advances.
+// placement, Hangul through fallback, escapement, styles and advances.
 #include "platform/XGdiTestCanvas.h"
 
 #include <cstring>
@@ -154,6 +154,22 @@ TEST(XGdiText, EscapementTurnsTheTextCounterClockwise)
     EXPECT_GT(ink.bottom - ink.top, 3 * (ink.right - ink.left));
     EXPECT_TRUE(ink.bottom <= 141 && ink.top >= 140 - sz.cx - 1) << ink.top;
     EXPECT_TRUE(ink.left >= 20 && ink.right <= 20 + sz.cy) << ink.right;
+}
+
+TEST(XGdiText, BoldUnderlineAndStrikeOutAddInk)
+{
+    auto inkOf = [](const LOGFONTA& lf) {
+        TextCanvas cv(120, 40, lf);
+        TextOutA(cv.dc, 5, 5, "Hill", 4);
+        return cv.Count(kBlack);
+    };
+    const LOGFONTA plain = Font(-20, "Liberation Sans");
+    LOGFONTA styled[3] = {plain, plain, plain};
+    styled[0].lfWeight = FW_BOLD;
+    styled[1].lfUnderline = 1;
+    styled[2].lfStrikeOut = 1;
+    for (const LOGFONTA& lf : styled)
+        EXPECT_GT(inkOf(lf), inkOf(plain)) << lf.lfWeight << " " << int(lf.lfUnderline) << int(lf.lfStrikeOut);
 }
 
 TEST(XGdiText, AdvancesPlaceEachCharacter)
