@@ -11,20 +11,10 @@
 
 using namespace Gdiplus;
 
-namespace {
-
-// A white DIB section in a memory DC with a graphics over it.
-struct Canvas : XGdiTestCanvas {
-    GpGraphics* g = nullptr;
-    Canvas(int w, int h) : XGdiTestCanvas(w, h) { EXPECT_EQ(GdipCreateFromHDC(dc, &g), Ok); }
-    ~Canvas() { GdipDeleteGraphics(g); }
-};
-
-} // namespace
-
 TEST(Gdiplus, NullObjectsWrongKindsAndValuesOutOfRangeAreInvalidParameters)
 {
-    Canvas cv(4, 4);
+    XGdiTestCanvas cv(4, 4);
+    GpGraphics* g = nullptr;
     GpPen* pen = nullptr;
     GpBrush *solid = nullptr, *hatch = nullptr;
     GpPath* path = nullptr;
@@ -33,9 +23,10 @@ TEST(Gdiplus, NullObjectsWrongKindsAndValuesOutOfRangeAreInvalidParameters)
     GpFontFamily* fam = nullptr;
     GpFont* font = nullptr;
     GpStringFormat* fmt = nullptr;
-    for (GpStatus s : {GdipCreatePen1(0, 1.0f, UnitPixel, &pen), GdipCreateSolidFill(0, &solid),
-                       GdipCreateHatchBrush(HatchStyleCross, 0, 0, &hatch), GdipCreatePath(FillModeAlternate, &path),
-                       GdipCreateMatrix(&m), GdipCreateBitmapFromScan0(2, 2, 0, PixelFormat32bppARGB, nullptr, &img),
+    for (GpStatus s : {GdipCreateFromHDC(cv.dc, &g), GdipCreatePen1(0, 1.0f, UnitPixel, &pen),
+                       GdipCreateSolidFill(0, &solid), GdipCreateHatchBrush(HatchStyleCross, 0, 0, &hatch),
+                       GdipCreatePath(FillModeAlternate, &path), GdipCreateMatrix(&m),
+                       GdipCreateBitmapFromScan0(2, 2, 0, PixelFormat32bppARGB, nullptr, &img),
                        GdipCreateFontFamilyFromName(L"Liberation Sans", nullptr, &fam),
                        GdipCreateFont(fam, 10.0f, 0, UnitPixel, &font), GdipCreateStringFormat(0, 0, &fmt)})
         ASSERT_EQ(s, Ok);
@@ -48,17 +39,17 @@ TEST(Gdiplus, NullObjectsWrongKindsAndValuesOutOfRangeAreInvalidParameters)
     BYTE bits[16];
     const GpStatus got[] = {
         // Null objects and null results.
-        GdipCreateFromHDC(cv.dc, nullptr), GdipDeleteGraphics(nullptr), GdipGetSmoothingMode(cv.g, nullptr),
-        GdipGetTextRenderingHint(cv.g, nullptr), GdipGetInterpolationMode(cv.g, nullptr),
-        GdipGetPixelOffsetMode(cv.g, nullptr), GdipResetClip(nullptr), GdipResetWorldTransform(nullptr),
-        GdipGetWorldTransform(cv.g, nullptr), GdipDrawLine(cv.g, nullptr, 0, 0, 1, 1),
-        GdipDrawLinesI(cv.g, pen, nullptr, 3), GdipDrawPolygonI(nullptr, pen, pts, 3),
-        GdipDrawRectangle(cv.g, nullptr, 0, 0, 1, 1), GdipDrawEllipseI(cv.g, nullptr, 0, 0, 1, 1),
-        GdipDrawPath(cv.g, pen, nullptr), GdipFillEllipseI(cv.g, nullptr, 0, 0, 1, 1),
-        GdipFillRectangle(nullptr, solid, 0, 0, 1, 1), GdipFillPolygonI(cv.g, solid, nullptr, 3, FillModeAlternate),
-        GdipFillPath(cv.g, nullptr, path), GdipFillRegion(cv.g, solid, nullptr),
-        GdipMeasureString(cv.g, L"a", 1, font, &at, fmt, nullptr, nullptr, nullptr),
-        GdipDrawString(cv.g, L"a", 1, font, &at, fmt, nullptr), GdipDrawImageRect(cv.g, nullptr, 0, 0, 1, 1),
+        GdipCreateFromHDC(cv.dc, nullptr), GdipDeleteGraphics(nullptr), GdipGetSmoothingMode(g, nullptr),
+        GdipGetTextRenderingHint(g, nullptr), GdipGetInterpolationMode(g, nullptr),
+        GdipGetPixelOffsetMode(g, nullptr), GdipResetClip(nullptr), GdipResetWorldTransform(nullptr),
+        GdipGetWorldTransform(g, nullptr), GdipDrawLine(g, nullptr, 0, 0, 1, 1),
+        GdipDrawLinesI(g, pen, nullptr, 3), GdipDrawPolygonI(nullptr, pen, pts, 3),
+        GdipDrawRectangle(g, nullptr, 0, 0, 1, 1), GdipDrawEllipseI(g, nullptr, 0, 0, 1, 1),
+        GdipDrawPath(g, pen, nullptr), GdipFillEllipseI(g, nullptr, 0, 0, 1, 1),
+        GdipFillRectangle(nullptr, solid, 0, 0, 1, 1), GdipFillPolygonI(g, solid, nullptr, 3, FillModeAlternate),
+        GdipFillPath(g, nullptr, path), GdipFillRegion(g, solid, nullptr),
+        GdipMeasureString(g, L"a", 1, font, &at, fmt, nullptr, nullptr, nullptr),
+        GdipDrawString(g, L"a", 1, font, &at, fmt, nullptr), GdipDrawImageRect(g, nullptr, 0, 0, 1, 1),
         GdipCreatePen1(0, 1.0f, UnitPixel, nullptr), GdipDeletePen(nullptr), GdipGetPenColor(pen, nullptr),
         GdipGetPenWidth(pen, nullptr), GdipGetPenStartCap(pen, nullptr), GdipGetPenEndCap(pen, nullptr),
         GdipGetPenDashStyle(pen, nullptr), GdipGetPenDashCount(pen, nullptr), GdipCreateSolidFill(0, nullptr),
@@ -81,20 +72,20 @@ TEST(Gdiplus, NullObjectsWrongKindsAndValuesOutOfRangeAreInvalidParameters)
         GdipGetHatchForegroundColor(solid, &argb), GdipGetHatchBackgroundColor(solid, &argb),
         GdipGetTextureImage(hatch, &img),
         // Values out of range: modes, caps, styles, counts, units, formats, areas.
-        GdipSetSmoothingMode(cv.g, SmoothingMode(7)), GdipSetTextRenderingHint(cv.g, TextRenderingHint(6)),
-        GdipSetInterpolationMode(cv.g, InterpolationMode(8)), GdipSetPixelOffsetMode(cv.g, PixelOffsetMode(5)),
-        GdipTranslateWorldTransform(cv.g, 1, 1, MatrixOrder(2)), GdipSetPenStartCap(pen, LineCap(9)),
+        GdipSetSmoothingMode(g, SmoothingMode(7)), GdipSetTextRenderingHint(g, TextRenderingHint(6)),
+        GdipSetInterpolationMode(g, InterpolationMode(8)), GdipSetPixelOffsetMode(g, PixelOffsetMode(5)),
+        GdipTranslateWorldTransform(g, 1, 1, MatrixOrder(2)), GdipSetPenStartCap(pen, LineCap(9)),
         GdipSetPenEndCap(pen, LineCap(-1)), GdipSetPenDashStyle(pen, DashStyle(6)), GdipSetPenDashArray(pen, runs, 0),
         GdipGetPenDashArray(pen, runs, 2),
-        GdipCreatePath(FillMode(2), &path), GdipAddPathPolygonI(path, pts, 2), GdipDrawLinesI(cv.g, pen, pts, 1),
-        GdipDrawPolygonI(cv.g, pen, pts, 1), GdipFillPolygonI(cv.g, solid, pts, 2, FillModeWinding),
+        GdipCreatePath(FillMode(2), &path), GdipAddPathPolygonI(path, pts, 2), GdipDrawLinesI(g, pen, pts, 1),
+        GdipDrawPolygonI(g, pen, pts, 1), GdipFillPolygonI(g, solid, pts, 2, FillModeWinding),
         GdipCreateFont(fam, 10.0f, 0, UnitDisplay, &font), GdipSetStringFormatAlign(fmt, StringAlignment(3)),
         GdipSetStringFormatLineAlign(fmt, StringAlignment(-1)),
         GdipCreateBitmapFromScan0(2, 2, 4, PixelFormat32bppARGB, bits, &img),
         GdipCloneBitmapAreaI(0, 0, 1, 1, 0x1234, img, &img),
         GdipBitmapLockBits(img, nullptr, 0, PixelFormat32bppARGB, &data),
-        GdipDrawImageRectRectI(cv.g, img, 0, 0, 1, 1, 0, 0, 1, 1, UnitInch, nullptr, nullptr, nullptr),
-        GdipDrawImageRectRectI(cv.g, img, 0, 0, 1, 1, 0, 0, 0, 1, UnitPixel, nullptr, nullptr, nullptr),
+        GdipDrawImageRectRectI(g, img, 0, 0, 1, 1, 0, 0, 1, 1, UnitInch, nullptr, nullptr, nullptr),
+        GdipDrawImageRectRectI(g, img, 0, 0, 1, 1, 0, 0, 0, 1, UnitPixel, nullptr, nullptr, nullptr),
     };
     for (size_t i = 0; i < std::size(got); ++i)
         EXPECT_EQ(got[i], InvalidParameter) << "call " << i;
@@ -103,16 +94,16 @@ TEST(Gdiplus, NullObjectsWrongKindsAndValuesOutOfRangeAreInvalidParameters)
     GpTexture* t = nullptr;
     EXPECT_EQ(GdipCreateTexture(img, WrapModeTile, &t), WrongState);
     EXPECT_EQ(GdipCloneBitmapAreaI(0, 0, 1, 1, PixelFormat32bppARGB, img, &img), WrongState);
-    EXPECT_EQ(GdipDrawImageRect(cv.g, img, 0, 0, 2, 2), WrongState);
+    EXPECT_EQ(GdipDrawImageRect(g, img, 0, 0, 2, 2), WrongState);
     EXPECT_EQ(GdipBitmapSetPixel(img, 0, 0, 0), WrongState);
     GdipBitmapUnlockBits(img, &data);
     EXPECT_EQ(GdipBitmapUnlockBits(img, &data), WrongState);
-    EXPECT_EQ(GdipDrawImageRect(cv.g, img, 0, 0, 0, 2), Ok);
-    EXPECT_EQ(GdipFillEllipseI(cv.g, solid, 0, 0, 0, 2), Ok);
+    EXPECT_EQ(GdipDrawImageRect(g, img, 0, 0, 0, 2), Ok);
+    EXPECT_EQ(GdipFillEllipseI(g, solid, 0, 0, 0, 2), Ok);
     EXPECT_EQ(cv.Count(kWhite), 16);
     for (GpStatus s : {GdipDisposeImage(img), GdipDeleteStringFormat(fmt), GdipDeleteFont(font),
                        GdipDeleteFontFamily(fam), GdipDeleteMatrix(m), GdipDeletePath(path), GdipDeleteBrush(hatch),
-                       GdipDeleteBrush(solid), GdipDeletePen(pen)})
+                       GdipDeleteBrush(solid), GdipDeletePen(pen), GdipDeleteGraphics(g)})
         EXPECT_EQ(s, Ok);
 }
 
@@ -379,20 +370,19 @@ TEST(Gdiplus, StringsAreMeasuredAndPlacedByTheirFormat)
 
 TEST(Gdiplus, DashesLeaveGapsInUnitsOfTheWidth)
 {
-    Canvas cv(120, 70);
-    GdipSetSmoothingMode(cv.g, SmoothingModeAntiAlias);
+    XGdiTestCanvas cv(120, 70);
+    Graphics g(cv.dc);
+    g.SetSmoothingMode(SmoothingModeAntiAlias);
     const REAL custom[] = {4.0f, 2.0f};
     for (int nStyle = 0; nStyle <= 5; ++nStyle) {
         const int y = 5 + 10 * nStyle;
-        GpPen* native = nullptr;
-        GdipCreatePen1(0xFF000000, 2.0f, UnitPixel, &native);
-        GdipSetPenStartCap(native, LineCapRound); // dashes keep flat ends all the same
+        Pen native(Color(255, 0, 0, 0), 2.0f);
+        native.SetStartCap(LineCapRound); // dashes keep flat ends all the same
         if (nStyle == 5)
-            GdipSetPenDashArray(native, custom, 2);
+            native.SetDashPattern(custom, 2);
         else
-            GdipSetPenDashStyle(native, static_cast<DashStyle>(nStyle));
-        GdipDrawLineI(cv.g, native, 10, y, 110, y);
-        GdipDeletePen(native);
+            native.SetDashStyle(static_cast<DashStyle>(nStyle));
+        g.DrawLine(&native, 10, y, 110, y);
         int ink = 0, gaps = 0;
         for (int x = 12; x < 108; ++x)
             (cv.At(x, y) == kWhite ? gaps : ink)++;
@@ -411,8 +401,6 @@ TEST(Gdiplus, DashesLeaveGapsInUnitsOfTheWidth)
     EXPECT_EQ(pen.SetWidth(-1.0f), InvalidParameter);
     EXPECT_EQ(pen.GetDashPatternCount(), 2);
     EXPECT_EQ(pen.GetWidth(), 2.0f);
-    Graphics g(cv.dc);
-    g.SetSmoothingMode(SmoothingModeAntiAlias);
     SolidBrush green(Color(0xFF00FF00));
     Pen blue(Color(0xFF0000FF));
     g.FillEllipse(&green, 30, 0, 20, 10);
