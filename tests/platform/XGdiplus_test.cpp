@@ -281,10 +281,14 @@ TEST(Gdiplus, PolygonsPathsAndRegionsFillByTheirModeAndOutlinesFollowThePen)
     g.DrawEllipse(&blue, 40, 38, 15, 0);
     ExpectPixels(cv, {{5, 25, kBlue}, {10, 30, kBlue}, {5, 30, kWhite}, {25, 25, kBlue}, {25, 29, kBlue}});
     ExpectPixels(cv, {{40, 30, kBlue}, {50, 30, kBlue}, {45, 30, kWhite}, {47, 38, kBlue}});
-    // Half-transparent blue over white blends.
+    // Half-transparent blue over white blends; the raster device goes on
+    // drawing on the same pixels.
     g.FillRectangle(&halfBlue, 0, 40, 60, 4);
     EXPECT_EQ(GetBValue(cv.At(3, 42)), 255);
     EXPECT_NEAR(GetRValue(cv.At(3, 42)), 127, 2);
+    const RECT r = {0, 43, 60, 44};
+    FillRect(cv.dc, &r, static_cast<HBRUSH>(GetStockObject(BLACK_BRUSH)));
+    EXPECT_EQ(cv.At(3, 43), kBlack);
     cv.Save("gdiplus_shapes");
 }
 
