@@ -221,6 +221,7 @@ TEST(XGdiHandle, MemoryDCMeasuresItsReferenceAndTheDeviceHasNoPalette)
     HWND wnd = XfnCreateImageWindow(320, 200);
     ASSERT_NE(wnd, nullptr);
     HDC win = GetDC(wnd), mem = CreateCompatibleDC(win);
+    EXPECT_EQ(GetDC(wnd), win);
     EXPECT_EQ(WindowFromDC(win), wnd);
     // The device claims 96 pixels an inch, 32 bits a pixel and no palette; a
     // memory DC measures the DC it was made for.

@@ -50,7 +50,8 @@ TEST(Gdiplus, NullObjectsWrongKindsAndValuesOutOfRangeAreInvalidParameters)
         GdipFillPath(g, nullptr, path), GdipFillRegion(g, solid, nullptr),
         GdipMeasureString(g, L"a", 1, font, &at, fmt, nullptr, nullptr, nullptr),
         GdipDrawString(g, L"a", 1, font, &at, fmt, nullptr), GdipDrawImageRect(g, nullptr, 0, 0, 1, 1),
-        GdipCreatePen1(0, 1.0f, UnitPixel, nullptr), GdipDeletePen(nullptr), GdipGetPenColor(pen, nullptr),
+        GdipCreatePen1(0, 1.0f, UnitPixel, nullptr), GdipDeletePen(nullptr), GdipSetPenColor(nullptr, 0),
+        GdipGetPenColor(pen, nullptr), GdipCloneBitmapAreaI(0, 0, 1, 1, PixelFormat32bppARGB, nullptr, &img),
         GdipGetPenWidth(pen, nullptr), GdipGetPenStartCap(pen, nullptr), GdipGetPenEndCap(pen, nullptr),
         GdipGetPenDashStyle(pen, nullptr), GdipGetPenDashCount(pen, nullptr), GdipCreateSolidFill(0, nullptr),
         GdipGetSolidFillColor(solid, nullptr), GdipCreateHatchBrush(HatchStyleCross, 0, 0, nullptr),
@@ -328,7 +329,8 @@ TEST(Gdiplus, WorldTransformsComposeInOrder)
     EXPECT_EQ(g.ScaleTransform(0.0f, 1.0f), InvalidParameter);
     g.ResetTransform();
     g.GetTransform(&m);
-    EXPECT_EQ(m.OffsetX(), 0.0f);
+    m.GetElements(e);
+    EXPECT_EQ((std::vector<REAL>(e, e + 6)), (std::vector<REAL>{1, 0, 0, 1, 0, 0}));
     EXPECT_EQ(Matrix(1, 2, 3, 4, 5, 6).OffsetY(), 6.0f);
 }
 
