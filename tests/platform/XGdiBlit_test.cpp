@@ -3,7 +3,6 @@
 // and the bottom-up rows of DIB sections, GetDIBits and SetDIBits.
 #include "platform/XGdiTestCanvas.h"
 
-#include <cstring>
 #include <vector>
 
 namespace {
@@ -46,21 +45,6 @@ TEST(XGdiBlit, EveryTernaryRasterOperationFollowsItsTruthTable)
     EXPECT_FALSE(BitBlt(d.dc, 0, 0, 4, 1, nullptr, 0, 0, SRCCOPY));
 }
 
-TEST(XGdiBlit, MaskedCopyOfTheImageRoute)
-{
-    // SRCAND of a grey mask then SRCPAINT of an image with black where
-    // transparent: opaque pixels take the image, transparent keep the target.
-    XGdiTestCanvas target(2, 1, kBlue);
-    XGdiTestCanvas mask(2, 1);
-    XGdiTestCanvas image(2, 1, kBlack);
-    SetPixel(mask.dc, 0, 0, kBlack);
-    SetPixel(image.dc, 0, 0, kRed);
-    BitBlt(target.dc, 0, 0, 2, 1, mask.dc, 0, 0, SRCAND);
-    BitBlt(target.dc, 0, 0, 2, 1, image.dc, 0, 0, SRCPAINT);
-    EXPECT_EQ(target.At(0, 0), kRed);
-    EXPECT_EQ(target.At(1, 0), kBlue);
-}
-
 TEST(XGdiBlit, OverlappingCopyWithinOneSurfaceReadsTheOldPixels)
 {
     XGdiTestCanvas cv(10, 1);
@@ -73,46 +57,38 @@ TEST(XGdiBlit, OverlappingCopyWithinOneSurfaceReadsTheOldPixels)
 
 TEST(XGdiBlit, StretchPicksSourcePixelsInMode3)
 {
-    XGdiTestCanvas s(3, 2);
-    const COLORREF c[6] = {RGB(1, 0, 0), RGB(2, 0, 0), RGB(3, 0, 0), RGB(4, 0, 0), RGB(5, 0, 0), RGB(6, 0, 0)};
+    XGdiTestCanvas s(3, 2), d(12, 4), small(1, 1), m(3, 1);
     for (int i = 0; i < 6; ++i)
-        SetPixel(s.dc, i % 3, i / 3, c[i]);
-    XGdiTestCanvas d(12, 4);
+        SetPixel(s.dc, i % 3, i / 3, RGB(i + 1, 0, 0));
     EXPECT_EQ(SetStretchBltMode(d.dc, COLORONCOLOR), BLACKONWHITE);
     ASSERT_TRUE(StretchBlt(d.dc, 0, 0, 12, 4, s.dc, 0, 0, 3, 2, SRCCOPY));
     for (int y = 0; y < 4; ++y)
         for (int x = 0; x < 12; ++x)
-            ASSERT_EQ(d.At(x, y), c[(y / 2) * 3 + x / 4]) << x << "," << y;
-    // Shrinking takes the pixel under each target centre, no blend.
-    XGdiTestCanvas small(1, 1);
+            ASSERT_EQ(d.At(x, y), RGB((y / 2) * 3 + x / 4 + 1, 0, 0)) << x << "," << y;
+    // Shrinking takes the pixel under each target centre, no blend; a
+    // negative source width mirrors.
     StretchBlt(small.dc, 0, 0, 1, 1, d.dc, 0, 0, 12, 4, SRCCOPY);
-    EXPECT_EQ(small.At(0, 0), c[4]);
-    // A negative source width mirrors.
-    XGdiTestCanvas m(3, 1);
     StretchBlt(m.dc, 0, 0, 3, 1, s.dc, 3, 0, -3, 1, SRCCOPY);
-    EXPECT_EQ(m.At(0, 0), c[2]);
-    EXPECT_EQ(m.At(2, 0), c[0]);
+    ExpectPixels(small, {{0, 0, RGB(5, 0, 0)}});
+    ExpectPixels(m, {{0, 0, RGB(3, 0, 0)}, {2, 0, RGB(1, 0, 0)}});
 }
 
 TEST(XGdiBlit, DibSectionRowsRunBottomUpForAPositiveHeight)
 {
-    HDC dc = CreateCompatibleDC(nullptr);
     BITMAPINFO bmi = {};
     bmi.bmiHeader = {40, 4, 3, 1, 32, BI_RGB, 0, 0, 0, 0, 0};
     void* pv = nullptr;
-    HBITMAP bm = CreateDIBSection(dc, &bmi, DIB_RGB_COLORS, &pv, nullptr, 0);
+    XGdiTestCanvas cv(1, 1);
+    HBITMAP bm = CreateDIBSection(cv.dc, &bmi, DIB_RGB_COLORS, &pv, nullptr, 0);
     ASSERT_NE(bm, nullptr);
-    HGDIOBJ old = SelectObject(dc, bm);
+    Selected in(cv.dc, bm);
     uint32_t* bits = static_cast<uint32_t*>(pv);
-    SetPixel(dc, 1, 0, kRed);  // top row: the last row in memory
-    SetPixel(dc, 2, 2, kBlue); // bottom row: the first in memory
+    SetPixel(cv.dc, 1, 0, kRed);  // top row: the last row in memory
+    SetPixel(cv.dc, 2, 2, kBlue); // bottom row: the first in memory
     EXPECT_EQ(bits[2 * 4 + 1] & 0xFFFFFF, 0xFF0000u);
     EXPECT_EQ(bits[0 * 4 + 2] & 0xFFFFFF, 0x0000FFu);
     bits[0] = 0x0000FF00;
-    EXPECT_EQ(GetPixel(dc, 0, 2), RGB(0, 255, 0));
-    SelectObject(dc, old);
-    DeleteObject(bm);
-    DeleteDC(dc);
+    EXPECT_EQ(GetPixel(cv.dc, 0, 2), RGB(0, 255, 0));
 }
 
 TEST(XGdiBlit, GetAndSetDIBitsMoveRowsBottomUp)
@@ -121,33 +97,26 @@ TEST(XGdiBlit, GetAndSetDIBitsMoveRowsBottomUp)
     for (int y = 0; y < 4; ++y)
         for (int x = 0; x < 3; ++x)
             SetPixel(cv.dc, x, y, RGB(10 * y, x, 200));
-    BITMAPINFO bmi = {};
+    BITMAPINFO bmi = {}, q = {};
     bmi.bmiHeader = {40, 3, 4, 1, 24, BI_RGB, 0, 0, 0, 0, 0};
     std::vector<uint8_t> rows(12 * 4, 0xEE);
-    // Lines 1 and 2 of the DIB: surface rows 2 and 1.
+    // Lines 1 and 2 of the DIB: surface rows 2 and 1; the padding is cleared.
     ASSERT_EQ(GetDIBits(cv.dc, cv.bm, 1, 2, rows.data(), &bmi, DIB_RGB_COLORS), 2);
-    EXPECT_EQ(rows[0 * 12 + 2], 20); // red of surface row 2, first in the buffer
-    EXPECT_EQ(rows[1 * 12 + 2], 10);
-    EXPECT_EQ(rows[0 * 12 + 3 + 1], 1);
-    EXPECT_EQ(rows[0 * 12 + 9], 0); // padding cleared
-    // 32 bits, whole bitmap.
+    EXPECT_EQ((std::vector<int>{rows[2], rows[12 + 2], rows[3 + 1], rows[9]}), (std::vector<int>{20, 10, 1, 0}));
+    // 32 bits, whole bitmap: bottom-left is red 30, blue 200.
     bmi.bmiHeader.biBitCount = 32;
     std::vector<uint32_t> all(12);
     ASSERT_EQ(GetDIBits(cv.dc, cv.bm, 0, 4, all.data(), &bmi, DIB_RGB_COLORS), 4);
-    EXPECT_EQ(all[0], 0x1E00C8u); // bottom-left: red 30, blue 200
+    EXPECT_EQ(all[0], 0x1E00C8u);
     // Writing the rows back upside down by a top-down header flips the image.
     bmi.bmiHeader.biHeight = -4;
     ASSERT_EQ(SetDIBits(cv.dc, cv.bm, 0, 4, all.data(), &bmi, DIB_RGB_COLORS), 4);
-    EXPECT_EQ(cv.At(0, 0), RGB(30, 0, 200));
-    EXPECT_EQ(cv.At(2, 3), RGB(0, 2, 200));
-    // The query form fills the header.
-    BITMAPINFO q = {};
+    ExpectPixels(cv, {{0, 0, RGB(30, 0, 200)}, {2, 3, RGB(0, 2, 200)}});
+    // The query form fills the header; 16 bits are refused.
     q.bmiHeader.biSize = 40;
     EXPECT_EQ(GetDIBits(cv.dc, cv.bm, 0, 0, nullptr, &q, DIB_RGB_COLORS), 1);
-    EXPECT_EQ(q.bmiHeader.biWidth, 3);
-    EXPECT_EQ(q.bmiHeader.biHeight, 4);
-    EXPECT_EQ(q.bmiHeader.biBitCount, 32);
-    // 16 bits are refused.
+    EXPECT_EQ((std::vector<LONG>{q.bmiHeader.biWidth, q.bmiHeader.biHeight, q.bmiHeader.biBitCount}),
+              (std::vector<LONG>{3, 4, 32}));
     bmi.bmiHeader.biBitCount = 16;
     EXPECT_EQ(GetDIBits(cv.dc, cv.bm, 0, 4, all.data(), &bmi, DIB_RGB_COLORS), 0);
 }
@@ -159,24 +128,18 @@ TEST(XGdiBlit, StretchDIBitsFromPalette24And32Bits)
         RGBQUAD colors[2];
     } pal = {{40, 2, 2, 1, 8, BI_RGB, 0, 0, 0, 2, 0}, {{0, 0, 255, 0}, {255, 0, 0, 0}}};
     const uint8_t idx[8] = {0, 1, 0, 0, 1, 0, 0, 0}; // bottom row red, blue; top row blue, red
-    XGdiTestCanvas cv(12, 4);
-    ASSERT_EQ(StretchDIBits(cv.dc, 0, 0, 4, 4, 0, 0, 2, 2, idx, reinterpret_cast<BITMAPINFO*>(&pal), DIB_RGB_COLORS,
-                            SRCCOPY),
-              2);
-    EXPECT_EQ(cv.At(0, 0), kBlue);
-    EXPECT_EQ(cv.At(3, 0), kRed);
-    EXPECT_EQ(cv.At(0, 3), kRed);
-    EXPECT_EQ(cv.At(3, 3), kBlue);
-    BITMAPINFO bmi = {};
-    bmi.bmiHeader = {40, 1, 2, 1, 24, BI_RGB, 0, 0, 0, 0, 0};
     const uint8_t rgb[8] = {0, 255, 0, 0, 255, 255, 255, 0}; // bottom green, top white
-    ASSERT_EQ(StretchDIBits(cv.dc, 4, 0, 4, 4, 0, 0, 1, 2, rgb, &bmi, DIB_RGB_COLORS, SRCCOPY), 2);
-    EXPECT_EQ(cv.At(5, 0), kWhite);
-    EXPECT_EQ(cv.At(5, 3), RGB(0, 255, 0));
-    bmi.bmiHeader = {40, 1, -1, 1, 32, BI_RGB, 0, 0, 0, 0, 0};
     const uint32_t px = 0x00123456;
-    ASSERT_EQ(StretchDIBits(cv.dc, 8, 0, 4, 4, 0, 0, 1, 1, &px, &bmi, DIB_RGB_COLORS, SRCCOPY), 1);
+    BITMAPINFO bmi = {}, top = {};
+    bmi.bmiHeader = {40, 1, 2, 1, 24, BI_RGB, 0, 0, 0, 0, 0};
+    top.bmiHeader = {40, 1, -1, 1, 32, BI_RGB, 0, 0, 0, 0, 0};
+    XGdiTestCanvas cv(12, 4);
+    const auto* palInfo = reinterpret_cast<BITMAPINFO*>(&pal);
+    ASSERT_EQ(StretchDIBits(cv.dc, 0, 0, 4, 4, 0, 0, 2, 2, idx, palInfo, DIB_RGB_COLORS, SRCCOPY), 2);
+    ASSERT_EQ(StretchDIBits(cv.dc, 4, 0, 4, 4, 0, 0, 1, 2, rgb, &bmi, DIB_RGB_COLORS, SRCCOPY), 2);
+    ASSERT_EQ(StretchDIBits(cv.dc, 8, 0, 4, 4, 0, 0, 1, 1, &px, &top, DIB_RGB_COLORS, SRCCOPY), 1);
+    ExpectPixels(cv, {{0, 0, kBlue}, {3, 0, kRed}, {0, 3, kRed}, {3, 3, kBlue}, {5, 0, kWhite}, {5, 3, kGreen}});
     EXPECT_EQ(cv.At(11, 3), RGB(0x12, 0x34, 0x56));
-    bmi.bmiHeader.biBitCount = 16;
-    EXPECT_EQ(StretchDIBits(cv.dc, 8, 0, 4, 4, 0, 0, 1, 1, &px, &bmi, DIB_RGB_COLORS, SRCCOPY), 0);
+    top.bmiHeader.biBitCount = 16;
+    EXPECT_EQ(StretchDIBits(cv.dc, 8, 0, 4, 4, 0, 0, 1, 1, &px, &top, DIB_RGB_COLORS, SRCCOPY), 0);
 }

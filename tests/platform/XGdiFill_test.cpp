@@ -1,32 +1,33 @@
-// Brushes and fills on the raster device: FillRect's excluded edges, the
-// hatches and their anchor, opaque and transparent gaps, pattern brushes,
-// polygon fill modes, ellipses and paths.
+// Brushes and fills on the raster device: FillRect's excluded edges, PatBlt,
+// the hatches and their anchor, opaque and transparent gaps, pattern brushes,
+// polygon fill modes, ellipses, paths and the antialiased variation.
 #include "platform/XGdiTestCanvas.h"
 
-#include <set>
 #include <vector>
 
 #include "platform/XSysDC.h"
 
-TEST(XGdiFill, FillRectLeavesOutTheRightAndBottomEdges)
+TEST(XGdiFill, FillRectAndPatBltLeaveOutTheRightAndBottomEdges)
 {
     XGdiTestCanvas cv(20, 20);
-    HBRUSH br = CreateSolidBrush(kRed);
+    Selected br(cv.dc, CreateSolidBrush(kRed));
     RECT r = {3, 4, 10, 12};
-    EXPECT_EQ(FillRect(cv.dc, &r, br), 1);
-    EXPECT_EQ(cv.At(3, 4), kRed);
-    EXPECT_EQ(cv.At(9, 11), kRed);
-    EXPECT_EQ(cv.At(10, 11), kWhite);
-    EXPECT_EQ(cv.At(9, 12), kWhite);
+    EXPECT_EQ(FillRect(cv.dc, &r, static_cast<HBRUSH>(br.obj)), 1);
+    ExpectPixels(cv, {{3, 4, kRed}, {9, 11, kRed}, {10, 11, kWhite}, {9, 12, kWhite}});
     EXPECT_EQ(cv.Count(kRed), 7 * 8);
     // Reaching past the surface is clipped; an inverted rectangle fills nothing.
-    RECT big = {-5, -5, 100, 2};
-    FillRect(cv.dc, &big, br);
+    RECT big = {-5, -5, 100, 2}, inverted = {10, 10, 5, 15};
+    FillRect(cv.dc, &big, static_cast<HBRUSH>(br.obj));
+    FillRect(cv.dc, &inverted, static_cast<HBRUSH>(br.obj));
     EXPECT_EQ(cv.Count(kRed), 7 * 8 + 20 * 2);
-    RECT inverted = {10, 10, 5, 15};
-    FillRect(cv.dc, &inverted, br);
-    EXPECT_EQ(cv.Count(kRed), 7 * 8 + 20 * 2);
-    DeleteObject(br);
+    // PatBlt with the selected brush; negative sizes count back from the corner.
+    cv.Fill(kWhite);
+    EXPECT_TRUE(PatBlt(cv.dc, 5, 5, -3, -2, PATCOPY));
+    EXPECT_TRUE(PatBlt(cv.dc, 15, 0, 100, 1, DSTINVERT));
+    EXPECT_TRUE(PatBlt(cv.dc, 30, 30, 5, 5, BLACKNESS)); // all off the surface
+    EXPECT_FALSE(PatBlt(cv.dc, 0, 0, 5, 5, SRCCOPY));     // it has no source
+    ExpectPixels(cv, {{2, 3, kRed}, {4, 4, kRed}, {5, 4, kWhite}, {2, 2, kWhite}, {15, 0, kBlack}, {14, 0, kWhite}});
+    EXPECT_EQ(cv.Count(kRed) + cv.Count(kBlack), 6 + 5);
 }
 
 TEST(XGdiFill, EachHatchIsAnchoredAtTheSurfaceOrigin)
@@ -40,11 +41,10 @@ TEST(XGdiFill, EachHatchIsAnchoredAtTheSurfaceOrigin)
     XGdiTestCanvas cv(6 * 24, 40);
     SetBkColor(cv.dc, kBlue);
     for (int nHatch = HS_HORIZONTAL; nHatch <= HS_DIAGCROSS; ++nHatch) {
-        HBRUSH br = CreateHatchBrush(nHatch, kBlack);
+        Selected br(cv.dc, CreateHatchBrush(nHatch, kBlack));
         // Rectangles starting off the cell grid still line up with the origin.
         RECT r = {nHatch * 24 + 3, 5, nHatch * 24 + 21, 37};
-        FillRect(cv.dc, &r, br);
-        DeleteObject(br);
+        FillRect(cv.dc, &r, static_cast<HBRUSH>(br.obj));
         for (int y = r.top; y < r.bottom; ++y) {
             for (int x = r.left; x < r.right; ++x) {
                 const bool bSet = (cells[nHatch][y & 7] >> (7 - (x & 7))) & 1;
@@ -53,47 +53,42 @@ TEST(XGdiFill, EachHatchIsAnchoredAtTheSurfaceOrigin)
         }
     }
     cv.Save("hatches");
-}
-
-TEST(XGdiFill, HatchGapsKeepTheSurfaceWhenTransparent)
-{
-    XGdiTestCanvas cv(16, 16, kRed);
-    Selected br(cv.dc, CreateHatchBrush(HS_CROSS, kBlack));
-    Selected pen(cv.dc, GetStockObject(NULL_PEN));
+    // Transparent, the gaps keep the surface.
+    Selected cross(cv.dc, CreateHatchBrush(HS_CROSS, kRed)), pen(cv.dc, GetStockObject(NULL_PEN));
     SetBkMode(cv.dc, TRANSPARENT);
-    SetBkColor(cv.dc, kBlue);
-    Rectangle(cv.dc, 0, 0, 17, 17);
-    EXPECT_EQ(cv.At(7, 0), kBlack);
-    EXPECT_EQ(cv.At(0, 1), kBlack);
-    EXPECT_EQ(cv.At(0, 0), kRed);
-    EXPECT_EQ(cv.Count(kBlue), 0);
-    SetBkMode(cv.dc, OPAQUE);
-    Rectangle(cv.dc, 0, 0, 17, 17);
-    EXPECT_EQ(cv.At(0, 0), kBlue);
-    EXPECT_EQ(cv.Count(kRed), 0);
+    Rectangle(cv.dc, 0, 0, 24, 5);
+    ExpectPixels(cv, {{0, 1, kRed}, {7, 0, kRed}, {0, 0, kWhite}, {8, 4, kWhite}});
 }
 
-TEST(XGdiFill, DibPatternBrushTilesItsUprightImageFromTheOrigin)
+TEST(XGdiFill, PatternBrushesTileTheirUprightImageFromTheOrigin)
 {
-    // A 2 by 2, 24-bit bottom-up pattern: bottom row red, blue; top row
-    // black, white.
+    // 2 by 2, bottom-up: at 24 bits the bottom row is red, blue and the top
+    // black, white; at 1 bit of a two-colour table, red, blue over blue, red.
     struct {
         BITMAPINFOHEADER h;
         uint8_t rows[2][8];
-    } dib = {{40, 2, 2, 1, 24, BI_RGB, 0, 0, 0, 0, 0},
-             {{0, 0, 255, 255, 0, 0, 0, 0}, {0, 0, 0, 255, 255, 255, 0, 0}}};
-    LOGBRUSH lb = {BS_DIBPATTERNPT, DIB_RGB_COLORS, reinterpret_cast<ULONG_PTR>(&dib)};
-    HBRUSH br = CreateBrushIndirect(&lb);
-    ASSERT_NE(br, nullptr);
-    XGdiTestCanvas cv(8, 8);
-    RECT r = {1, 1, 8, 8};
-    FillRect(cv.dc, &r, br);
-    DeleteObject(br);
-    EXPECT_EQ(cv.At(2, 2), kBlack);
-    EXPECT_EQ(cv.At(3, 2), kWhite);
-    EXPECT_EQ(cv.At(2, 3), kRed);
-    EXPECT_EQ(cv.At(3, 3), kBlue);
-    EXPECT_EQ(cv.At(1, 1), kBlue);
+    } rgb = {{40, 2, 2, 1, 24, BI_RGB, 0, 0, 0, 0, 0}, {{0, 0, 255, 255, 0, 0, 0, 0}, {0, 0, 0, 255, 255, 255, 0, 0}}};
+    struct {
+        BITMAPINFOHEADER h;
+        RGBQUAD colours[2];
+        uint32_t rows[2];
+    } mono = {{40, 2, 2, 1, 1, BI_RGB, 0, 0, 0, 2, 0}, {{0, 0, 255, 0}, {255, 0, 0, 0}}, {0x40, 0x80}};
+    XGdiTestCanvas pattern(2, 2);
+    SetPixel(pattern.dc, 0, 0, kGreen);
+    const LOGBRUSH brushes[3] = {{BS_DIBPATTERNPT, DIB_RGB_COLORS, reinterpret_cast<ULONG_PTR>(&rgb)},
+                                 {BS_DIBPATTERNPT, DIB_RGB_COLORS, reinterpret_cast<ULONG_PTR>(&mono)},
+                                 {BS_PATTERN, 0, reinterpret_cast<ULONG_PTR>(pattern.bm)}};
+    XGdiTestCanvas cv(8, 24);
+    for (int i = 0; i < 3; ++i) {
+        HBRUSH br = CreateBrushIndirect(&brushes[i]);
+        ASSERT_NE(br, nullptr) << i;
+        RECT r = {1, 8 * i + 1, 8, 8 * i + 8};
+        FillRect(cv.dc, &r, br);
+        DeleteObject(br);
+    }
+    ExpectPixels(cv, {{2, 2, kBlack}, {3, 2, kWhite}, {2, 3, kRed}, {3, 3, kBlue}, {1, 1, kBlue}});
+    ExpectPixels(cv, {{2, 10, kBlue}, {3, 10, kRed}, {2, 11, kRed}, {3, 11, kBlue}});
+    ExpectPixels(cv, {{2, 18, kGreen}, {3, 18, kWhite}, {2, 17, kWhite}, {4, 20, kGreen}});
 }
 
 TEST(XGdiFill, BothFillModesOnASelfIntersectingRing)
@@ -111,15 +106,9 @@ TEST(XGdiFill, BothFillModesOnASelfIntersectingRing)
         moved[i] = {star[i].x + 100, star[i].y};
     Polygon(cv.dc, moved, 5);
     cv.Save("fill-modes");
-    EXPECT_EQ(cv.At(50, 50), kWhite);
-    EXPECT_EQ(cv.At(150, 50), kRed);
-    EXPECT_EQ(cv.At(50, 20), kRed);
-    EXPECT_EQ(cv.At(150, 20), kRed);
+    ExpectPixels(cv, {{50, 50, kWhite}, {150, 50, kRed}, {50, 20, kRed}, {150, 20, kRed}});
     // The same ring as a region follows the same rule.
-    HRGN alt = CreatePolygonRgn(star, 5, ALTERNATE);
-    HRGN wind = CreatePolygonRgn(star, 5, WINDING);
-    EXPECT_FALSE(PtInRegion(alt, 50, 50));
-    EXPECT_TRUE(PtInRegion(wind, 50, 50));
+    HRGN alt = CreatePolygonRgn(star, 5, ALTERNATE), wind = CreatePolygonRgn(star, 5, WINDING);
     for (int y = 0; y < 100; ++y)
         for (int x = 0; x < 100; ++x) {
             ASSERT_EQ(PtInRegion(alt, x, y) != 0, cv.At(x, y) == kRed) << x << "," << y;
@@ -129,7 +118,7 @@ TEST(XGdiFill, BothFillModesOnASelfIntersectingRing)
     DeleteObject(wind);
 }
 
-TEST(XGdiFill, PolygonCoversPixelCentresAndItsOutlineTheEdges)
+TEST(XGdiFill, PolygonsAndRectanglesCoverPixelCentresAndTheirOutlineTheEdges)
 {
     XGdiTestCanvas cv(20, 20);
     Selected br(cv.dc, CreateSolidBrush(kRed));
@@ -137,31 +126,30 @@ TEST(XGdiFill, PolygonCoversPixelCentresAndItsOutlineTheEdges)
     const POINT sq[4] = {{2, 2}, {10, 2}, {10, 8}, {2, 8}};
     Polygon(cv.dc, sq, 4);
     EXPECT_EQ(cv.Count(kRed), 8 * 6);
-    EXPECT_EQ(cv.At(9, 7), kRed);
-    EXPECT_EQ(cv.At(10, 7), kWhite);
+    ExpectPixels(cv, {{9, 7, kRed}, {10, 7, kWhite}});
     SelectObject(cv.dc, GetStockObject(BLACK_PEN));
     Polygon(cv.dc, sq, 4);
-    EXPECT_EQ(cv.At(10, 8), kBlack);
-    EXPECT_EQ(cv.At(2, 2), kBlack);
-    EXPECT_EQ(cv.At(5, 5), kRed);
+    ExpectPixels(cv, {{10, 8, kBlack}, {2, 2, kBlack}, {5, 5, kRed}});
     EXPECT_EQ(cv.Count(kRed), 7 * 5);
+    // A rectangle's outline runs inside its box, corners given in either order;
+    // an empty box draws nothing; a ring of fewer than two points is refused.
+    const int counts[2] = {4, 1};
+    EXPECT_TRUE(Rectangle(cv.dc, 19, 19, 12, 12));
+    EXPECT_TRUE(Rectangle(cv.dc, 0, 15, 10, 15));
+    EXPECT_FALSE(PolyPolygon(cv.dc, sq, counts, 2));
+    ExpectPixels(cv, {{12, 12, kBlack}, {18, 18, kBlack}, {15, 15, kRed}, {19, 19, kWhite}, {5, 15, kWhite}});
 }
 
 TEST(XGdiFill, EllipseStaysInsideItsBoxWithoutTheRightAndBottomEdges)
 {
     XGdiTestCanvas cv(40, 30);
     Selected br(cv.dc, CreateSolidBrush(kRed));
-    Ellipse(cv.dc, 5, 4, 35, 24);
+    EXPECT_TRUE(Ellipse(cv.dc, 35, 24, 5, 4));
+    EXPECT_TRUE(Ellipse(cv.dc, 5, 4, 35, 4)); // no height: nothing
     cv.Save("ellipse");
     const RECT ink = cv.Ink();
-    EXPECT_EQ(ink.left, 5);
-    EXPECT_EQ(ink.right, 35);
-    EXPECT_EQ(ink.top, 4);
-    EXPECT_EQ(ink.bottom, 24);
-    EXPECT_EQ(cv.At(20, 14), kRed);
-    EXPECT_EQ(cv.At(5, 14), kBlack);
-    EXPECT_EQ(cv.At(20, 4), kBlack);
-    EXPECT_EQ(cv.At(5, 4), kWhite);
+    EXPECT_EQ((std::vector<LONG>{ink.left, ink.top, ink.right, ink.bottom}), (std::vector<LONG>{5, 4, 35, 24}));
+    ExpectPixels(cv, {{20, 14, kRed}, {5, 14, kBlack}, {20, 4, kBlack}, {5, 4, kWhite}});
     // The outline is closed: every row of it is bounded by black.
     for (int y = 4; y < 24; ++y) {
         int x = 0;
@@ -171,37 +159,63 @@ TEST(XGdiFill, EllipseStaysInsideItsBoxWithoutTheRightAndBottomEdges)
     }
 }
 
-TEST(XGdiFill, PathFillUsesTheBrushAndLeavesOutlinesToThePen)
+TEST(XGdiFill, PathsRecordEveryShapeAndAreFilledOrStrokedOnce)
 {
-    XGdiTestCanvas cv(20, 20);
+    XGdiTestCanvas cv(40, 20);
     Selected br(cv.dc, CreateSolidBrush(kRed));
     EXPECT_FALSE(FillPath(cv.dc));
-    BeginPath(cv.dc);
-    const POINT ring[5] = {{2, 2}, {12, 2}, {12, 12}, {2, 12}, {2, 2}};
-    Polyline(cv.dc, ring, 5);
-    EndPath(cv.dc);
-    EXPECT_EQ(cv.Count(kRed), 0);
+    EXPECT_FALSE(EndPath(cv.dc));
+    // Each shape records a figure instead of drawing.
+    auto record = [&] {
+        BeginPath(cv.dc);
+        const POINT ring[4] = {{2, 2}, {12, 2}, {12, 12}, {2, 12}}, tri[3] = {{22, 2}, {26, 2}, {22, 6}};
+        const POINT low[3] = {{22, 10}, {26, 10}, {22, 14}};
+        const int counts[1] = {3};
+        MoveToEx(cv.dc, 2, 2, nullptr);
+        Polyline(cv.dc, ring, 4);
+        LineTo(cv.dc, 2, 2);
+        PolyPolygon(cv.dc, low, counts, 1);
+        Polygon(cv.dc, tri, 3);
+        Rectangle(cv.dc, 14, 2, 20, 8);
+        Ellipse(cv.dc, 28, 2, 38, 12);
+        EndPath(cv.dc);
+    };
+    record();
+    EXPECT_EQ(cv.Count(kWhite), 40 * 20);
     EXPECT_TRUE(FillPath(cv.dc));
-    EXPECT_EQ(cv.Count(kRed), 100);
     EXPECT_EQ(cv.Count(kBlack), 0);
-    EXPECT_FALSE(FillPath(cv.dc));
+    ExpectPixels(cv, {{2, 2, kRed}, {11, 11, kRed}, {12, 12, kWhite}, {15, 5, kRed}, {23, 3, kRed}, {23, 11, kRed}});
+    EXPECT_EQ(cv.At(33, 7), kRed);
+    EXPECT_FALSE(FillPath(cv.dc)); // the path was used up
+    cv.Fill(kWhite);
+    record();
+    EXPECT_TRUE(StrokePath(cv.dc));
+    ExpectPixels(cv, {{2, 7, kBlack}, {7, 7, kWhite}, {14, 5, kBlack}, {33, 2, kBlack}});
+    record();
+    EXPECT_TRUE(StrokeAndFillPath(cv.dc));
+    EXPECT_EQ(cv.At(7, 7), kRed);
+    record();
+    EXPECT_TRUE(AbortPath(cv.dc));
+    EXPECT_FALSE(StrokePath(cv.dc));
 }
 
 TEST(XGdiFill, TheAntialiasedVariationBlendsEdgesAndTheRasterDeviceDoesNot)
 {
-    const POINT tri[3] = {{2, 2}, {37, 9}, {8, 36}};
-    auto colours = [&](bool bAntialias, int nRop) {
+    // The colours of a triangle and an ellipse filled on either device.
+    auto colours = [](bool bAntialias, int nRop, HBRUSH br) {
+        const POINT tri[3] = {{2, 2}, {37, 9}, {8, 36}};
         XGdiTestCanvas cv(40, 40);
         XfnSysSetDCAntialias(cv.dc, bAntialias);
         SetROP2(cv.dc, nRop);
-        Selected br(cv.dc, CreateSolidBrush(kBlack));
-        Selected pen(cv.dc, GetStockObject(NULL_PEN));
+        Selected brush(cv.dc, br), pen(cv.dc, GetStockObject(NULL_PEN));
         Polygon(cv.dc, tri, 3);
         Ellipse(cv.dc, 20, 20, 39, 39);
         return cv.Colours().size();
     };
-    EXPECT_EQ(colours(false, R2_COPYPEN), 2u);
-    EXPECT_GT(colours(true, R2_COPYPEN), 10u);
-    // Raster operations stay exact on either device.
-    EXPECT_EQ(colours(true, R2_NOT), 2u);
+    EXPECT_EQ(colours(false, R2_COPYPEN, CreateSolidBrush(kBlack)), 2u);
+    EXPECT_GT(colours(true, R2_COPYPEN, CreateSolidBrush(kBlack)), 10u);
+    // Raster operations stay exact on either device; a hatch is blended at its edges too.
+    EXPECT_EQ(colours(true, R2_NOT, CreateSolidBrush(kBlack)), 2u);
+    EXPECT_GT(colours(true, R2_COPYPEN, CreateHatchBrush(HS_CROSS, kBlack)), 3u);
 }
+

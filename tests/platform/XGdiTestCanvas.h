@@ -1,13 +1,14 @@
 // A memory DC over a top-down DIB section for the raster device's tests:
-// pixels read back straight from memory, and a PNG of the canvas written into
-// the build tree (gdi-png/) to look at.
+// pixels read back straight from memory, probe tables, and a PNG of the
+// canvas written into the build tree (gdi-png/) to look at.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
+#include <initializer_list>
 #include <set>
 #include <string>
 
@@ -59,10 +60,16 @@ struct XGdiTestCanvas {
     int Count(COLORREF c) const
     {
         int n = 0;
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x)
-                n += At(x, y) == c;
+        for (int i = 0; i < w * h; ++i)
+            n += At(i % w, i / w) == c;
         return n;
+    }
+    std::set<COLORREF> Colours() const
+    {
+        std::set<COLORREF> seen;
+        for (int i = 0; i < w * h; ++i)
+            seen.insert(At(i % w, i / w));
+        return seen;
     }
     // The box of every pixel that is not of the background colour.
     RECT Ink(COLORREF clrBack = RGB(255, 255, 255)) const
@@ -70,21 +77,10 @@ struct XGdiTestCanvas {
         RECT r = {w, h, -1, -1};
         for (int y = 0; y < h; ++y)
             for (int x = 0; x < w; ++x)
-                if (At(x, y) != clrBack) {
-                    r.left = std::min<LONG>(r.left, x);
-                    r.top = std::min<LONG>(r.top, y);
-                    r.right = std::max<LONG>(r.right, x + 1);
-                    r.bottom = std::max<LONG>(r.bottom, y + 1);
-                }
+                if (At(x, y) != clrBack)
+                    r = {std::min<LONG>(r.left, x), std::min<LONG>(r.top, y), std::max<LONG>(r.right, x + 1),
+                         std::max<LONG>(r.bottom, y + 1)};
         return r;
-    }
-    std::set<COLORREF> Colours() const
-    {
-        std::set<COLORREF> seen;
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x)
-                seen.insert(At(x, y));
-        return seen;
     }
     void Save(const std::string& name) const
     {
@@ -122,4 +118,17 @@ struct Selected {
 constexpr COLORREF kWhite = RGB(255, 255, 255);
 constexpr COLORREF kBlack = RGB(0, 0, 0);
 constexpr COLORREF kRed = RGB(255, 0, 0);
+constexpr COLORREF kGreen = RGB(0, 255, 0);
 constexpr COLORREF kBlue = RGB(0, 0, 255);
+
+// A pixel and the colour it must have.
+struct Probe {
+    int x, y;
+    COLORREF c;
+};
+
+inline void ExpectPixels(const XGdiTestCanvas& cv, std::initializer_list<Probe> probes)
+{
+    for (const Probe& p : probes)
+        EXPECT_EQ(cv.At(p.x, p.y), p.c) << "at " << p.x << "," << p.y;
+}

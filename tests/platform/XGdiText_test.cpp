@@ -1,203 +1,185 @@
-// Fonts and text on the raster device: the height rules of LOGFONTA, text at
-// its anchor, measuring, Hangul through fallback, escapement and aliasing.
+// Fonts and text on the raster device: the height rules of LOGFONTA, the text
+// box about its anchor, the current position, measuring and DrawTextA's
+// placement, Hangul through fallback, escapement, styles and advances.
 #include "platform/XGdiTestCanvas.h"
 
 #include <cstring>
-#include <set>
+#include <vector>
 
 namespace {
 
+// A white canvas with the font selected and the text colour black.
+struct TextCanvas : XGdiTestCanvas {
+    Selected font;
+    TextCanvas(int w, int h, const LOGFONTA& lf, int nBkMode = TRANSPARENT) : XGdiTestCanvas(w, h), font(dc, lf)
+    {
+        SetBkMode(dc, nBkMode);
+        SetBkColor(dc, kRed);
+    }
+    SIZE Extent(const char* psz) const
+    {
+        SIZE sz = {};
+        GetTextExtentPoint32A(dc, psz, static_cast<int>(std::strlen(psz)), &sz);
+        return sz;
+    }
+    int InkIn(int x0, int x1) const
+    {
+        int n = 0;
+        for (int y = 0; y < h; ++y)
+            for (int x = x0; x < x1; ++x)
+                n += At(x, y) != kWhite;
+        return n;
+    }
+};
+
+std::vector<LONG> Box(const RECT& r) { return {r.left, r.top, r.right, r.bottom}; }
 
 } // namespace
 
 TEST(XGdiText, HeightSignRulesOfLogfont)
 {
-    XGdiTestCanvas cv(10, 10);
-    TEXTMETRICA tm;
-    {
-        Selected f(cv.dc, Font(-20));
-        ASSERT_TRUE(GetTextMetricsA(cv.dc, &tm));
-        EXPECT_EQ(tm.tmHeight - tm.tmInternalLeading, 20);
-        EXPECT_EQ(tm.tmHeight, tm.tmAscent + tm.tmDescent);
-    }
-    {
-        Selected f(cv.dc, Font(20));
-        ASSERT_TRUE(GetTextMetricsA(cv.dc, &tm));
-        EXPECT_NEAR(tm.tmHeight, 20, 1);
-        EXPECT_LT(tm.tmHeight - tm.tmInternalLeading, 20);
-    }
+    TEXTMETRICA em, cell;
+    TextCanvas a(10, 10, Font(-20)), b(10, 10, Font(20));
+    ASSERT_TRUE(GetTextMetricsA(a.dc, &em));
+    ASSERT_TRUE(GetTextMetricsA(b.dc, &cell));
+    EXPECT_EQ(em.tmHeight - em.tmInternalLeading, 20);
+    EXPECT_EQ(em.tmHeight, em.tmAscent + em.tmDescent);
+    EXPECT_NEAR(cell.tmHeight, 20, 1);
+    EXPECT_LT(cell.tmHeight - cell.tmInternalLeading, 20);
     // "Courier New" resolves to a monospaced face: every letter advances alike.
-    Selected f(cv.dc, Font(-16));
-    SIZE a, b;
-    ASSERT_TRUE(GetTextExtentPoint32A(cv.dc, "iiii", 4, &a));
-    ASSERT_TRUE(GetTextExtentPoint32A(cv.dc, "MMMM", 4, &b));
-    EXPECT_EQ(a.cx, b.cx);
-    EXPECT_GT(a.cx, 0);
+    EXPECT_EQ(a.Extent("iiii").cx, a.Extent("MMMM").cx);
+    EXPECT_GT(a.Extent("iiii").cx, 0);
 }
 
-TEST(XGdiText, TextLandsAtItsAnchorWithAlignZero)
+TEST(XGdiText, AlignmentPlacesTheTextBoxAboutItsAnchor)
 {
-    XGdiTestCanvas cv(200, 60);
-    Selected f(cv.dc, Font(-24));
-    SetBkMode(cv.dc, TRANSPARENT);
-    SetTextColor(cv.dc, kBlack);
-    EXPECT_EQ(SetTextAlign(cv.dc, 0), 0u);
-    ASSERT_TRUE(ExtTextOutA(cv.dc, 30, 15, 0, nullptr, "HEH", 3, nullptr));
-    cv.Save("text-anchor");
-    SIZE sz;
-    GetTextExtentPoint32A(cv.dc, "HEH", 3, &sz);
-    const RECT ink = cv.Ink();
-    // The ink lies in the box that starts at the anchor and starts near it.
-    EXPECT_GE(ink.left, 30);
-    EXPECT_LE(ink.left, 33);
-    EXPECT_GE(ink.top, 15);
-    EXPECT_LE(ink.top, 15 + sz.cy / 3);
-    EXPECT_LE(ink.right, 30 + sz.cx);
-    EXPECT_LE(ink.bottom, 15 + sz.cy);
-    // Aliased: only the text colour and the background.
-    EXPECT_EQ(cv.Colours(), (std::set<COLORREF>{kBlack, kWhite}));
+    const UINT aligns[3] = {TA_LEFT | TA_TOP, TA_RIGHT | TA_BOTTOM, TA_CENTER | TA_BASELINE};
+    for (UINT nAlign : aligns) {
+        TextCanvas cv(200, 100, Font(-20), OPAQUE);
+        TEXTMETRICA tm;
+        GetTextMetricsA(cv.dc, &tm);
+        const SIZE sz = cv.Extent("HEb");
+        EXPECT_EQ(SetTextAlign(cv.dc, nAlign), 0u);
+        ASSERT_TRUE(ExtTextOutA(cv.dc, 100, 50, 0, nullptr, "HEb", 3, nullptr));
+        // The opaque box is the text's extent, moved by the alignment.
+        const UINT h = nAlign & TA_CENTER, v = nAlign & TA_BASELINE;
+        const LONG x = h == TA_RIGHT ? 100 - sz.cx : h == TA_CENTER ? 100 - sz.cx / 2 : 100;
+        const LONG y = v == TA_BOTTOM ? 50 - sz.cy : v == TA_BASELINE ? 50 - tm.tmAscent : 50;
+        EXPECT_EQ(Box(cv.Ink()), (std::vector<LONG>{x, y, x + sz.cx, y + sz.cy})) << nAlign;
+        // Aliased: only the text colour and the background.
+        EXPECT_EQ(cv.Colours(), (std::set<COLORREF>{kBlack, kRed, kWhite})) << nAlign;
+    }
+    // The current position: text starts there and moves it on by its advance.
+    TextCanvas cv(200, 40, Font(-16));
+    SetTextAlign(cv.dc, TA_UPDATECP);
+    MoveToEx(cv.dc, 30, 5, nullptr);
+    TextOutA(cv.dc, 0, 0, "Ab", 2);
+    POINT pt;
+    MoveToEx(cv.dc, 0, 0, &pt);
+    EXPECT_EQ(pt.x, 30 + cv.Extent("Ab").cx);
+    EXPECT_EQ(cv.InkIn(0, 30), 0);
+    EXPECT_FALSE(TextOutA(cv.dc, 0, 0, "Ab", -1));
 }
 
-TEST(XGdiText, AlignmentMovesTheBoxAroundTheAnchor)
+TEST(XGdiText, AnOpaqueClippingRectangleBoundsTheText)
 {
-    XGdiTestCanvas cv(200, 80);
-    Selected f(cv.dc, Font(-20));
-    SetBkMode(cv.dc, OPAQUE);
-    SetBkColor(cv.dc, kRed);
-    SIZE sz;
-    GetTextExtentPoint32A(cv.dc, "Ab", 2, &sz);
-    SetTextAlign(cv.dc, TA_RIGHT | TA_BOTTOM);
-    TextOutA(cv.dc, 100, 50, "Ab", 2);
-    // The opaque box ends at the anchor on both axes.
-    const RECT ink = cv.Ink();
-    EXPECT_EQ(ink.right, 100);
-    EXPECT_EQ(ink.bottom, 50);
-    EXPECT_EQ(ink.left, 100 - sz.cx);
-    EXPECT_EQ(ink.top, 50 - sz.cy);
+    TextCanvas cv(60, 30, Font(-24));
+    const RECT box = {5, 4, 30, 14};
+    ASSERT_TRUE(ExtTextOutA(cv.dc, 0, 0, ETO_OPAQUE | ETO_CLIPPED, &box, "MMMM", 4, nullptr));
+    EXPECT_EQ(Box(cv.Ink()), Box(box));
+    EXPECT_TRUE(cv.Count(kBlack) > 10 && cv.Count(kRed) > 10);
 }
 
-TEST(XGdiText, DrawTextMeasuresWhatGetTextExtentReports)
+TEST(XGdiText, DrawTextMeasuresWhatGetTextExtentReportsAndPlacesByItsFormat)
 {
-    XGdiTestCanvas cv(10, 10);
-    Selected f(cv.dc, Font(-18));
+    TextCanvas cv(120, 60, Font(-16));
+    const SIZE sz = cv.Extent("Seoul 2024");
     RECT r = {5, 7, 5, 7};
     const int h = DrawTextA(cv.dc, "Seoul 2024", -1, &r, DT_CALCRECT | DT_SINGLELINE);
-    SIZE sz;
-    GetTextExtentPoint32A(cv.dc, "Seoul 2024", 10, &sz);
     EXPECT_EQ(h, sz.cy);
-    EXPECT_EQ(r.right - r.left, sz.cx);
-    EXPECT_EQ(r.bottom - r.top, sz.cy);
-    EXPECT_EQ(cv.Count(kWhite), 100); // measuring draws nothing
+    EXPECT_EQ(Box(r), (std::vector<LONG>{5, 7, 5 + sz.cx, 7 + sz.cy}));
+    // '&' marks a prefix unless DT_NOPREFIX; a word break wraps at the width.
+    RECT amp = {}, raw = {}, wrapped = {0, 0, sz.cx, 0};
+    DrawTextA(cv.dc, "Seoul &2024", -1, &amp, DT_CALCRECT);
+    DrawTextA(cv.dc, "Seoul &2024", -1, &raw, DT_CALCRECT | DT_NOPREFIX);
+    EXPECT_EQ(amp.right, sz.cx);
+    EXPECT_GT(raw.right, sz.cx);
+    EXPECT_EQ(DrawTextA(cv.dc, "Seoul 2024 Seoul", -1, &wrapped, DT_CALCRECT | DT_WORDBREAK), 2 * sz.cy);
+    EXPECT_EQ(cv.Count(kWhite), 120 * 60); // measuring draws nothing
     // A measuring DC without a bitmap of its own measures as well.
     HDC mem = CreateCompatibleDC(nullptr);
-    HFONT font = static_cast<HFONT>(GetCurrentObject(cv.dc, OBJ_FONT));
-    HGDIOBJ old = SelectObject(mem, font);
+    HGDIOBJ old = SelectObject(mem, cv.font.obj);
     RECT r2 = {0, 0, 0, 0};
     EXPECT_EQ(DrawTextA(mem, "Seoul 2024", 10, &r2, 0x420), h);
     EXPECT_EQ(r2.right, sz.cx);
     SelectObject(mem, old);
     DeleteDC(mem);
+    // Centred in the box.
+    RECT box = {20, 10, 100, 50};
+    EXPECT_EQ(DrawTextA(cv.dc, "MID", 3, &box, DT_CENTER | DT_VCENTER | DT_SINGLELINE), cv.Extent("MID").cy);
+    const RECT ink = cv.Ink();
+    EXPECT_NEAR((ink.left + ink.right) / 2.0, 60.0, 3.0);
+    EXPECT_NEAR((ink.top + ink.bottom) / 2.0, 30.0, 4.0);
+    // A box too small for the text keeps the ink inside it.
+    TextCanvas small(120, 60, Font(-16));
+    RECT tiny = {10, 10, 20, 14};
+    DrawTextA(small.dc, "MMMM", 4, &tiny, DT_SINGLELINE);
+    const RECT clipped = small.Ink();
+    EXPECT_TRUE(clipped.left >= 10 && clipped.right <= 20 && clipped.bottom <= 14) << clipped.right;
 }
 
 TEST(XGdiText, HangulFallsBackToAFaceThatHasIt)
 {
-    XGdiTestCanvas cv(200, 50);
-    Selected f(cv.dc, Font(-24));
-    SetBkMode(cv.dc, TRANSPARENT);
+    TextCanvas cv(200, 50, Font(-24));
     const char* pszHangul = "\xED\x95\x9C\xEA\xB8\x80"; // two syllables
-    SIZE sz;
-    ASSERT_TRUE(GetTextExtentPoint32A(cv.dc, pszHangul, 6, &sz));
-    EXPECT_GT(sz.cx, 30);
+    EXPECT_GT(cv.Extent(pszHangul).cx, 30);
     TextOutA(cv.dc, 10, 10, pszHangul, 6);
     cv.Save("text-hangul");
-    // Real glyphs: plenty of ink, not two hollow boxes.
+    // Real glyphs: plenty of ink, not two hollow boxes. Malformed text is drawn without harm.
     EXPECT_GT(cv.Count(kBlack), 80);
-    // Malformed text is drawn without harm.
     EXPECT_TRUE(TextOutA(cv.dc, 10, 10, "\xFF\xC3", 2));
 }
 
 TEST(XGdiText, EscapementTurnsTheTextCounterClockwise)
 {
-    XGdiTestCanvas cv(80, 160);
     LOGFONTA lf = Font(-20);
     lf.lfEscapement = 900;
-    Selected f(cv.dc, lf);
-    SetBkMode(cv.dc, TRANSPARENT);
+    TextCanvas cv(80, 160, lf);
     TextOutA(cv.dc, 20, 140, "LLLLLL", 6);
     cv.Save("text-escapement");
-    const RECT ink = cv.Ink();
     // Turned a quarter: the text runs up from the anchor, and the box that hung
     // below it now lies to its right.
-    SIZE sz;
-    GetTextExtentPoint32A(cv.dc, "LLLLLL", 6, &sz);
+    const RECT ink = cv.Ink();
+    const SIZE sz = cv.Extent("LLLLLL");
     EXPECT_GT(ink.bottom - ink.top, 3 * (ink.right - ink.left));
-    EXPECT_LE(ink.bottom, 141);
-    EXPECT_GE(ink.top, 140 - sz.cx - 1);
-    EXPECT_GE(ink.left, 20);
-    EXPECT_LE(ink.right, 20 + sz.cy);
+    EXPECT_TRUE(ink.bottom <= 141 && ink.top >= 140 - sz.cx - 1) << ink.top;
+    EXPECT_TRUE(ink.left >= 20 && ink.right <= 20 + sz.cy) << ink.right;
 }
 
-TEST(XGdiText, BoldItalicUnderlineAndStrikeOutChangeThePixels)
+TEST(XGdiText, BoldUnderlineAndStrikeOutAddInk)
 {
-    auto inkOf = [](LOGFONTA lf) {
-        XGdiTestCanvas cv(120, 40);
-        Selected f(cv.dc, lf);
-        SetBkMode(cv.dc, TRANSPARENT);
+    auto inkOf = [](const LOGFONTA& lf) {
+        TextCanvas cv(120, 40, lf);
         TextOutA(cv.dc, 5, 5, "Hill", 4);
         return cv.Count(kBlack);
     };
     const LOGFONTA plain = Font(-20, "Liberation Sans");
-    const int n = inkOf(plain);
-    LOGFONTA bold = plain, under = plain, strike = plain;
-    bold.lfWeight = FW_BOLD, under.lfUnderline = 1, strike.lfStrikeOut = 1;
-    for (const LOGFONTA& lf : {bold, under, strike})
-        EXPECT_GT(inkOf(lf), n) << lf.lfWeight << " " << int(lf.lfUnderline) << int(lf.lfStrikeOut);
-}
-
-TEST(XGdiText, DrawTextCentresItsLineInTheRectangleAndClipsToIt)
-{
-    XGdiTestCanvas cv(120, 60);
-    Selected f(cv.dc, Font(-16));
-    SetBkMode(cv.dc, TRANSPARENT);
-    RECT box = {20, 10, 100, 50};
-    const int h = DrawTextA(cv.dc, "MID", 3, &box, DT_CENTER | DT_VCENTER | DT_SINGLELINE);
-    SIZE sz;
-    GetTextExtentPoint32A(cv.dc, "MID", 3, &sz);
-    EXPECT_EQ(h, sz.cy);
-    const RECT ink = cv.Ink();
-    // Centred: the ink's middle lies within a few pixels of the box's middle.
-    EXPECT_NEAR((ink.left + ink.right) / 2.0, 60.0, 3.0);
-    EXPECT_NEAR((ink.top + ink.bottom) / 2.0, 30.0, 4.0);
-    // A box too small for the text keeps the ink inside it.
-    XGdiTestCanvas small(120, 60);
-    Selected f2(small.dc, Font(-16));
-    RECT tiny = {10, 10, 20, 14};
-    DrawTextA(small.dc, "MMMM", 4, &tiny, DT_SINGLELINE);
-    const RECT clipped = small.Ink();
-    EXPECT_GE(clipped.left, 10);
-    EXPECT_LE(clipped.right, 20);
-    EXPECT_LE(clipped.bottom, 14);
+    LOGFONTA styled[3] = {plain, plain, plain};
+    styled[0].lfWeight = FW_BOLD;
+    styled[1].lfUnderline = 1;
+    styled[2].lfStrikeOut = 1;
+    for (const LOGFONTA& lf : styled)
+        EXPECT_GT(inkOf(lf), inkOf(plain)) << lf.lfWeight << " " << int(lf.lfUnderline) << int(lf.lfStrikeOut);
 }
 
 TEST(XGdiText, AdvancesPlaceEachCharacter)
 {
-    XGdiTestCanvas cv(200, 40);
-    Selected f(cv.dc, Font(-16));
-    SetBkMode(cv.dc, TRANSPARENT);
     // Three letters 40 pixels apart, the second of them two bytes long.
-    const char* pszText = "I\xC3\x89I";
+    TextCanvas cv(200, 40, Font(-16));
     const int dx[4] = {40, 20, 20, 40};
-    ASSERT_TRUE(ExtTextOutA(cv.dc, 10, 5, 0, nullptr, pszText, 4, dx));
+    ASSERT_TRUE(ExtTextOutA(cv.dc, 10, 5, 0, nullptr, "I\xC3\x89I", 4, dx));
     cv.Save("text-advances");
-    auto inkIn = [&](int x0, int x1) {
-        int n = 0;
-        for (int y = 0; y < 40; ++y)
-            for (int x = x0; x < x1; ++x)
-                n += cv.At(x, y) != kWhite;
-        return n;
-    };
-    EXPECT_GT(inkIn(10, 30), 0);
-    EXPECT_GT(inkIn(50, 70), 0);
-    EXPECT_GT(inkIn(90, 110), 0);
-    EXPECT_EQ(inkIn(30, 50) + inkIn(70, 90) + inkIn(110, 200), 0);
+    for (int x : {10, 50, 90})
+        EXPECT_GT(cv.InkIn(x, x + 20), 0) << x;
+    EXPECT_EQ(cv.InkIn(30, 50) + cv.InkIn(70, 90) + cv.InkIn(110, 200), 0);
 }

@@ -1,181 +1,192 @@
-// The antialiased device on plain memory: objects, pixel rules, brushes,
-// bitmaps with locks, text placement and transforms.
+// The antialiased device on plain memory: failure values, objects, pixel
+// rules, brushes, paths, bitmaps with locks, text placement and transforms.
 #include "KVDbase/platform/XGdiplus.h"
 #include "XGdiTestCanvas.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <iterator>
+#include <vector>
 
 using namespace Gdiplus;
 
-namespace {
-
-// A white DIB section in a memory DC with a graphics over it.
-struct Canvas {
-    XGdiTestCanvas dc;
+TEST(Gdiplus, NullObjectsWrongKindsAndValuesOutOfRangeAreInvalidParameters)
+{
+    XGdiTestCanvas cv(4, 4);
     GpGraphics* g = nullptr;
-    Canvas(int w, int h) : dc(w, h) { EXPECT_EQ(GdipCreateFromHDC(dc.dc, &g), Ok); }
-    ~Canvas() { GdipDeleteGraphics(g); }
-    // The pixel as 0xRRGGBB.
-    uint32_t At(int x, int y) const { return dc.bits[y * dc.w + x] & 0xFFFFFF; }
-    void Save(const char* name) const { dc.Save(name); }
-};
-
-GpBrush* Solid(ARGB c)
-{
-    GpSolidFill* b = nullptr;
-    GdipCreateSolidFill(c, &b);
-    return b;
-}
-
-} // namespace
-
-TEST(Gdiplus, PenDashArraysAndValidation)
-{
-    Pen pen(Color(255, 0, 0, 255), 2.0f);
-    EXPECT_EQ(pen.GetLastStatus(), Ok);
-    const REAL runs[] = {3.0f, 1.0f, 2.0f};
-    EXPECT_EQ(pen.SetDashPattern(runs, 3), Ok);
-    EXPECT_EQ(pen.GetDashStyle(), DashStyleCustom);
-    REAL back[3];
-    ASSERT_EQ(pen.GetDashPatternCount(), 3);
-    pen.GetDashPattern(back, 3);
-    EXPECT_EQ(back[2], 2.0f);
-    // A zero run (a pattern scaled by a zero width) is refused and changes nothing.
-    const REAL zeros[] = {0.0f, 0.0f};
-    EXPECT_EQ(pen.SetDashPattern(zeros, 2), InvalidParameter);
-    EXPECT_EQ(pen.GetDashPatternCount(), 3);
-    EXPECT_EQ(pen.SetWidth(-1.0f), InvalidParameter);
-    EXPECT_EQ(GdipSetPenColor(nullptr, 0), InvalidParameter);
-    Color c;
-    pen.GetColor(&c);
-    EXPECT_EQ(c.GetB(), 255);
-    EXPECT_EQ(c.GetR(), 0);
+    GpPen* pen = nullptr;
+    GpBrush *solid = nullptr, *hatch = nullptr;
+    GpPath* path = nullptr;
+    GpMatrix* m = nullptr;
+    GpImage* img = nullptr;
+    GpFontFamily* fam = nullptr;
+    GpFont* font = nullptr;
+    GpStringFormat* fmt = nullptr;
+    for (GpStatus s : {GdipCreateFromHDC(cv.dc, &g), GdipCreatePen1(0, 1.0f, UnitPixel, &pen),
+                       GdipCreateSolidFill(0, &solid), GdipCreateHatchBrush(HatchStyleCross, 0, 0, &hatch),
+                       GdipCreatePath(FillModeAlternate, &path), GdipCreateMatrix(&m),
+                       GdipCreateBitmapFromScan0(2, 2, 0, PixelFormat32bppARGB, nullptr, &img),
+                       GdipCreateFontFamilyFromName(L"Liberation Sans", nullptr, &fam),
+                       GdipCreateFont(fam, 10.0f, 0, UnitPixel, &font), GdipCreateStringFormat(0, 0, &fmt)})
+        ASSERT_EQ(s, Ok);
+    const GpPoint pts[3] = {{0, 0}, {2, 0}, {0, 2}};
+    const RectF at;
+    REAL runs[2] = {1.0f, 1.0f};
+    ARGB argb = 0;
+    HatchStyle style;
+    BitmapData data = {};
+    BYTE bits[16];
+    const GpStatus got[] = {
+        // Null objects and null results.
+        GdipCreateFromHDC(cv.dc, nullptr), GdipDeleteGraphics(nullptr), GdipGetSmoothingMode(g, nullptr),
+        GdipGetTextRenderingHint(g, nullptr), GdipGetInterpolationMode(g, nullptr),
+        GdipGetPixelOffsetMode(g, nullptr), GdipResetClip(nullptr), GdipResetWorldTransform(nullptr),
+        GdipGetWorldTransform(g, nullptr), GdipDrawLine(g, nullptr, 0, 0, 1, 1),
+        GdipDrawLinesI(g, pen, nullptr, 3), GdipDrawPolygonI(nullptr, pen, pts, 3),
+        GdipDrawRectangle(g, nullptr, 0, 0, 1, 1), GdipDrawEllipseI(g, nullptr, 0, 0, 1, 1),
+        GdipDrawPath(g, pen, nullptr), GdipFillEllipseI(g, nullptr, 0, 0, 1, 1),
+        GdipFillRectangle(nullptr, solid, 0, 0, 1, 1), GdipFillPolygonI(g, solid, nullptr, 3, FillModeAlternate),
+        GdipFillPath(g, nullptr, path), GdipFillRegion(g, solid, nullptr),
+        GdipMeasureString(g, L"a", 1, font, &at, fmt, nullptr, nullptr, nullptr),
+        GdipDrawString(g, L"a", 1, font, &at, fmt, nullptr), GdipDrawImageRect(g, nullptr, 0, 0, 1, 1),
+        GdipCreatePen1(0, 1.0f, UnitPixel, nullptr), GdipDeletePen(nullptr), GdipSetPenColor(nullptr, 0),
+        GdipGetPenColor(pen, nullptr), GdipCloneBitmapAreaI(0, 0, 1, 1, PixelFormat32bppARGB, nullptr, &img),
+        GdipGetPenWidth(pen, nullptr), GdipGetPenStartCap(pen, nullptr), GdipGetPenEndCap(pen, nullptr),
+        GdipGetPenDashStyle(pen, nullptr), GdipGetPenDashCount(pen, nullptr), GdipCreateSolidFill(0, nullptr),
+        GdipGetSolidFillColor(solid, nullptr), GdipCreateHatchBrush(HatchStyleCross, 0, 0, nullptr),
+        GdipGetBrushType(solid, nullptr), GdipDeleteBrush(nullptr), GdipCreatePath(FillModeAlternate, nullptr),
+        GdipDeletePath(nullptr), GdipAddPathRectangle(nullptr, 0, 0, 1, 1), GdipGetPointCount(path, nullptr),
+        GdipCreateRegionPath(path, nullptr), GdipDeleteRegion(nullptr), GdipCreateMatrix(nullptr),
+        GdipDeleteMatrix(nullptr), GdipGetMatrixElements(m, nullptr),
+        GdipCreateFontFamilyFromName(nullptr, nullptr, &fam),
+        GdipDeleteFontFamily(nullptr), GdipGetFamilyName(fam, nullptr, 0), GdipDeleteFont(nullptr),
+        GdipGetFontSize(font, nullptr), GdipGetFontStyle(font, nullptr), GdipGetFontUnit(font, nullptr),
+        GdipGetFamily(font, nullptr), GdipCreateStringFormat(0, 0, nullptr), GdipDeleteStringFormat(nullptr),
+        GdipGetStringFormatAlign(fmt, nullptr), GdipGetStringFormatLineAlign(fmt, nullptr),
+        GdipCreateBitmapFromScan0(1, 1, 4, PixelFormat32bppARGB, bits, nullptr),
+        GdipCreateBitmapFromGdiDib(nullptr, bits, &img), GdipBitmapGetPixel(img, 0, 0, nullptr),
+        GdipBitmapUnlockBits(img, nullptr), GdipGetImageWidth(img, nullptr), GdipGetImageHeight(img, nullptr),
+        GdipGetImagePixelFormat(img, nullptr), GdipGetImageBounds(img, nullptr, nullptr), GdipDisposeImage(nullptr),
+        // A brush of the wrong kind.
+        GdipSetSolidFillColor(hatch, 0), GdipGetSolidFillColor(hatch, &argb), GdipGetHatchStyle(solid, &style),
+        GdipGetHatchForegroundColor(solid, &argb), GdipGetHatchBackgroundColor(solid, &argb),
+        GdipGetTextureImage(hatch, &img),
+        // Values out of range: modes, caps, styles, counts, units, formats, areas.
+        GdipSetSmoothingMode(g, SmoothingMode(7)), GdipSetTextRenderingHint(g, TextRenderingHint(6)),
+        GdipSetInterpolationMode(g, InterpolationMode(8)), GdipSetPixelOffsetMode(g, PixelOffsetMode(5)),
+        GdipTranslateWorldTransform(g, 1, 1, MatrixOrder(2)), GdipSetPenStartCap(pen, LineCap(9)),
+        GdipSetPenEndCap(pen, LineCap(-1)), GdipSetPenDashStyle(pen, DashStyle(6)), GdipSetPenDashArray(pen, runs, 0),
+        GdipGetPenDashArray(pen, runs, 2),
+        GdipCreatePath(FillMode(2), &path), GdipAddPathPolygonI(path, pts, 2), GdipDrawLinesI(g, pen, pts, 1),
+        GdipDrawPolygonI(g, pen, pts, 1), GdipFillPolygonI(g, solid, pts, 2, FillModeWinding),
+        GdipCreateFont(fam, 10.0f, 0, UnitDisplay, &font), GdipSetStringFormatAlign(fmt, StringAlignment(3)),
+        GdipSetStringFormatLineAlign(fmt, StringAlignment(-1)),
+        GdipCreateBitmapFromScan0(2, 2, 4, PixelFormat32bppARGB, bits, &img),
+        GdipCloneBitmapAreaI(0, 0, 1, 1, 0x1234, img, &img),
+        GdipBitmapLockBits(img, nullptr, 0, PixelFormat32bppARGB, &data),
+        GdipDrawImageRectRectI(g, img, 0, 0, 1, 1, 0, 0, 1, 1, UnitInch, nullptr, nullptr, nullptr),
+        GdipDrawImageRectRectI(g, img, 0, 0, 1, 1, 0, 0, 0, 1, UnitPixel, nullptr, nullptr, nullptr),
+    };
+    for (size_t i = 0; i < std::size(got); ++i)
+        EXPECT_EQ(got[i], InvalidParameter) << "call " << i;
+    // A locked bitmap is busy for every use; a drawing with no width is done.
+    ASSERT_EQ(GdipBitmapLockBits(img, nullptr, ImageLockModeRead, PixelFormat32bppARGB, &data), Ok);
+    GpTexture* t = nullptr;
+    EXPECT_EQ(GdipCreateTexture(img, WrapModeTile, &t), WrongState);
+    EXPECT_EQ(GdipCloneBitmapAreaI(0, 0, 1, 1, PixelFormat32bppARGB, img, &img), WrongState);
+    EXPECT_EQ(GdipDrawImageRect(g, img, 0, 0, 2, 2), WrongState);
+    EXPECT_EQ(GdipBitmapSetPixel(img, 0, 0, 0), WrongState);
+    GdipBitmapUnlockBits(img, &data);
+    EXPECT_EQ(GdipBitmapUnlockBits(img, &data), WrongState);
+    EXPECT_EQ(GdipDrawImageRect(g, img, 0, 0, 0, 2), Ok);
+    EXPECT_EQ(GdipFillEllipseI(g, solid, 0, 0, 0, 2), Ok);
+    EXPECT_EQ(cv.Count(kWhite), 16);
+    for (GpStatus s : {GdipDisposeImage(img), GdipDeleteStringFormat(fmt), GdipDeleteFont(font),
+                       GdipDeleteFontFamily(fam), GdipDeleteMatrix(m), GdipDeletePath(path), GdipDeleteBrush(hatch),
+                       GdipDeleteBrush(solid), GdipDeletePen(pen), GdipDeleteGraphics(g)})
+        EXPECT_EQ(s, Ok);
 }
 
 TEST(Gdiplus, PixelOffsetPutsWholeCoordinatesOnPixelCentres)
 {
-    Canvas cv(16, 16);
-    GpPen* pen = nullptr;
-    GdipCreatePen1(0xFF000000, 1.0f, UnitPixel, &pen);
-    GdipSetSmoothingMode(cv.g, SmoothingModeAntiAlias);
-    GdipDrawLineI(cv.g, pen, 2, 5, 12, 5); // default offset: row 5 exactly
-    EXPECT_EQ(cv.At(6, 5), 0x000000u);
-    EXPECT_EQ(cv.At(6, 4), 0xFFFFFFu);
-    EXPECT_EQ(cv.At(6, 6), 0xFFFFFFu);
-    GdipSetPixelOffsetMode(cv.g, PixelOffsetModeHalf); // now the line lies on the edge of rows 9 and 10
-    GdipDrawLineI(cv.g, pen, 2, 10, 12, 10);
-    EXPECT_NE(cv.At(6, 9), 0xFFFFFFu);
-    EXPECT_NE(cv.At(6, 10), 0xFFFFFFu);
-    EXPECT_NE(cv.At(6, 9), 0x000000u);
+    XGdiTestCanvas cv(16, 16);
+    Graphics g(cv.dc);
+    Pen pen(Color(255, 0, 0, 0)), hair(Color(255, 0, 0, 0), 0.0f);
+    g.SetSmoothingMode(SmoothingModeAntiAlias);
+    g.DrawLine(&pen, 2, 5, 12, 5); // default offset: row 5 exactly
+    g.SetPixelOffsetMode(PixelOffsetModeHalf); // now the line lies on the edge of rows 9 and 10
+    g.DrawLine(&pen, 2, 10, 12, 10);
+    ExpectPixels(cv, {{6, 4, kWhite}, {6, 5, kBlack}, {6, 6, kWhite}});
+    for (int y : {9, 10})
+        EXPECT_TRUE(cv.At(6, y) != kWhite && cv.At(6, y) != kBlack) << y;
     // Width 0 is a one-pixel line at any scale.
-    GdipSetPixelOffsetMode(cv.g, PixelOffsetModeNone);
-    GdipSetPenWidth(pen, 0.0f);
-    GdipScaleWorldTransform(cv.g, 0.25f, 0.25f, MatrixOrderPrepend);
-    GdipDrawLineI(cv.g, pen, 8, 56, 48, 56); // device row 14
-    EXPECT_EQ(cv.At(6, 14), 0x000000u);
-    EXPECT_EQ(cv.At(6, 13), 0xFFFFFFu);
-    GdipDeletePen(pen);
-}
-
-TEST(Gdiplus, GraphicsOfADeviceContextBlendsByAlpha)
-{
-    XGdiTestCanvas dc(8, 8);
-    {
-        Graphics g(dc.dc);
-        ASSERT_EQ(g.GetLastStatus(), Ok);
-        SolidBrush b(Color(0x80, 0, 0, 255)); // half-transparent blue over white
-        EXPECT_EQ(g.FillRectangle(&b, 0, 0, 8, 4), Ok);
-    }
-    const COLORREF v = dc.At(3, 3);
-    EXPECT_EQ(GetBValue(v), 255);
-    EXPECT_NEAR(GetRValue(v), 127, 2);
-    EXPECT_NEAR(GetGValue(v), 127, 2);
-    EXPECT_EQ(dc.At(3, 4), kWhite);
-    // The raster device goes on drawing on the same pixels.
-    HBRUSH hb = CreateSolidBrush(kBlack);
-    RECT r = {0, 6, 8, 8};
-    FillRect(dc.dc, &r, hb);
-    DeleteObject(hb);
-    EXPECT_EQ(dc.At(3, 7), kBlack);
-    GpGraphics* g = nullptr;
-    EXPECT_EQ(GdipCreateFromHDC(nullptr, &g), InvalidParameter);
+    g.SetPixelOffsetMode(PixelOffsetModeNone);
+    g.ScaleTransform(0.25f, 0.25f);
+    g.DrawLine(&hair, 8, 56, 48, 56); // device row 14
+    ExpectPixels(cv, {{6, 14, kBlack}, {6, 13, kWhite}});
 }
 
 TEST(Gdiplus, HatchesAreEightByEightOnTheDeviceGrid)
 {
-    struct Case {
-        int hatch;
-        int x, y;       // a pixel in the foreground
-        int bx, by;     // one in the background
-    };
-    const Case cases[] = {
-        {HatchStyleHorizontal, 3, 1, 3, 2},     {HatchStyleVertical, 7, 4, 6, 4},
-        {HatchStyleForwardDiagonal, 2, 2, 2, 3}, {HatchStyleBackwardDiagonal, 7, 0, 0, 0},
-        {HatchStyleCross, 7, 5, 5, 5},           {HatchStyleDiagonalCross, 3, 3, 1, 3},
-        {77, 0, 0, 1, 0}, // any other code: alternating pixels
-    };
-    for (const Case& c : cases) {
-        Canvas cv(24, 24);
-        GpHatch* b = nullptr;
-        ASSERT_EQ(GdipCreateHatchBrush(static_cast<HatchStyle>(c.hatch), 0xFFFF0000, 0xFF0000FF, &b), Ok);
+    // A pixel in the foreground and one in the background of each hatch; any
+    // other code alternates pixels.
+    const int cases[][5] = {{HatchStyleHorizontal, 3, 1, 3, 2},      {HatchStyleVertical, 7, 4, 6, 4},
+                            {HatchStyleForwardDiagonal, 2, 2, 2, 3}, {HatchStyleBackwardDiagonal, 7, 0, 0, 0},
+                            {HatchStyleCross, 7, 5, 5, 5},           {HatchStyleDiagonalCross, 3, 3, 1, 3},
+                            {77, 0, 0, 1, 0}};
+    for (const auto& c : cases) {
+        XGdiTestCanvas cv(24, 24);
+        Graphics g(cv.dc);
+        HatchBrush b(static_cast<HatchStyle>(c[0]), Color(0xFFFF0000), Color(0xFF0000FF));
+        EXPECT_EQ(b.GetType(), BrushTypeHatchFill);
         // Translated by whole tiles: the pattern stays on the device grid.
-        GdipTranslateWorldTransform(cv.g, 8.0f, 8.0f, MatrixOrderPrepend);
-        GdipFillRectangleI(cv.g, b, -8, -8, 24, 24);
-        SCOPED_TRACE(c.hatch);
-        for (int tile = 0; tile < 24; tile += 8) {
-            EXPECT_EQ(cv.At(c.x + tile, c.y), 0xFF0000u);
-            EXPECT_EQ(cv.At(c.bx, c.by + tile), 0x0000FFu);
-        }
-        BrushType t;
-        GdipGetBrushType(b, &t);
-        EXPECT_EQ(t, BrushTypeHatchFill);
-        GdipDeleteBrush(b);
+        g.TranslateTransform(8.0f, 8.0f);
+        g.FillRectangle(&b, -8, -8, 24, 24);
+        SCOPED_TRACE(c[0]);
+        for (int tile = 0; tile < 24; tile += 8)
+            ExpectPixels(cv, {{c[1] + tile, c[2], kRed}, {c[3], c[4] + tile, kBlue}});
     }
 }
 
-TEST(Gdiplus, TextureTilesFromTheWorldOriginTopRowFirst)
+TEST(Gdiplus, TexturesTileFromTheWorldOriginTopRowFirstByTheirWrapMode)
 {
-    GpBitmap* bmp = nullptr;
-    ASSERT_EQ(GdipCreateBitmapFromScan0(4, 4, 0, PixelFormat32bppARGB, nullptr, &bmp), Ok);
-    for (int y = 0; y < 4; ++y)
-        for (int x = 0; x < 4; ++x)
-            GdipBitmapSetPixel(bmp, x, y, 0xFF00FF00);
-    GdipBitmapSetPixel(bmp, 1, 0, 0xFFFF0000); // top row, second column
-    GdipBitmapSetPixel(bmp, 2, 3, 0x00000000); // transparent
-    GpTexture* t = nullptr;
-    ASSERT_EQ(GdipCreateTexture(bmp, WrapModeTile, &t), Ok);
-    GdipBitmapSetPixel(bmp, 0, 0, 0xFF0000FF); // the brush kept its own copy
-    GdipDisposeImage(bmp);
-    Canvas cv(8, 8);
-    GdipFillRectangleI(cv.g, t, 0, 0, 8, 8);
+    // Green, with red at the top row's second column and a transparent pixel.
+    Bitmap bmp(4, 4, PixelFormat32bppPARGB);
+    for (int i = 0; i < 16; ++i)
+        bmp.SetPixel(i % 4, i / 4, Color(i == 1 ? 0xFFFF0000 : i == 14 ? 0 : 0xFF00FF00));
+    TextureBrush tile(&bmp), clamp(&bmp, WrapModeClamp), flip(&bmp, WrapModeTileFlipXY);
+    bmp.SetPixel(0, 0, Color(0xFF0000FF)); // the brushes keep their own copies
+    XGdiTestCanvas cv(8, 16);
+    Graphics g(cv.dc);
+    g.FillRectangle(&tile, 0, 0, 8, 8);
+    g.TranslateTransform(0, 8); // the textures move with the world
+    g.FillRectangle(&clamp, 0, 0, 8, 4);
+    g.TranslateTransform(0, 4);
+    g.FillRectangle(&flip, 0, 0, 8, 4);
     cv.Save("gdiplus_texture");
-    for (int tile = 0; tile < 8; tile += 4) {
-        EXPECT_EQ(cv.At(1 + tile, 0 + tile), 0xFF0000u);
-        EXPECT_EQ(cv.At(0 + tile, 0 + tile), 0x00FF00u);
-        EXPECT_EQ(cv.At(2 + tile, 3 + tile), 0xFFFFFFu); // the surface shows through
-    }
-    GpImage* copy = nullptr;
-    ASSERT_EQ(GdipGetTextureImage(t, &copy), Ok);
-    ARGB argb = 0;
-    GdipBitmapGetPixel(copy, 1, 0, &argb);
-    EXPECT_EQ(argb, 0xFFFF0000u);
-    GdipDisposeImage(copy);
-    GdipDeleteBrush(t);
-    EXPECT_EQ(GdipCreateTexture(nullptr, WrapModeTile, &t), InvalidParameter);
+    for (int t = 0; t < 8; t += 4) // the surface shows through the transparent pixel
+        ExpectPixels(cv, {{1 + t, t, kRed}, {t, t, kGreen}, {2 + t, 3 + t, kWhite}});
+    // Clamped: nothing beyond the image; mirrored: the next tile reads backwards.
+    ExpectPixels(cv, {{0, 8, kGreen}, {5, 8, kWhite}, {1, 12, kRed}, {6, 12, kRed}, {7, 12, kGreen}});
+    Image* copy = tile.GetImage();
+    Color c;
+    static_cast<Bitmap*>(copy)->GetPixel(1, 0, &c);
+    EXPECT_EQ(c.GetValue(), 0xFFFF0000u);
+    delete copy;
+    EXPECT_EQ(TextureBrush(nullptr).GetLastStatus(), InvalidParameter);
 }
 
 TEST(Gdiplus, LockedBitsConvertAndGuardTheBitmap)
 {
     Bitmap bmp(3, 2, PixelFormat32bppARGB);
     BitmapData data;
-    Rect all(0, 0, 3, 2);
+    Rect all(0, 0, 3, 2), one(2, 0, 1, 1), outside(2, 1, 2, 1);
+    Color c;
     ASSERT_EQ(bmp.LockBits(&all, ImageLockModeWrite, PixelFormat32bppARGB, &data), Ok);
     EXPECT_EQ(data.Stride, 12);
     static_cast<uint32_t*>(data.Scan0)[4] = 0x80FF0000; // (1, 1)
     EXPECT_EQ(bmp.LockBits(&all, ImageLockModeRead, PixelFormat32bppARGB, &data), WrongState);
-    Color c;
     EXPECT_EQ(bmp.GetPixel(0, 0, &c), WrongState);
     ASSERT_EQ(bmp.UnlockBits(&data), Ok);
     bmp.GetPixel(1, 1, &c);
@@ -184,196 +195,224 @@ TEST(Gdiplus, LockedBitsConvertAndGuardTheBitmap)
     ASSERT_EQ(bmp.LockBits(&all, ImageLockModeRead, PixelFormat32bppPARGB, &data), Ok);
     EXPECT_EQ(static_cast<uint32_t*>(data.Scan0)[4], 0x80800000u);
     bmp.UnlockBits(&data);
-    Rect one(2, 0, 1, 1);
     ASSERT_EQ(bmp.LockBits(&one, ImageLockModeWrite, PixelFormat24bppRGB, &data), Ok);
-    BYTE* p = static_cast<BYTE*>(data.Scan0);
-    p[0] = 0x10, p[1] = 0x20, p[2] = 0x30;
+    std::memcpy(data.Scan0, "\x10\x20\x30", 3);
     bmp.UnlockBits(&data);
     bmp.GetPixel(2, 0, &c);
     EXPECT_EQ(c.GetValue(), 0xFF302010u);
-    Rect outside(2, 1, 2, 1);
+    data.Scan0 = &data; // the caller's own rows, too short for the area
+    data.Stride = 3;
+    EXPECT_EQ(bmp.LockBits(&one, ImageLockModeRead | ImageLockModeUserInputBuf, PixelFormat32bppARGB, &data),
+              InvalidParameter);
     EXPECT_EQ(bmp.LockBits(&outside, ImageLockModeRead, PixelFormat32bppARGB, &data), InvalidParameter);
     EXPECT_EQ(bmp.LockBits(&all, ImageLockModeRead, 0x1234, &data), InvalidParameter);
-    Bitmap bad(0, 5, PixelFormat32bppARGB);
-    EXPECT_EQ(bad.GetLastStatus(), InvalidParameter);
+    EXPECT_EQ(Bitmap(0, 5, PixelFormat32bppARGB).GetLastStatus(), InvalidParameter);
+    // A bitmap over the caller's rows writes into them.
+    uint32_t rows[2] = {0, 0};
+    Bitmap over(2, 1, 8, PixelFormat32bppARGB, reinterpret_cast<BYTE*>(rows));
+    over.SetPixel(1, 0, Color(0x01020304));
+    EXPECT_EQ(rows[1], 0x01020304u);
 }
 
 TEST(Gdiplus, DibsCloneAndDrawIntoRectangles)
 {
-    // A bottom-up 24-bit DIB of 2 by 2: the first row in memory is the bottom.
-    BYTE dib[2 * 8] = {0};
+    // A bottom-up 24-bit DIB of 2 by 2: blue at the bottom left, red at the top right.
+    BYTE dib[2 * 8] = {0xFF, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0, 0};
     BITMAPINFO bi = {};
-    bi.bmiHeader.biSize = 40;
-    bi.bmiHeader.biWidth = 2;
-    bi.bmiHeader.biHeight = 2;
-    bi.bmiHeader.biPlanes = 1;
-    bi.bmiHeader.biBitCount = 24;
-    dib[0] = 0xFF;      // bottom left: blue
-    dib[8 + 5] = 0xFF;  // top right: red
+    bi.bmiHeader = {40, 2, 2, 1, 24, BI_RGB, 0, 0, 0, 0, 0};
     Bitmap src(&bi, dib);
-    ASSERT_EQ(src.GetLastStatus(), Ok);
     Bitmap* clone = src.Clone(0, 0, 2, 2, PixelFormat32bppARGB);
     ASSERT_NE(clone, nullptr);
-    Color c;
+    Color c, d;
     clone->GetPixel(0, 1, &c);
+    clone->GetPixel(1, 0, &d);
     EXPECT_EQ(c.GetValue(), 0xFF0000FFu);
-    clone->GetPixel(1, 0, &c);
-    EXPECT_EQ(c.GetValue(), 0xFFFF0000u);
+    EXPECT_EQ(d.GetValue(), 0xFFFF0000u);
     EXPECT_EQ(src.Clone(1, 1, 2, 2, PixelFormat32bppARGB), nullptr);
 
-    Canvas cv(8, 8);
-    GdipSetInterpolationMode(cv.g, InterpolationModeNearestNeighbor);
-    GdipSetPixelOffsetMode(cv.g, PixelOffsetModeHalf);
-    GpImage* img = nullptr;
-    GdipCloneBitmapAreaI(0, 0, 2, 2, PixelFormat32bppARGB, nullptr, &img);
-    EXPECT_EQ(img, nullptr);
-    GdipCreateBitmapFromScan0(2, 2, 0, PixelFormat32bppARGB, nullptr, &img);
-    GdipBitmapSetPixel(img, 0, 1, 0xFF0000FF);
-    GdipBitmapSetPixel(img, 1, 0, 0xFFFF0000);
-    GdipBitmapSetPixel(img, 0, 0, 0x00000000);
-    GdipBitmapSetPixel(img, 1, 1, 0xFF00FF00);
-    ASSERT_EQ(GdipDrawImageRectRectI(cv.g, img, 2, 2, 4, 4, 0, 0, 2, 2, UnitPixel, nullptr, nullptr, nullptr), Ok);
-    EXPECT_EQ(cv.At(2, 2), 0xFFFFFFu); // transparent quarter
-    EXPECT_EQ(cv.At(5, 2), 0xFF0000u);
-    EXPECT_EQ(cv.At(2, 5), 0x0000FFu);
-    EXPECT_EQ(cv.At(5, 5), 0x00FF00u);
-    EXPECT_EQ(cv.At(1, 1), 0xFFFFFFu); // nothing outside the target
-    EXPECT_EQ(cv.At(6, 6), 0xFFFFFFu);
-    GdipDisposeImage(img);
+    // Nearest pixels into a rectangle: the transparent quarter keeps the
+    // surface, and nothing lands outside the target.
+    XGdiTestCanvas cv(12, 8);
+    Graphics g(cv.dc);
+    g.SetInterpolationMode(InterpolationModeNearestNeighbor);
+    g.SetPixelOffsetMode(PixelOffsetModeHalf);
+    clone->SetPixel(0, 0, Color(0));
+    clone->SetPixel(1, 1, Color(0xFF00FF00));
+    ASSERT_EQ(g.DrawImage(clone, Rect(2, 2, 4, 4), 0, 0, 2, 2, UnitPixel), Ok);
+    ExpectPixels(cv, {{2, 2, kWhite}, {5, 2, kRed}, {2, 5, kBlue}, {5, 5, kGreen}, {1, 1, kWhite}, {6, 6, kWhite}});
+    // The whole image into a rectangle, smoothed: a plain colour stays plain to the edges.
+    Bitmap green(2, 2);
+    for (int i = 0; i < 4; ++i)
+        green.SetPixel(i % 2, i / 2, Color(0xFF00FF00));
+    g.SetInterpolationMode(InterpolationModeHighQualityBicubic);
+    ASSERT_EQ(g.DrawImage(&green, 7.0f, 1.0f, 4.0f, 6.0f), Ok);
+    ExpectPixels(cv, {{7, 1, kGreen}, {10, 6, kGreen}, {11, 6, kWhite}, {7, 7, kWhite}});
     delete clone;
+}
+
+TEST(Gdiplus, PolygonsPathsAndRegionsFillByTheirModeAndOutlinesFollowThePen)
+{
+    XGdiTestCanvas cv(60, 44);
+    Graphics g(cv.dc);
+    SolidBrush red(Color(255, 255, 0, 0)), halfBlue(Color(0x80, 0, 0, 255));
+    Pen blue(Color(255, 0, 0, 255));
+    // A pentagram, wound twice in its middle: empty there in the alternate
+    // mode, filled in the winding mode; a ring with a hole as a region.
+    const Point star[5] = {{10, 0}, {16, 19}, {0, 7}, {20, 7}, {4, 19}};
+    GraphicsPath winding(FillModeWinding), ring;
+    winding.AddPolygon(star, 5);
+    ring.AddRectangle(RectF(2, 2, 16, 16));
+    ring.AddRectangle(RectF(6, 6, 8, 8));
+    EXPECT_EQ(ring.GetPointCount(), 8);
+    Region region(&ring);
+    g.FillPolygon(&red, star, 5);
+    g.TranslateTransform(20, 0);
+    g.FillPath(&red, &winding);
+    g.TranslateTransform(20, 0);
+    g.FillRegion(&red, &region);
+    g.DrawPath(&blue, &ring);
+    ExpectPixels(cv, {{10, 10, kWhite}, {10, 4, kRed}, {30, 10, kRed}, {30, 4, kRed}, {50, 10, kWhite}});
+    ExpectPixels(cv, {{44, 10, kRed}, {42, 10, kBlue}, {46, 10, kBlue}, {41, 10, kWhite}});
+    // Open and closed outlines; an ellipse with no height is the line along its box.
+    g.ResetTransform();
+    const Point corner[3] = {{1, 25}, {10, 25}, {10, 34}}, shifted[3] = {{21, 25}, {30, 25}, {30, 34}};
+    g.DrawLines(&blue, corner, 3);
+    g.DrawPolygon(&blue, shifted, 3);
+    g.DrawRectangle(&blue, 40, 25, 10, 10);
+    g.DrawEllipse(&blue, 40, 38, 15, 0);
+    ExpectPixels(cv, {{5, 25, kBlue}, {10, 30, kBlue}, {5, 30, kWhite}, {25, 25, kBlue}, {25, 29, kBlue}});
+    ExpectPixels(cv, {{40, 30, kBlue}, {50, 30, kBlue}, {45, 30, kWhite}, {47, 38, kBlue}});
+    // Half-transparent blue over white blends; the raster device goes on
+    // drawing on the same pixels.
+    g.FillRectangle(&halfBlue, 0, 40, 60, 4);
+    EXPECT_EQ(GetBValue(cv.At(3, 42)), 255);
+    EXPECT_NEAR(GetRValue(cv.At(3, 42)), 127, 2);
+    const RECT r = {0, 43, 60, 44};
+    FillRect(cv.dc, &r, static_cast<HBRUSH>(GetStockObject(BLACK_BRUSH)));
+    EXPECT_EQ(cv.At(3, 43), kBlack);
+    cv.Save("gdiplus_shapes");
 }
 
 TEST(Gdiplus, ClipRectanglesReplaceOrIntersect)
 {
-    Canvas cv(10, 10);
-    GpBrush* b = Solid(0xFF000000);
-    GdipSetClipRectI(cv.g, 2, 2, 6, 6, CombineModeReplace);
-    GdipSetClipRectI(cv.g, 4, 0, 10, 10, CombineModeIntersect);
-    GdipFillRectangleI(cv.g, b, 0, 0, 10, 10);
-    EXPECT_EQ(cv.dc.Count(kBlack), 4 * 6);
-    EXPECT_EQ(cv.At(4, 2), 0x000000u);
-    EXPECT_EQ(cv.At(3, 2), 0xFFFFFFu);
-    EXPECT_EQ(GdipSetClipRectI(cv.g, 0, 0, 1, 1, CombineModeUnion), InvalidParameter);
-    GdipSetClipRectI(cv.g, 0, 0, 1, 1, CombineModeReplace);
-    GdipFillRectangleI(cv.g, b, 0, 0, 10, 10);
-    EXPECT_EQ(cv.dc.Count(kBlack), 4 * 6 + 1);
-    GdipDeleteBrush(b);
+    XGdiTestCanvas cv(10, 10);
+    Graphics g(cv.dc);
+    SolidBrush b(Color(255, 0, 0, 0));
+    g.SetClip(Rect(2, 2, 6, 6));
+    g.SetClip(Rect(4, 0, 10, 10), CombineModeIntersect);
+    g.FillRectangle(&b, 0, 0, 10, 10);
+    EXPECT_EQ(cv.Count(kBlack), 4 * 6);
+    ExpectPixels(cv, {{4, 2, kBlack}, {3, 2, kWhite}});
+    EXPECT_EQ(g.SetClip(Rect(0, 0, 1, 1), CombineModeUnion), InvalidParameter);
+    g.SetClip(Rect(0, 0, 1, 1));
+    g.FillRectangle(&b, 0, 0, 10, 10);
+    EXPECT_EQ(cv.Count(kBlack), 4 * 6 + 1);
+    g.ResetClip();
+    g.FillRectangle(&b, 0, 0, 10, 10);
+    EXPECT_EQ(cv.Count(kBlack), 100);
 }
 
 TEST(Gdiplus, WorldTransformsComposeInOrder)
 {
-    Canvas cv(4, 4);
-    GdipTranslateWorldTransform(cv.g, 10.0f, 20.0f, MatrixOrderPrepend);
-    GdipRotateWorldTransform(cv.g, 90.0f, MatrixOrderPrepend); // turn, then move
-    GpMatrix* m = nullptr;
-    GdipCreateMatrix(&m);
-    GdipGetWorldTransform(cv.g, m);
+    XGdiTestCanvas cv(4, 4);
+    Graphics g(cv.dc);
+    g.TranslateTransform(10.0f, 20.0f);
+    g.RotateTransform(90.0f); // turn, then move
+    g.TranslateTransform(1.0f, 0.0f, MatrixOrderAppend); // moves the result
+    Matrix m;
     REAL e[6];
-    GdipGetMatrixElements(m, e);
-    EXPECT_NEAR(e[0], 0.0f, 1e-6);
-    EXPECT_NEAR(e[1], 1.0f, 1e-6); // +x turns to +y: clockwise on the screen
-    EXPECT_NEAR(e[4], 10.0f, 1e-6);
-    EXPECT_NEAR(e[5], 20.0f, 1e-6);
-    GdipTranslateWorldTransform(cv.g, 1.0f, 0.0f, MatrixOrderAppend); // moves the result
-    GdipGetWorldTransform(cv.g, m);
-    GdipGetMatrixElements(m, e);
-    EXPECT_NEAR(e[4], 11.0f, 1e-6);
-    EXPECT_EQ(GdipScaleWorldTransform(cv.g, 0.0f, 1.0f, MatrixOrderPrepend), InvalidParameter);
-    GdipResetWorldTransform(cv.g);
-    GdipGetWorldTransform(cv.g, m);
-    GdipGetMatrixElements(m, e);
-    EXPECT_EQ(e[0], 1.0f);
-    EXPECT_EQ(e[4], 0.0f);
-    GdipDeleteMatrix(m);
+    g.GetTransform(&m);
+    m.GetElements(e);
+    const REAL turned[6] = {0, 1, -1, 0, 11, 20}; // +x turns to +y: clockwise on the screen
+    for (int i = 0; i < 6; ++i)
+        EXPECT_NEAR(e[i], turned[i], 1e-6) << i;
+    EXPECT_EQ(g.ScaleTransform(0.0f, 1.0f), InvalidParameter);
+    g.ResetTransform();
+    g.GetTransform(&m);
+    m.GetElements(e);
+    EXPECT_EQ((std::vector<REAL>(e, e + 6)), (std::vector<REAL>{1, 0, 0, 1, 0, 0}));
+    EXPECT_EQ(Matrix(1, 2, 3, 4, 5, 6).OffsetY(), 6.0f);
 }
 
 TEST(Gdiplus, StringsAreMeasuredAndPlacedByTheirFormat)
 {
-    Canvas cv(200, 60);
-    GpFontFamily* fam = nullptr;
-    ASSERT_EQ(GdipCreateFontFamilyFromName(L"Liberation Sans", nullptr, &fam), Ok);
-    GpFont* font = nullptr;
-    ASSERT_EQ(GdipCreateFont(fam, 20.0f, FontStyleBold, UnitPixel, &font), Ok);
-    GpStringFormat* fmt = nullptr;
-    GdipCreateStringFormat(0, 0, &fmt);
-    const RectF at(100.0f, 30.0f, 0.0f, 0.0f);
+    XGdiTestCanvas cv(200, 60);
+    Graphics g(cv.dc);
+    FontFamily family(L"Liberation Sans");
+    Gdiplus::Font font(&family, 15.0f, FontStyleBold | FontStyleUnderline); // 20 pixels
+    StringFormat fmt;
+    const PointF at(100.0f, 30.0f);
     RectF near, centre, far;
-    GdipMeasureString(cv.g, L"MMMM", -1, font, &at, fmt, &near, nullptr, nullptr);
-    GdipSetStringFormatAlign(fmt, StringAlignmentCenter);
-    GdipSetStringFormatLineAlign(fmt, StringAlignmentFar);
-    GdipMeasureString(cv.g, L"MMMM", -1, font, &at, fmt, &centre, nullptr, nullptr);
+    g.MeasureString(L"MMMM", -1, &font, at, &fmt, &near);
+    fmt.SetAlignment(StringAlignmentCenter);
+    fmt.SetLineAlignment(StringAlignmentFar);
+    g.MeasureString(L"MMMM", -1, &font, at, &fmt, &centre);
+    fmt.SetAlignment(StringAlignmentFar);
+    g.MeasureString(L"MMMM", -1, &font, at, &fmt, &far);
     EXPECT_GT(near.Width, 40.0f);
     EXPECT_GT(near.Height, 15.0f);
-    EXPECT_EQ(near.X, 100.0f);
-    EXPECT_EQ(near.Y, 30.0f);
+    EXPECT_EQ((std::vector<REAL>{near.X, near.Y}), (std::vector<REAL>{100.0f, 30.0f}));
     EXPECT_NEAR(centre.X, 100.0f - near.Width / 2, 1e-3);
     EXPECT_NEAR(centre.Y, 30.0f - near.Height, 1e-3);
-    GdipSetStringFormatAlign(fmt, StringAlignmentFar);
-    GdipMeasureString(cv.g, L"MMMM", -1, font, &at, fmt, &far, nullptr, nullptr);
     EXPECT_NEAR(far.X + far.Width, 100.0f, 1e-3);
-
-    // Drawn centred above the point: ink on both sides of x = 100, none below y = 30.
-    GpBrush* b = Solid(0xFF000000);
-    GdipSetStringFormatAlign(fmt, StringAlignmentCenter);
-    GdipSetTextRenderingHint(cv.g, TextRenderingHintAntiAlias);
-    ASSERT_EQ(GdipDrawString(cv.g, L"MMMM", -1, font, &at, fmt, b), Ok);
+    // Drawn centred above the point, aliased: ink of one colour on both sides
+    // of x = 100, none below y = 30.
+    SolidBrush black(Color(255, 0, 0, 0));
+    fmt.SetAlignment(StringAlignmentCenter);
+    g.SetTextRenderingHint(TextRenderingHintSingleBitPerPixelGridFit);
+    ASSERT_EQ(g.DrawString(L"MMMM", -1, &font, at, &fmt, &black), Ok);
     cv.Save("gdiplus_string");
     int left = 0, right = 0, below = 0;
     for (int y = 0; y < 60; ++y)
         for (int x = 0; x < 200; ++x)
-            if (cv.At(x, y) != 0xFFFFFF)
+            if (cv.At(x, y) != kWhite)
                 (y > 31 ? below : x < 100 ? left : right)++;
     EXPECT_GT(left, 50);
     EXPECT_GT(right, 50);
     EXPECT_EQ(below, 0);
-    GdipDeleteBrush(b);
-    GdipDeleteStringFormat(fmt);
-    GdipDeleteFont(font);
-    EXPECT_EQ(GdipCreateFont(fam, 0.0f, 0, UnitPixel, &font), InvalidParameter);
-    GdipDeleteFontFamily(fam);
+    EXPECT_EQ(cv.Colours().size(), 2u);
+    EXPECT_EQ(Gdiplus::Font(&family, 0.0f).GetLastStatus(), InvalidParameter);
 }
 
 TEST(Gdiplus, DashesLeaveGapsInUnitsOfTheWidth)
 {
-    Canvas cv(120, 70);
-    GdipSetSmoothingMode(cv.g, SmoothingModeAntiAlias);
+    XGdiTestCanvas cv(120, 70);
+    Graphics g(cv.dc);
+    g.SetSmoothingMode(SmoothingModeAntiAlias);
     const REAL custom[] = {4.0f, 2.0f};
     for (int nStyle = 0; nStyle <= 5; ++nStyle) {
         const int y = 5 + 10 * nStyle;
-        GpPen* native = nullptr;
-        GdipCreatePen1(0xFF000000, 2.0f, UnitPixel, &native);
-        GdipSetPenStartCap(native, LineCapRound); // dashes keep flat ends all the same
+        Pen native(Color(255, 0, 0, 0), 2.0f);
+        native.SetStartCap(LineCapRound); // dashes keep flat ends all the same
         if (nStyle == 5)
-            GdipSetPenDashArray(native, custom, 2);
+            native.SetDashPattern(custom, 2);
         else
-            GdipSetPenDashStyle(native, static_cast<DashStyle>(nStyle));
-        GdipDrawLineI(cv.g, native, 10, y, 110, y);
-        GdipDeletePen(native);
+            native.SetDashStyle(static_cast<DashStyle>(nStyle));
+        g.DrawLine(&native, 10, y, 110, y);
         int ink = 0, gaps = 0;
         for (int x = 12; x < 108; ++x)
-            (cv.At(x, y) == 0xFFFFFF ? gaps : ink)++;
+            (cv.At(x, y) == kWhite ? gaps : ink)++;
         SCOPED_TRACE(nStyle);
         EXPECT_GT(ink, 20);
-        if (nStyle == 0)
-            EXPECT_EQ(gaps, 0);
-        else
-            EXPECT_GT(gaps, 10);
+        EXPECT_EQ(gaps > 10, nStyle != 0) << gaps;
     }
-    // Style 2 (dot) at width 2 from the centre of pixel 10: two pixels on,
-    // two off.
-    EXPECT_EQ(cv.At(11, 25), 0x000000u);
-    EXPECT_EQ(cv.At(13, 25), 0xFFFFFFu);
-    EXPECT_EQ(cv.At(15, 25), 0x000000u);
-    GpBrush* b = Solid(0xFF00FF00);
-    GpPen* pen = nullptr;
-    GdipCreatePen1(0xFF0000FF, 1.0f, UnitPixel, &pen);
-    GdipFillEllipseI(cv.g, b, 30, 0, 20, 10);
-    GdipDrawEllipseI(cv.g, pen, 30, 0, 20, 10);
-    EXPECT_EQ(cv.At(40, 5), 0x00FF00u);
-    EXPECT_GT(cv.At(30, 5) & 0xFF, 0xC0u);
-    EXPECT_EQ(cv.At(30, 5) >> 16, 0u);
-    EXPECT_EQ(cv.At(31, 0), 0xFFFFFFu); // outside the ellipse's curve
+    // Style 2 (dot) at width 2 from the centre of pixel 10: two pixels on, two off.
+    ExpectPixels(cv, {{11, 25, kBlack}, {13, 25, kWhite}, {15, 25, kBlack}});
+    // A zero run (a pattern scaled by a zero width) and a negative width are
+    // refused and change nothing.
+    Pen pen(Color(255, 0, 0, 255), 2.0f);
+    const REAL zeros[] = {0.0f, 0.0f};
+    EXPECT_EQ(pen.SetDashPattern(custom, 2), Ok);
+    EXPECT_EQ(pen.SetDashPattern(zeros, 2), InvalidParameter);
+    EXPECT_EQ(pen.SetWidth(-1.0f), InvalidParameter);
+    EXPECT_EQ(pen.GetDashPatternCount(), 2);
+    EXPECT_EQ(pen.GetWidth(), 2.0f);
+    SolidBrush green(Color(0xFF00FF00));
+    Pen blue(Color(0xFF0000FF));
+    g.FillEllipse(&green, 30, 0, 20, 10);
+    g.DrawEllipse(&blue, 30, 0, 20, 10);
+    ExpectPixels(cv, {{40, 5, kGreen}, {31, 0, kWhite}}); // the corner lies outside the curve
+    EXPECT_GT(GetBValue(cv.At(30, 5)), 0xC0u);
+    EXPECT_EQ(GetRValue(cv.At(30, 5)), 0u);
     cv.Save("gdiplus_dashes");
-    GdipDeletePen(pen);
-    GdipDeleteBrush(b);
 }

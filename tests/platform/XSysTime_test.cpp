@@ -1,3 +1,4 @@
+// File times, system times and local times; socket error numbers and texts.
 #include "platform/XSysError.h"
 #include "platform/XSysTime.h"
 
@@ -5,19 +6,17 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
+#include <vector>
 
 TEST(XSysTime, FileTimesAndSystemTimes)
 {
     // 1601-01-01 00:00:00 is file time 0, a Monday.
-    _FILETIME ft = {0, 0};
+    _FILETIME ft = {0, 0}, ftLocal, ftBack;
     _SYSTEMTIME st;
     ASSERT_TRUE(XfnFileTimeToSystemTime(&ft, &st));
-    EXPECT_EQ(st.wYear, 1601);
-    EXPECT_EQ(st.wMonth, 1);
-    EXPECT_EQ(st.wDay, 1);
-    EXPECT_EQ(st.wDayOfWeek, 1);
-
-    // The Unix epoch, and a leap day with milliseconds, both ways.
+    EXPECT_EQ((std::vector<int>{st.wYear, st.wMonth, st.wDay, st.wDayOfWeek}), (std::vector<int>{1601, 1, 1, 1}));
+    // The Unix epoch, and a leap day (a Thursday) with milliseconds, both ways.
     _SYSTEMTIME leap = {2024, 2, 0, 29, 23, 59, 58, 123};
     ASSERT_TRUE(XfnSystemTimeToFileTime(&leap, &ft));
     int64_t nSeconds, nNanoseconds;
@@ -25,39 +24,28 @@ TEST(XSysTime, FileTimesAndSystemTimes)
     EXPECT_EQ(nSeconds, 1709251198);
     EXPECT_EQ(nNanoseconds, 123000000);
     ASSERT_TRUE(XfnFileTimeToSystemTime(&ft, &st));
-    EXPECT_EQ(st.wDay, 29);
-    EXPECT_EQ(st.wDayOfWeek, 4); // a Thursday
-    EXPECT_EQ(st.wMilliseconds, 123);
-    _FILETIME ftEpoch = XfnUnixTimeToFileTime(0, 0);
+    EXPECT_EQ((std::vector<int>{st.wDay, st.wDayOfWeek, st.wMilliseconds}), (std::vector<int>{29, 4, 123}));
+    const _FILETIME ftEpoch = XfnUnixTimeToFileTime(0, 0);
     EXPECT_EQ((static_cast<uint64_t>(ftEpoch.dwHighDateTime) << 32) | ftEpoch.dwLowDateTime, 116444736000000000ull);
-
-    // Invalid fields are refused.
-    _SYSTEMTIME bad = {2023, 2, 0, 29, 0, 0, 0, 0};
-    EXPECT_FALSE(XfnSystemTimeToFileTime(&bad, &ft));
-    bad = {1600, 12, 0, 31, 0, 0, 0, 0};
-    EXPECT_FALSE(XfnSystemTimeToFileTime(&bad, &ft));
-    _FILETIME ftNegative = {0, 0x80000000u};
-    EXPECT_FALSE(XfnFileTimeToSystemTime(&ftNegative, &st));
-}
-
-TEST(XSysTime, LocalFileTimesRoundTrip)
-{
-    _FILETIME ft = XfnUnixTimeToFileTime(1719828000, 0);
-    _FILETIME ftLocal, ftBack;
+    // Local times come back to the same instant.
     ASSERT_TRUE(XfnFileTimeToLocalFileTime(&ft, &ftLocal));
     ASSERT_TRUE(XfnLocalFileTimeToFileTime(&ftLocal, &ftBack));
-    EXPECT_EQ(ftBack.dwLowDateTime, ft.dwLowDateTime);
-    EXPECT_EQ(ftBack.dwHighDateTime, ft.dwHighDateTime);
+    EXPECT_EQ((std::vector<DWORD>{ftBack.dwLowDateTime, ftBack.dwHighDateTime}),
+              (std::vector<DWORD>{ft.dwLowDateTime, ft.dwHighDateTime}));
+    // Invalid fields and times before 1601 are refused.
+    _SYSTEMTIME notLeap = {2023, 2, 0, 29, 0, 0, 0, 0}, early = {1600, 12, 0, 31, 0, 0, 0, 0};
+    _FILETIME ftNegative = {0, 0x80000000u};
+    EXPECT_FALSE(XfnSystemTimeToFileTime(&notLeap, &ft));
+    EXPECT_FALSE(XfnSystemTimeToFileTime(&early, &ft));
+    EXPECT_FALSE(XfnFileTimeToSystemTime(&ftNegative, &st));
 }
 
 TEST(XSysError, SocketNumbersAndTexts)
 {
-    EXPECT_EQ(XfnWinsockErrorFromErrno(ENOTCONN), 10057u);
-    EXPECT_EQ(XfnWinsockErrorFromErrno(ECONNREFUSED), 10061u);
-    EXPECT_EQ(XfnWinsockErrorFromErrno(ETIMEDOUT), 10060u);
-    EXPECT_EQ(XfnWinsockErrorFromErrno(ECONNRESET), 10054u);
-    EXPECT_EQ(XfnWinsockErrorFromErrno(EPIPE), 10054u);
-    EXPECT_EQ(XfnWinsockErrorFromErrno(EAGAIN), 10035u);
+    const std::pair<int, unsigned> numbers[] = {{ENOTCONN, 10057}, {ECONNREFUSED, 10061}, {ETIMEDOUT, 10060},
+                                                {ECONNRESET, 10054}, {EPIPE, 10054},       {EAGAIN, 10035}};
+    for (const auto& n : numbers)
+        EXPECT_EQ(XfnWinsockErrorFromErrno(n.first), n.second) << n.first;
     char text[256];
     EXPECT_TRUE(XfnSysErrorText(10060, text, sizeof(text)));
     EXPECT_NE(std::strstr(text, "timed out"), nullptr);

@@ -24,39 +24,43 @@ void DrawTopHalf()
 
 } // namespace
 
-TEST(WGL, FormatIsRgbaDoubleBufferedWithDeepDepth)
+TEST(WGL, FormatIsRgbaDoubleBufferedWithDeepDepthAndFailuresAreReported)
 {
-    XGLTestDC dc(4, 4);
-    PIXELFORMATDESCRIPTOR kPfd = XGLTestDC::Format();
-    int iFormat = ChoosePixelFormat(dc.Handle(), &kPfd);
+    XGLTestDC dc(4, 4), other(4, 4);
+    PIXELFORMATDESCRIPTOR kPfd = XGLTestDC::Format(), pfd{};
+    const int iFormat = ChoosePixelFormat(dc.Handle(), &kPfd);
     ASSERT_GT(iFormat, 0);
-    PIXELFORMATDESCRIPTOR pfd{};
     EXPECT_GE(DescribePixelFormat(dc.Handle(), iFormat, sizeof(pfd), &pfd), iFormat);
     EXPECT_EQ(pfd.nSize, 40);
     EXPECT_EQ(pfd.dwFlags & 0x25u, 0x25u);
     EXPECT_EQ(pfd.iPixelType, PFD_TYPE_RGBA);
     EXPECT_EQ(pfd.cColorBits, 32);
-    EXPECT_GE(pfd.cDepthBits, 24);
-    EXPECT_LE(pfd.cDepthBits, 32);
+    EXPECT_TRUE(pfd.cDepthBits >= 24 && pfd.cDepthBits <= 32) << int(pfd.cDepthBits);
     EXPECT_EQ(DescribePixelFormat(dc.Handle(), 0, sizeof(pfd), &pfd), 0);
+    EXPECT_EQ(wglCreateContext(other.Handle()), nullptr); // no format yet
+    HGLRC rc = dc.NewContext();
+    EXPECT_FALSE(SetPixelFormat(dc.Handle(), 9999, &kPfd));
+    EXPECT_FALSE(wglMakeCurrent(other.Handle(), rc)); // other has no format
+    EXPECT_FALSE(SwapBuffers(dc.Handle()));           // not current
+    EXPECT_FALSE(wglShareLists(rc, rc));
+    EXPECT_FALSE(wglDeleteContext(nullptr));
 }
 
-TEST(WGL, SwapBuffersCopiesTheFrameRightWayUp)
+TEST(WGL, SwapBuffersCopiesTheFrameRightWayUpAtTheSizeOfTheDC)
 {
     for (bool bTopDown : {true, false}) {
         XGLTestDC dc(16, 10, bTopDown);
         ASSERT_TRUE(dc.MakeCurrent());
         DrawTopHalf();
         ASSERT_TRUE(SwapBuffers(dc.Handle()));
-        EXPECT_EQ(dc.At(0, 0), 0x00FF00u) << bTopDown;
-        EXPECT_EQ(dc.At(15, 4), 0x00FF00u) << bTopDown;
-        EXPECT_EQ(dc.At(0, 5), 0xFF0000u) << bTopDown;
-        EXPECT_EQ(dc.At(15, 9), 0xFF0000u) << bTopDown;
+        for (int x : {0, 15}) {
+            EXPECT_EQ(dc.At(x, 0), 0x00FF00u) << bTopDown;
+            EXPECT_EQ(dc.At(x, 4), 0x00FF00u) << bTopDown;
+            EXPECT_EQ(dc.At(x, 5), 0xFF0000u) << bTopDown;
+            EXPECT_EQ(dc.At(x, 9), 0xFF0000u) << bTopDown;
+        }
     }
-}
-
-TEST(WGL, SurfaceFollowsTheSizeOfTheDC)
-{
+    // The surface follows the DC's bitmap when it changes size.
     XGLTestDC dc(8, 8);
     HGLRC rc = dc.NewContext();
     ASSERT_TRUE(wglMakeCurrent(dc.Handle(), rc));
@@ -67,19 +71,6 @@ TEST(WGL, SurfaceFollowsTheSizeOfTheDC)
     ASSERT_TRUE(SwapBuffers(dc.Handle()));
     EXPECT_EQ(dc.At(19, 0), 0x00FF00u);
     EXPECT_EQ(dc.At(19, 5), 0xFF0000u);
-}
-
-TEST(WGL, FailuresAreReported)
-{
-    XGLTestDC dc(4, 4), other(4, 4);
-    PIXELFORMATDESCRIPTOR kPfd = XGLTestDC::Format();
-    EXPECT_EQ(wglCreateContext(other.Handle()), nullptr); // no format yet
-    HGLRC rc = dc.NewContext();
-    EXPECT_FALSE(SetPixelFormat(dc.Handle(), 9999, &kPfd));
-    EXPECT_FALSE(wglMakeCurrent(other.Handle(), rc)); // other has no format
-    EXPECT_FALSE(SwapBuffers(dc.Handle()));           // not current
-    EXPECT_FALSE(wglShareLists(rc, rc));
-    EXPECT_FALSE(wglDeleteContext(nullptr));
 }
 
 TEST(WGL, ContextsSeeEachOthersListsAndTextures)
@@ -114,13 +105,11 @@ TEST(WGL, OutlineGlyphsInEmUnits)
     // An upright capital stands on the base line, under one em, with an
     // advance that moves the pen; a blank draws nothing but advances.
     const GLYPHMETRICSFLOAT& h = gm['H'];
-    EXPECT_GT(h.gmfBlackBoxY, 0.6f);
-    EXPECT_LT(h.gmfBlackBoxY, 1.0f);
+    EXPECT_TRUE(h.gmfBlackBoxY > 0.6f && h.gmfBlackBoxY < 1.0f) << h.gmfBlackBoxY;
     EXPECT_NEAR(h.gmfptGlyphOrigin.y, h.gmfBlackBoxY, 1e-6);
     EXPECT_GT(h.gmfCellIncX, h.gmfBlackBoxX);
     EXPECT_EQ(h.gmfCellIncY, 0.0f);
-    EXPECT_EQ(gm[' '].gmfBlackBoxY, 0.0f);
-    EXPECT_GT(gm[' '].gmfCellIncX, 0.0f);
+    EXPECT_TRUE(gm[' '].gmfBlackBoxY == 0.0f && gm[' '].gmfCellIncX > 0.0f);
     EXPECT_GT(gm[0xE9].gmfBlackBoxY, gm['e'].gmfBlackBoxY); // the accent of e-acute in the ANSI page
     EXPECT_GT(gm[0x80].gmfCellIncX, 0.0f);                  // the euro sign at 0x80
 
@@ -129,21 +118,18 @@ TEST(WGL, OutlineGlyphsInEmUnits)
     glClearColor(0, 0, 0, 1);
     glClear(GL_COLOR_BUFFER_BIT);
     glMatrixMode(GL_PROJECTION);
-    glLoadIdentity();
-    glOrtho(0, 64, 0, 64, -1, 1);
+    glOrtho(-8, 56, -8, 56, -1, 1); // 64 pixels, the pen starting at (8, 8)
     glMatrixMode(GL_MODELVIEW);
-    glLoadIdentity();
-    glTranslated(8, 8, 0);
     glScaled(48, 48, 1);
     glColor3f(1, 1, 1);
     glListBase(base);
     glCallLists(1, GL_UNSIGNED_BYTE, "H");
     GLdouble m[16];
     glGetDoublev(GL_MODELVIEW_MATRIX, m);
-    EXPECT_NEAR(m[12], 8 + 48 * h.gmfCellIncX, 1e-3); // the list moved the pen
+    EXPECT_NEAR(m[12], 48 * h.gmfCellIncX, 1e-3); // the list moved the pen
     ASSERT_TRUE(SwapBuffers(dc.Handle()));
-    int nStemX = 8 + static_cast<int>(48 * (h.gmfptGlyphOrigin.x + 0.05f));
-    int nMidY = 64 - 8 - static_cast<int>(48 * h.gmfBlackBoxY * 0.25f);
+    const int nStemX = 8 + static_cast<int>(48 * (h.gmfptGlyphOrigin.x + 0.05f));
+    const int nMidY = 64 - 8 - static_cast<int>(48 * h.gmfBlackBoxY * 0.25f);
     EXPECT_EQ(dc.At(nStemX, nMidY), 0xFFFFFFu);
     EXPECT_EQ(dc.At(8 + static_cast<int>(48 * (h.gmfptGlyphOrigin.x + h.gmfBlackBoxX / 2)), nMidY), 0u);
     glDeleteLists(base, 256);

@@ -1,3 +1,5 @@
+// Textures from DIBs: sizes grown to powers of two, palettes, 5-5-5 pixels,
+// rows in order without their padding, and what is refused.
 #include "KVDbase/text/XGLTexture.h"
 #include "KVDbase/drawing/XDIB.h"
 #include "XGLTestContext.h"
@@ -15,29 +17,22 @@ struct TestDIB {
     std::vector<BYTE> bits;
     TestDIB(int w, int h, int nBits) : header(sizeof(BITMAPINFOHEADER) + 256 * sizeof(RGBQUAD), 0)
     {
-        BITMAPINFOHEADER& hdr = Info()->bmiHeader;
-        hdr.biSize = 40;
-        hdr.biWidth = w;
-        hdr.biHeight = h;
-        hdr.biPlanes = 1;
-        hdr.biBitCount = static_cast<WORD>(nBits);
+        Info()->bmiHeader = {40, w, h, 1, static_cast<WORD>(nBits), BI_RGB, 0, 0, 0, 0, 0};
         bits.assign(static_cast<size_t>(XfnCalcDIBWidthBytes(w, nBits)) * h, 0);
     }
     BITMAPINFO* Info() { return reinterpret_cast<BITMAPINFO*>(header.data()); }
+    unsigned int Texture(int nBorder = 0) { return XfnCreateGLTextureFromDIB(bits.data(), Info(), nBorder); }
 };
 
-struct TextureSize {
-    GLint w, h, border;
-};
-
-TextureSize SizeOf(unsigned int nTexture)
+// Width, height and border of the texture's level 0.
+std::vector<GLint> SizeOf(unsigned int nTexture)
 {
-    TextureSize s{};
+    GLint w = 0, h = 0, b = 0;
     glBindTexture(GL_TEXTURE_2D, nTexture);
-    glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_WIDTH, &s.w);
-    glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_HEIGHT, &s.h);
-    glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_BORDER, &s.border);
-    return s;
+    glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_WIDTH, &w);
+    glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_HEIGHT, &h);
+    glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_BORDER, &b);
+    return {w, h, b};
 }
 
 std::vector<BYTE> TexelsBGR(unsigned int nTexture, int w, int h)
@@ -55,37 +50,29 @@ protected:
     XGLTestDC dc{4, 4};
 };
 
-TEST_F(GLTextureTest, SizesGrowToPowersOfTwoAndBorders)
+TEST_F(GLTextureTest, SizesGrowToPowersOfTwoAndBordersAddTwo)
 {
-    struct Case {
+    const struct {
         int w, h, nBits, nBorder;
-        TextureSize expected;
+        std::vector<GLint> expected;
     } cases[] = {
         {256, 256, 32, 0, {256, 256, 0}}, {100, 50, 24, 0, {128, 64, 0}}, {100, 50, 8, 0, {128, 64, 0}},
         {64, 64, 32, 2, {66, 66, 0}},     {3, 1, 16, 0, {4, 1, 0}},        {1, 1, 24, 0, {1, 1, 0}},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         TestDIB dib(c.w, c.h, c.nBits);
-        unsigned int nTexture = XfnCreateGLTextureFromDIB(dib.bits.data(), dib.Info(), c.nBorder);
+        unsigned int nTexture = dib.Texture(c.nBorder);
         ASSERT_NE(nTexture, 0u) << c.w << "x" << c.h;
-        TextureSize s = SizeOf(nTexture);
-        EXPECT_EQ(s.w, c.expected.w) << c.w << "x" << c.h << " border " << c.nBorder;
-        EXPECT_EQ(s.h, c.expected.h) << c.w << "x" << c.h << " border " << c.nBorder;
-        EXPECT_EQ(s.border, c.expected.border);
+        EXPECT_EQ(SizeOf(nTexture), c.expected) << c.w << "x" << c.h << " border " << c.nBorder;
         glDeleteTextures(1, &nTexture);
     }
+    TestDIB mono(8, 8, 1), empty(0, 0, 24);
+    EXPECT_EQ(mono.Texture(), 0u);
+    EXPECT_EQ(empty.Texture(), 0u);
+    EXPECT_EQ(XfnCreateGLTextureFromDIB(mono.bits.data(), nullptr, 0), 0u);
 }
 
-TEST_F(GLTextureTest, BadInputGivesNoTexture)
-{
-    TestDIB dib(8, 8, 1);
-    EXPECT_EQ(XfnCreateGLTextureFromDIB(dib.bits.data(), dib.Info(), 0), 0u);
-    EXPECT_EQ(XfnCreateGLTextureFromDIB(dib.bits.data(), nullptr, 0), 0u);
-    TestDIB empty(0, 0, 24);
-    EXPECT_EQ(XfnCreateGLTextureFromDIB(empty.bits.data(), empty.Info(), 0), 0u);
-}
-
-TEST_F(GLTextureTest, PaletteAndFiveFiveFivePixelsBecomeBGR)
+TEST_F(GLTextureTest, PalettesFiveFiveFivePixelsAndPaddedRowsBecomeBGR)
 {
     // 8 bits: indexes 0, 1, 9 (beyond a 2-entry palette: the colour before
     // again), 1; rows of 4 need no enlarging.
@@ -94,26 +81,17 @@ TEST_F(GLTextureTest, PaletteAndFiveFiveFivePixelsBecomeBGR)
     pal.Info()->bmiColors[0] = RGBQUAD{10, 20, 30, 0};
     reinterpret_cast<RGBQUAD*>(pal.Info()->bmiColors)[1] = RGBQUAD{40, 50, 60, 0};
     pal.bits = {0, 1, 9, 0};
-    unsigned int nPal = XfnCreateGLTextureFromDIB(pal.bits.data(), pal.Info(), 0);
-    EXPECT_EQ(TexelsBGR(nPal, 4, 1), (std::vector<BYTE>{10, 20, 30, 40, 50, 60, 40, 50, 60, 10, 20, 30}));
-
+    EXPECT_EQ(TexelsBGR(pal.Texture(), 4, 1), (std::vector<BYTE>{10, 20, 30, 40, 50, 60, 40, 50, 60, 10, 20, 30}));
     // 16 bits, 3 wide: enlarged to 4 by nearest neighbour, ends aligned
     // (columns 0, 1, 1, 2). Pixel 0 is pure blue, 1 green, 2 red with the top
     // bit set, which is ignored.
     TestDIB rgb(3, 1, 16);
     rgb.bits = {0x1F, 0x00, 0xE0, 0x03, 0x00, 0xFC, 0, 0};
-    unsigned int nRgb = XfnCreateGLTextureFromDIB(rgb.bits.data(), rgb.Info(), 0);
-    EXPECT_EQ(TexelsBGR(nRgb, 4, 1), (std::vector<BYTE>{248, 0, 0, 0, 248, 0, 0, 248, 0, 0, 0, 248}));
-}
-
-TEST_F(GLTextureTest, RowsKeepTheirOrderAndPaddingIsSkipped)
-{
-    // 2 by 2 at 24 bits: rows of 6 bytes padded to 8. Source row 0 is
-    // texture row 0.
-    TestDIB dib(2, 2, 24);
-    dib.bits = {1, 2, 3, 4, 5, 6, 0xEE, 0xEE, 7, 8, 9, 10, 11, 12, 0xEE, 0xEE};
-    unsigned int nTexture = XfnCreateGLTextureFromDIB(dib.bits.data(), dib.Info(), 0);
-    EXPECT_EQ(TexelsBGR(nTexture, 2, 2), (std::vector<BYTE>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}));
+    EXPECT_EQ(TexelsBGR(rgb.Texture(), 4, 1), (std::vector<BYTE>{248, 0, 0, 0, 248, 0, 0, 248, 0, 0, 0, 248}));
+    // 2 by 2 at 24 bits: rows of 6 bytes padded to 8; source row 0 is texture row 0.
+    TestDIB padded(2, 2, 24);
+    padded.bits = {1, 2, 3, 4, 5, 6, 0xEE, 0xEE, 7, 8, 9, 10, 11, 12, 0xEE, 0xEE};
+    EXPECT_EQ(TexelsBGR(padded.Texture(), 2, 2), (std::vector<BYTE>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}));
 }
 
 } // namespace

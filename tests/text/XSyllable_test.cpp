@@ -29,18 +29,8 @@ const GlyphCase kGlyphCases[] = {
     {0xABFF, -1, -1, -1},       {0xD7A4, -1, -1, -1},
 };
 
-TEST(Syllable, GlyphNumbers)
-{
-    for (const GlyphCase& c : kGlyphCases) {
-        int g[3];
-        XfnGetSyllableGlyphs(c.ch, g);
-        EXPECT_EQ(g[0], c.nInitial) << std::hex << static_cast<int>(c.ch);
-        EXPECT_EQ(g[1], c.nVowel) << std::hex << static_cast<int>(c.ch);
-        EXPECT_EQ(g[2], c.nFinal) << std::hex << static_cast<int>(c.ch);
-    }
-}
-
-// The texture coordinates OpenGL received, read back in feedback mode.
+// The texture coordinates OpenGL received for the character, read back in
+// feedback mode, and how many vertices carried them.
 std::set<std::pair<float, float>> EmittedTexCoords(wchar_t ch, int& nVertices)
 {
     std::vector<GLfloat> feedback(4096);
@@ -50,31 +40,28 @@ std::set<std::pair<float, float>> EmittedTexCoords(wchar_t ch, int& nVertices)
     glBegin(GL_QUADS);
     XfnDrawSyllable(ch, quad);
     glEnd();
-    int n = glRenderMode(GL_RENDER);
+    const int n = glRenderMode(GL_RENDER);
     std::set<std::pair<float, float>> coords;
     nVertices = 0;
     // Each polygon: token, count, then per vertex x y z, r g b a, s t r q.
-    for (int i = 0; i < n;) {
+    for (int i = 0; i < n; i += 2 + static_cast<int>(feedback[i + 1]) * 11) {
         EXPECT_EQ(feedback[i], static_cast<GLfloat>(GL_POLYGON_TOKEN));
-        int nCount = static_cast<int>(feedback[i + 1]);
-        for (int v = 0; v < nCount; ++v) {
-            const GLfloat* p = &feedback[i + 2 + v * 11];
-            coords.insert({p[7], p[8]});
-            ++nVertices;
-        }
-        i += 2 + nCount * 11;
+        for (int v = 0; v < static_cast<int>(feedback[i + 1]); ++v, ++nVertices)
+            coords.insert({feedback[i + 2 + v * 11 + 7], feedback[i + 2 + v * 11 + 8]});
     }
     return coords;
 }
 
-TEST(Syllable, EmittedQuadsSampleTheCellsOfTheGlyphs)
+TEST(Syllable, GlyphNumbersAndTheAtlasCellsTheirQuadsSample)
 {
     XGLTestDC dc(8, 8);
     ASSERT_TRUE(dc.MakeCurrent());
-    for (wchar_t ch : {static_cast<wchar_t>(0xAC00), static_cast<wchar_t>(0xD7A3), static_cast<wchar_t>(127),
-                       static_cast<wchar_t>(' '), static_cast<wchar_t>(128)}) {
+    for (const GlyphCase& c : kGlyphCases) {
+        SCOPED_TRACE(static_cast<int>(c.ch));
         int g[3];
-        XfnGetSyllableGlyphs(ch, g);
+        XfnGetSyllableGlyphs(c.ch, g);
+        EXPECT_EQ((std::vector<int>{g[0], g[1], g[2]}), (std::vector<int>{c.nInitial, c.nVowel, c.nFinal}));
+        // Each glyph is a 20-texel cell of a 25-wide grid, 3 texels in.
         std::set<std::pair<float, float>> expected;
         for (int glyph : g) {
             if (glyph < 0)
@@ -83,7 +70,7 @@ TEST(Syllable, EmittedQuadsSampleTheCellsOfTheGlyphs)
             expected.insert({{u, v}, {u, v + e}, {u + e, v + e}, {u + e, v}});
         }
         int nVertices = 0;
-        EXPECT_EQ(EmittedTexCoords(ch, nVertices), expected) << static_cast<int>(ch);
+        EXPECT_EQ(EmittedTexCoords(c.ch, nVertices), expected);
         EXPECT_EQ(nVertices == 0, expected.empty());
     }
 }
@@ -153,11 +140,9 @@ TEST(Syllable, RenderTextDrawsTheComposedSyllablesFromTheAtlas)
     }
     ASSERT_GT(nEither, 200);
     EXPECT_GT(static_cast<double>(nBoth) / nEither, 0.75);
-    // Nothing below the base line.
-    for (int x = 0; x < 200; ++x)
-        EXPECT_EQ(dc.At(x, 59 - 5), 0u);
+    for (int x = 0; x < 200; ++x) // nothing below the base line
+        EXPECT_EQ(dc.At(x, 59 - 5), 0u) << x;
     dc.Save("atlas_text");
-
 }
 
 } // namespace
