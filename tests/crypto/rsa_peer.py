@@ -1,11 +1,6 @@
-"""An independent RSA-OAEP-SHA1 peer for the key and string tests.
+"""An independent RSA-OAEP-SHA1 peer: rsa_peer.py encrypt|decrypt|generate|public OUTPUT ARGS...
 
-Usage: rsa_peer.py OPERATION OUTPUT INPUT...
-  encrypt OUT PUBLIC_KEY_FILE TEXT_FILE     cipher text, uppercase hexadecimal
-  decrypt OUT PRIVATE_KEY_FILE CIPHER_FILE  plain text bytes
-  generate OUT BITS                         private key text, a newline, public key text
-  public OUT PRIVATE_KEY_FILE               public key text of a private key
-Key files hold DER as hexadecimal text.
+Key files hold DER as hexadecimal text; cipher texts are uppercase hexadecimal.
 """
 import sys
 

@@ -11,8 +11,7 @@
 namespace {
 
 // Runs the body with the current directory set to dir, restoring it after.
-template <class F>
-void InDirectory(const std::filesystem::path& dir, F body)
+template <class F> void InDirectory(const std::filesystem::path& dir, F body)
 {
     std::filesystem::path old = std::filesystem::current_path();
     std::filesystem::current_path(dir);
@@ -83,75 +82,64 @@ TEST(XPath, PartsOfAPath)
     };
     for (const auto& c : cases)
         EXPECT_STREQ(c.pfn(XString(c.pszPath)), c.pszPart) << c.pszPath;
-    // The buffer form of the title cuts, and gives 0, when the title does not fit.
+    // The buffer forms count without a buffer, and cut (giving 0) when the part does not fit.
     EXPECT_EQ(XfnGetFileTitle("/data/scene.tif", nullptr, 0), 10u);
-    char out[4];
-    EXPECT_EQ(XfnGetFileTitle("/data/scene.tif", out, sizeof(out)), 0u);
-    EXPECT_STREQ(out, "sce");
-}
-
-TEST(XfnGetFileName, BufferFormCountsOrCuts)
-{
     EXPECT_EQ(XfnGetFileName("/a/b/name.ext", nullptr, 0), 9u);
-    char out[5];
+    char out[5] = "keep";
+    EXPECT_EQ(XfnGetFileName("/a/b/name.ext", out, 0), 0u);
+    EXPECT_STREQ(out, "keep");
+    EXPECT_EQ(XfnGetFileTitle("/data/scene.tif", out, 4), 0u);
+    EXPECT_STREQ(out, "sce");
     EXPECT_EQ(XfnGetFileName("/a/b/name.ext", out, sizeof(out)), 0u);
     EXPECT_STREQ(out, "name");
     // The XString form keeps 255 characters.
-    std::string longName(300, 'n');
-    EXPECT_EQ(XfnGetFileName(XString(("/d/" + longName).c_str())).GetLength(), 255);
+    EXPECT_EQ(XfnGetFileName(XString(("/d/" + std::string(300, 'n')).c_str())).GetLength(), 255);
 }
 
-TEST(XfnFullPath, ResolvesFromCurrentDirectory)
+TEST(XfnFullPath, ResolvesFromCurrentDirectoryOrGivesACutCopy)
 {
     XFilesTestDir dir;
     std::filesystem::create_directories(dir.path / "sub");
     std::string base = std::filesystem::canonical(dir.path).string();
+    char out[260];
     InDirectory(base, [&] {
-        char out[260];
         ASSERT_EQ(XfnFullPath(out, "sub/../sub\\.\\f.txt"), 1);
         EXPECT_EQ(std::string(out), base + "/sub/f.txt");
         ASSERT_EQ(XfnFullPath(out, "sub/"), 1);
         EXPECT_EQ(std::string(out), base + "/sub/");
         EXPECT_EQ(std::string(XfnGetFullPath(XString("x"))), base + "/x");
     });
-    char out[260];
     ASSERT_EQ(XfnFullPath(out, "/a//b/../c"), 1);
     EXPECT_STREQ(out, "/a/c");
     ASSERT_EQ(XfnFullPath(out, "/.."), 1);
     EXPECT_STREQ(out, "/");
-}
-
-TEST(XfnFullPath, TooLongOrEmptyGivesCutCopy)
-{
+    // Too long or empty: a copy cut to 259 characters, and 0.
     std::string longPath = "/" + std::string(300, 'p');
-    char out[260];
-    std::memset(out, 'x', sizeof(out));
     EXPECT_EQ(XfnFullPath(out, longPath.c_str()), 0);
-    EXPECT_EQ(std::strlen(out), 259u);
     EXPECT_EQ(std::string(out), longPath.substr(0, 259));
-    EXPECT_EQ(XfnFullPath(out, ""), 0);
-    EXPECT_STREQ(out, "");
-    // Exactly 259 characters still fit.
-    std::string fits = "/" + std::string(258, 'q');
-    EXPECT_EQ(XfnFullPath(out, fits.c_str()), 1);
+    EXPECT_EQ(XfnFullPath(out, ("/" + std::string(258, 'q')).c_str()), 1); // exactly 259 still fit
+    for (const char* pszEmpty : {"", static_cast<const char*>(nullptr)}) {
+        EXPECT_EQ(XfnFullPath(out, pszEmpty), 0);
+        EXPECT_STREQ(out, "");
+    }
 }
 
 TEST(XfnGetModuleFileName, ProgramAndLibrary)
 {
-    XString strProgram = XfnGetModuleFileName(nullptr);
-    EXPECT_EQ(std::string(strProgram), std::filesystem::read_symlink("/proc/self/exe").string());
+    std::string strProgram = std::filesystem::read_symlink("/proc/self/exe").string();
+    std::filesystem::path dir = std::filesystem::path(strProgram).parent_path();
+    EXPECT_EQ(std::string(XfnGetModuleFileName(nullptr)), strProgram);
     // The library is linked into this test program.
-    EXPECT_STREQ(XfnGetModuleFileName(XfnGetLibraryModule()), strProgram);
-    XString strDir = XfnGetModulePath(nullptr);
-    EXPECT_EQ(std::string(strDir), std::filesystem::path(std::string(strProgram)).parent_path().string() + "/");
-    XString strUpper = XfnGetModulePathUpper(nullptr);
-    EXPECT_EQ(std::string(strUpper),
-              std::filesystem::path(std::string(strProgram)).parent_path().parent_path().string() + "/");
+    EXPECT_EQ(std::string(XfnGetModuleFileName(XfnGetLibraryModule())), strProgram);
+    EXPECT_EQ(std::string(XfnGetModulePath(nullptr)), dir.string() + "/");
+    EXPECT_EQ(std::string(XfnGetModulePathUpper(nullptr)), dir.parent_path().string() + "/");
     XString strShort;
     XfnGetModuleShortFileName(nullptr, strShort);
-    EXPECT_STREQ(strShort, strProgram);
+    EXPECT_EQ(std::string(strShort), strProgram);
+    // An address in no module has no name.
     int nLocal = 0;
     EXPECT_STREQ(XfnGetModuleFileName(&nLocal), "");
+    EXPECT_STREQ(XfnGetModulePathUpper(&nLocal), "");
 }
 
 TEST(XfnGetTempFileName, TimeTailInSetOrCurrentDirectory)
