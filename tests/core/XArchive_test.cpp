@@ -11,7 +11,9 @@
 
 #include <cstdio>
 #include <functional>
+#include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 // A node of a linked graph: a value and a pointer to another node.
@@ -109,12 +111,7 @@ TEST(XArchivePrimitives, NoSwapModeRoundTripsAndShortStreams)
                 tagSIZE sz;
                 tagPOINT pt;
                 ar >> s >> d >> c >> rc >> sz >> pt;
-                EXPECT_EQ(s, -2);
-                EXPECT_EQ(d, 2.5);
-                EXPECT_EQ(c, 'c');
-                EXPECT_EQ(rc.bottom, 4);
-                EXPECT_EQ(sz.cy, 8);
-                EXPECT_EQ(pt.y, 6);
+                EXPECT_EQ(std::make_tuple(s, d, c, rc.bottom, sz.cy, pt.y), std::make_tuple(-2, 2.5L, 'c', 4, 8, 6));
             }, XArchive::load | nSwap);
     }
     Load({0x00, 0x01}, [](XArchive& ar) {
@@ -217,48 +214,52 @@ TEST(XArchiveObjects, SharedAndCyclicReferences)
         EXPECT_EQ(p3, nullptr);
         XTestNode* pa = static_cast<XTestNode*>(p1);
         ASSERT_NE(pa->pNext, nullptr);
-        EXPECT_EQ(pa->nValue, 1);
-        EXPECT_EQ(pa->pNext->nValue, 2);
-        EXPECT_EQ(pa->pNext->pNext, pa);
+        EXPECT_EQ(std::make_tuple(pa->nValue, pa->pNext->nValue, pa->pNext->pNext), std::make_tuple(1, 2, pa));
         delete pa->pNext;
         delete pa;
     });
+    // An object mapped by hand is known by its index on both sides.
+    Bytes mapped = Store([&](XArchive& ar) {
+        ar.MapObject(&a);
+        ar << static_cast<const XObject*>(&a);
+    });
+    EXPECT_EQ(mapped, (Bytes{3, 0, 0, 0, 1}));
+    Load(mapped, [&](XArchive& ar) {
+        ar.MapObject(&a);
+        EXPECT_EQ(ar.ReadObject(nullptr), &a);
+    });
 }
 
-// A long chain through a small buffer on a real file, in both byte orders,
-// with the object tables' sizes set by hand.
+// A long chain through a small buffer on a real file, with the object tables' sizes set by hand.
 TEST(XArchiveObjects, LongChainOnARealFile)
 {
     const std::string strPath = "/tmp/kvd_archive_" + std::to_string(static_cast<long>(getpid()));
-    for (unsigned int nSwap : nSwapModes) {
-        std::vector<XTestNode> nodes(2000);
-        for (int i = 0; i < 2000; ++i) {
-            nodes[i].nValue = i;
-            nodes[i].pNext = i + 1 < 2000 ? &nodes[i + 1] : nullptr;
-        }
-        {
-            XFile file(strPath.c_str(), XFile::flagCreate | XFile::flagWrite);
-            XArchive ar(&file, XArchive::store | nSwap, 512);
-            ar.SetStoreParams(17, 16);
-            ar << static_cast<const XObject*>(&nodes[0]) << XString("tail text");
-            ar.Close();
-        }
-        XFile file(strPath.c_str(), XFile::flagRead);
-        XArchive ar(&file, XArchive::load | nSwap, 512);
-        ar.SetLoadParams(16);
-        XObject* p = nullptr;
-        XString strTail;
-        ar >> p >> strTail;
-        EXPECT_STREQ(strTail, "tail text");
-        int n = 0;
-        for (XTestNode* pNode = static_cast<XTestNode*>(p); pNode != nullptr; ++n) {
-            EXPECT_EQ(pNode->nValue, n);
-            XTestNode* pNext = pNode->pNext;
-            delete pNode;
-            pNode = pNext;
-        }
-        EXPECT_EQ(n, 2000);
+    std::vector<XTestNode> nodes(2000);
+    for (int i = 0; i < 2000; ++i) {
+        nodes[i].nValue = i;
+        nodes[i].pNext = i + 1 < 2000 ? &nodes[i + 1] : nullptr;
     }
+    {
+        XFile file(strPath.c_str(), XFile::flagCreate | XFile::flagWrite);
+        XArchive ar(&file, XArchive::store, 512);
+        ar.SetStoreParams(17, 16);
+        ar << static_cast<const XObject*>(&nodes[0]) << XString("tail text");
+        ar.Close();
+    }
+    XFile file(strPath.c_str(), XFile::flagRead);
+    XArchive ar(&file, XArchive::load, 512);
+    ar.SetLoadParams(16);
+    XObject* p = nullptr;
+    XString strTail;
+    ar >> p >> strTail;
+    EXPECT_STREQ(strTail, "tail text");
+    int n = 0;
+    for (XTestNode* pNode = static_cast<XTestNode*>(p); pNode != nullptr; ++n) {
+        EXPECT_EQ(pNode->nValue, n);
+        std::unique_ptr<XTestNode> owned(pNode);
+        pNode = pNode->pNext;
+    }
+    EXPECT_EQ(n, 2000);
     std::remove(strPath.c_str());
 }
 
@@ -347,24 +348,9 @@ TEST(XArchiveObjects, BodyWithoutBlockStepsBack)
         });
 }
 
-TEST(XArchiveObjects, MappedObjectsAreKnownByIndex)
-{
-    XTestNode known;
-    Bytes b = Store([&](XArchive& ar) {
-        ar.MapObject(&known);
-        ar << static_cast<const XObject*>(&known);
-    });
-    EXPECT_EQ(b, (Bytes{3, 0, 0, 0, 1}));
-    Load(b, [&](XArchive& ar) {
-        ar.MapObject(&known);
-        EXPECT_EQ(ar.ReadObject(nullptr), &known);
-    });
-}
-
 TEST(XArchiveBuffers, SmallUserBufferIsIgnoredAndLargeBlocksPassThrough)
 {
-    std::vector<unsigned char> userBuffer(100, 0xEE);
-    std::vector<unsigned char> block(10000);
+    std::vector<unsigned char> userBuffer(100, 0xEE), block(10000);
     for (size_t i = 0; i < block.size(); ++i)
         block[i] = static_cast<unsigned char>(i * 7);
     XMemFile file(16);
@@ -372,10 +358,11 @@ TEST(XArchiveBuffers, SmallUserBufferIsIgnoredAndLargeBlocksPassThrough)
         XArchive ar(&file, XArchive::store, 100, userBuffer.data());
         ar << 5;
         ar.Write(block.data(), static_cast<unsigned int>(block.size()));
+        ar << 7;
         ar.Close();
     }
     EXPECT_EQ(userBuffer, std::vector<unsigned char>(100, 0xEE));
-    EXPECT_EQ(file.GetLength(), 10004);
+    EXPECT_EQ(file.GetLength(), 10008);
     file.SeekToBegin();
     XArchive ar(&file, XArchive::load, 128);
     int n;
@@ -383,21 +370,14 @@ TEST(XArchiveBuffers, SmallUserBufferIsIgnoredAndLargeBlocksPassThrough)
     std::vector<unsigned char> back(10000);
     EXPECT_EQ(ar.Read(back.data(), 10000), 10000u);
     EXPECT_EQ(back, block);
-    EXPECT_EQ(ar.Read(back.data(), 10), 0u);
-}
-
-TEST(XArchiveBuffers, FlushOnLoadGivesBackReadAhead)
-{
+    EXPECT_EQ(ar.Read(back.data(), 10), 4u); // a short count at the end
     // The archive takes the whole block as read; a flush hands back what it
     // did not use, so the file stands just after the value read.
-    Bytes b = {0, 0, 0, 1, 0xAA, 0xBB, 0xCC};
-    XMemFile file(b.data(), static_cast<unsigned int>(b.size()), 0);
-    XArchive ar(&file, XArchive::load);
-    DWORD n;
-    ar >> n;
-    ar.Flush();
-    EXPECT_EQ(n, 1u);
-    EXPECT_EQ(static_cast<XFile&>(file).GetPosition(), 4);
+    file.Seek(10000, XFile::begin);
+    XArchive again(&file, XArchive::load);
+    again >> n;
+    again.Flush();
+    EXPECT_EQ(static_cast<XFile&>(file).GetPosition(), 10004);
 }
 
 TEST(XArchiveTime, LowHalfOnly)

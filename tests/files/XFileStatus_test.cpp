@@ -41,8 +41,7 @@ TEST(XFileStatus, AttributeBitsFromTheFileSystem)
     dir.Make(".hidden", "h");
     fs::permissions(dir.Make("ro", "r"), fs::perms::owner_read | fs::perms::group_read);
     const std::pair<const char*, int> cases[] = {
-        {"sub", FILE_ATTRIBUTE_DIRECTORY},
-        {".hidden", FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_HIDDEN},
+        {"sub", FILE_ATTRIBUTE_DIRECTORY}, {".hidden", FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_HIDDEN},
         {"ro", FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_READONLY},
         // A wildcard finds the first matching entry, as a directory search does.
         {"r*", FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_READONLY},

@@ -35,8 +35,7 @@ TEST(XFile, OpenFailuresGiveErrnoAndTheUselessLocalName)
         unsigned int nFlags;
         int nError;
     } cases[] = {
-        {dir("missing"), XFile::flagRead, ENOENT},
-        {dir.path.string(), XFile::flagRead, EISDIR},
+        {dir("missing"), XFile::flagRead, ENOENT}, {dir.path.string(), XFile::flagRead, EISDIR},
         {dir.path.string(), XFile::flagWrite | XFile::flagCreate, EISDIR},
         // No truncation flag without flagCreate opens existing files only.
         {dir("missing"), XFile::flagWrite | XFile::flagNoTruncate, ENOENT},
