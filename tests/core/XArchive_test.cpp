@@ -9,9 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <functional>
-#include <memory>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -228,39 +226,6 @@ TEST(XArchiveObjects, SharedAndCyclicReferences)
         ar.MapObject(&a);
         EXPECT_EQ(ar.ReadObject(nullptr), &a);
     });
-}
-
-// A long chain through a small buffer on a real file, with the object tables' sizes set by hand.
-TEST(XArchiveObjects, LongChainOnARealFile)
-{
-    const std::string strPath = "/tmp/kvd_archive_" + std::to_string(static_cast<long>(getpid()));
-    std::vector<XTestNode> nodes(2000);
-    for (int i = 0; i < 2000; ++i) {
-        nodes[i].nValue = i;
-        nodes[i].pNext = i + 1 < 2000 ? &nodes[i + 1] : nullptr;
-    }
-    {
-        XFile file(strPath.c_str(), XFile::flagCreate | XFile::flagWrite);
-        XArchive ar(&file, XArchive::store, 512);
-        ar.SetStoreParams(17, 16);
-        ar << static_cast<const XObject*>(&nodes[0]) << XString("tail text");
-        ar.Close();
-    }
-    XFile file(strPath.c_str(), XFile::flagRead);
-    XArchive ar(&file, XArchive::load, 512);
-    ar.SetLoadParams(16);
-    XObject* p = nullptr;
-    XString strTail;
-    ar >> p >> strTail;
-    EXPECT_STREQ(strTail, "tail text");
-    int n = 0;
-    for (XTestNode* pNode = static_cast<XTestNode*>(p); pNode != nullptr; ++n) {
-        EXPECT_EQ(pNode->nValue, n);
-        std::unique_ptr<XTestNode> owned(pNode);
-        pNode = pNode->pNext;
-    }
-    EXPECT_EQ(n, 2000);
-    std::remove(strPath.c_str());
 }
 
 TEST(XArchiveObjects, BadTagsIndexesAndKinds)

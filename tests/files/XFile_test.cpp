@@ -27,7 +27,7 @@ DWORD OpenError(const std::string& path, unsigned int nFlags, XString* pName = n
 
 } // namespace
 
-TEST(XFile, OpenFailuresGiveErrnoAndTheUselessLocalName)
+TEST(XFile, OpenFailuresAndCreateDispositions)
 {
     XFilesTestDir dir;
     const struct {
@@ -49,7 +49,8 @@ TEST(XFile, OpenFailuresGiveErrnoAndTheUselessLocalName)
     EXPECT_FALSE(std::filesystem::exists(dir("missing")));
     // The constructor throws what Open found.
     XString strName;
-    EXPECT_EQ(ThrownCode([&] { XFile f(dir("missing").c_str(), XFile::flagRead); }, &strName), static_cast<DWORD>(ENOENT));
+    EXPECT_EQ(ThrownCode([&] { XFile f(dir("missing").c_str(), XFile::flagRead); }, &strName),
+              static_cast<DWORD>(ENOENT));
     EXPECT_STREQ(strName, kLocalFailureName);
     // A read-only file refuses writing, even to an administrator with the override off.
     std::string ro = dir.Make("ro.bin", "abc");
@@ -59,20 +60,16 @@ TEST(XFile, OpenFailuresGiveErrnoAndTheUselessLocalName)
     XfnSysSetPermissionOverride(true);
     EXPECT_EQ(nError, static_cast<DWORD>(EACCES));
     EXPECT_EQ(XFilesTestDir::Slurp(ro), "abc");
-}
-
-TEST(XFile, CreateDispositions)
-{
-    XFilesTestDir dir;
+    // Create keeps or cuts an existing file, and makes a missing one.
     const unsigned int nKeep = XFile::flagCreate | XFile::flagNoTruncate;
     const struct {
         const char* pszName;
         unsigned int nFlags;
         int64_t nLength;
-    } cases[] = {{"d.bin", XFile::flagWrite | nKeep, 7}, {"d.bin", XFile::flagWrite | XFile::flagCreate, 0},
+    } dispositions[] = {{"d.bin", XFile::flagWrite | nKeep, 7}, {"d.bin", XFile::flagWrite | XFile::flagCreate, 0},
                  {"new.bin", XFile::flagReadWrite | nKeep, 0}};
     dir.Make("d.bin", "content");
-    for (const auto& c : cases)
+    for (const auto& c : dispositions)
         EXPECT_EQ(XFile(dir(c.pszName).c_str(), c.nFlags).GetLength(), c.nLength) << c.pszName << c.nFlags;
     EXPECT_TRUE(std::filesystem::exists(dir("new.bin")));
 }
@@ -131,21 +128,6 @@ TEST(XFile, ClosedAndQueryOnlyHandles)
     EXPECT_EQ(ThrownCode([&] { query.Write("x", 1); }), static_cast<DWORD>(EBADF));
 }
 
-TEST(XFile, AdoptedHandleOutlivesTheObject)
-{
-    XFilesTestDir dir;
-    XFile owner(dir.Make("a.bin", "xyz").c_str(), XFile::flagRead);
-    {
-        XFile adopted(static_cast<int>(owner));
-        EXPECT_EQ(adopted.bOwnsHandle, 0);
-        char c;
-        EXPECT_EQ(adopted.Read(&c, 1), 1u);
-    }
-    char buf[4] = {};
-    EXPECT_EQ(owner.Read(buf, 3), 2u);
-    EXPECT_STREQ(buf, "yz");
-}
-
 TEST(XFile, NamesCloseAndAbort)
 {
     XFilesTestDir dir;
@@ -170,7 +152,7 @@ TEST(XFile, NamesCloseAndAbort)
     EXPECT_EQ(status.nSize, 0);
 }
 
-TEST(XFile, DuplicateSharesPositionButNotName)
+TEST(XFile, DuplicatedAndAdoptedHandles)
 {
     XFilesTestDir dir;
     std::string path = dir.Make("dup.bin", "abcdef");
@@ -185,6 +167,13 @@ TEST(XFile, DuplicateSharesPositionButNotName)
     char c;
     EXPECT_EQ(file.Read(&c, 1), 1u);
     EXPECT_EQ(c, 'e');
+    // An adopted handle outlives the object.
+    {
+        XFile adopted(static_cast<int>(file));
+        EXPECT_EQ(adopted.bOwnsHandle, 0);
+    }
+    EXPECT_EQ(file.Read(&c, 1), 1u);
+    EXPECT_EQ(c, 'f');
 
     FaultScope faults;
     XfnSysInjectFault(XSysCall::Dup, EMFILE);
