@@ -151,15 +151,17 @@ TEST(XStringStorage, BufferOperations)
 
 TEST(XStringText, ConstructionCompareAndExtraction)
 {
-    XString w, u, n("x");
+    XString w, u(reinterpret_cast<const unsigned char*>("u")), n("x"), ch, un, ab("ab");
+    ch = 'c';
     w = L"w";
-    u = reinterpret_cast<const unsigned char*>("u");
+    un = reinterpret_cast<const unsigned char*>("un");
     n = static_cast<const wchar_t*>(nullptr);
     XString s("hello world");
     ExpectTexts({{XString(L"h\u00e9llo \u4e16"), "h\xc3\xa9llo \xe4\xb8\x96"}, {XString(L"abcdef", 3), "abc"},
-                 {XString("abcdef", 4), "abcd"}, {w, "w"}, {u, "u"}, {n, ""}, {s.Left(-1), ""}, {s.Right(-1), ""},
-                 {s.Mid(2, -4), ""}, {s.Mid(50, 2), ""}, {s.Left(5), "hello"}, {s.Right(5), "world"},
-                 {s.Mid(6), "world"}, {s.Mid(-3, 2), "he"}, {s.Mid(6, 100), "world"},
+                 {XString("abcdef", 4), "abcd"}, {w, "w"}, {u, "u"}, {un, "un"}, {n, ""}, {ch, "c"},
+                 {ab + ab, "abab"}, {ab + 'x', "abx"}, {'x' + ab, "xab"}, {ab + "zz", "abzz"}, {"zz" + ab, "zzab"},
+                 {s.Left(-1), ""}, {s.Right(-1), ""}, {s.Mid(2, -4), ""}, {s.Mid(50, 2), ""}, {s.Left(5), "hello"},
+                 {s.Right(5), "world"}, {s.Mid(6), "world"}, {s.Mid(-3, 2), "he"}, {s.Mid(6, 100), "world"},
                  {s.SpanIncluding("leh"), "hell"}, {s.SpanExcluding(" "), "hello"}});
     // Whole extractions share the buffer.
     XProbeString probe(s);
