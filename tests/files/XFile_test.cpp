@@ -1,3 +1,6 @@
+// XFile on local files: opening, reading, writing and seeking, handles,
+// status and names, share modes, record locks, and the failures of a full
+// disk and of the system calls.
 #include "KVDbase/files/XFile.h"
 #include "platform/XSysFile.h"
 
@@ -7,7 +10,13 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <functional>
 #include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -24,6 +33,19 @@ DWORD OpenError(const std::string& path, unsigned int nFlags, XString* pName = n
         *pName = error.GetFileName();
     return error.GetErrCode();
 }
+
+// Whether a second open with nFlags is allowed beside the live ones.
+bool CanOpen(const std::string& path, unsigned int nFlags)
+{
+    XFile file;
+    XFileException error;
+    if (file.Open(path.c_str(), nFlags, &error))
+        return true;
+    EXPECT_EQ(error.GetErrCode(), static_cast<DWORD>(kSysSharingViolation));
+    return false;
+}
+
+const unsigned int kRead = XFile::flagRead, kWrite = XFile::flagWrite, kNone = XFile::flagShareDenyNone;
 
 } // namespace
 
@@ -46,7 +68,7 @@ TEST(XFile, OpenFailuresAndCreateDispositions)
         // The name of a failed local open is the remote scheme and a backslash.
         EXPECT_STREQ(strName, kLocalFailureName);
     }
-    EXPECT_FALSE(std::filesystem::exists(dir("missing")));
+    EXPECT_FALSE(fs::exists(dir("missing")));
     // The constructor throws what Open found.
     XString strName;
     EXPECT_EQ(ThrownCode([&] { XFile f(dir("missing").c_str(), XFile::flagRead); }, &strName),
@@ -54,7 +76,7 @@ TEST(XFile, OpenFailuresAndCreateDispositions)
     EXPECT_STREQ(strName, kLocalFailureName);
     // A read-only file refuses writing, even to an administrator with the override off.
     std::string ro = dir.Make("ro.bin", "abc");
-    std::filesystem::permissions(ro, std::filesystem::perms::owner_read);
+    fs::permissions(ro, fs::perms::owner_read);
     ASSERT_TRUE(XfnSysSetPermissionOverride(false));
     DWORD nError = OpenError(ro, XFile::flagReadWrite | XFile::flagShareDenyNone);
     XfnSysSetPermissionOverride(true);
@@ -71,7 +93,7 @@ TEST(XFile, OpenFailuresAndCreateDispositions)
     dir.Make("d.bin", "content");
     for (const auto& c : dispositions)
         EXPECT_EQ(XFile(dir(c.pszName).c_str(), c.nFlags).GetLength(), c.nLength) << c.pszName << c.nFlags;
-    EXPECT_TRUE(std::filesystem::exists(dir("new.bin")));
+    EXPECT_TRUE(fs::exists(dir("new.bin")));
 }
 
 TEST(XFile, ReadWriteSeekIn64BitPositions)
@@ -185,8 +207,8 @@ TEST(XFile, DuplicatedAndAdoptedHandles)
 TEST(XFile, LongPathOpensButKeepsACutName)
 {
     XFilesTestDir dir;
-    std::filesystem::path deep = dir.path / std::string(100, 'a') / std::string(100, 'b') / std::string(100, 'c');
-    std::filesystem::create_directories(deep);
+    fs::path deep = dir.path / std::string(100, 'a') / std::string(100, 'b') / std::string(100, 'c');
+    fs::create_directories(deep);
     std::string path = (deep / "f.bin").string();
     XFile file(path.c_str(), XFile::flagReadWrite | XFile::flagCreate);
     file.Write("x", 1);
@@ -194,4 +216,260 @@ TEST(XFile, LongPathOpensButKeepsACutName)
     XFileStatus status;
     EXPECT_EQ(XFile::GetStatus(path.c_str(), status), 0);
     EXPECT_STREQ(status.szFullPath, "");
+}
+
+TEST(XFileStatus, InstanceAndStaticForms)
+{
+    XFilesTestDir dir;
+    std::string path = dir.Make("s.bin", "12345");
+    XFile file(path.c_str(), XFile::flagRead);
+    XFileStatus status, byName;
+    ASSERT_EQ(file.GetStatus(status), 1);
+    ASSERT_EQ(XFile::GetStatus(path.c_str(), byName), 1);
+    for (const XFileStatus* p : {&status, &byName}) {
+        EXPECT_EQ(p->nSize, 5);
+        EXPECT_EQ(p->nAttribute, FILE_ATTRIBUTE_ARCHIVE);
+        EXPECT_EQ(std::string(p->szFullPath), path);
+        EXPECT_NEAR(static_cast<double>(p->timeModified.GetTime()), XTime::GetTickCount().GetTime(), 60.0);
+        EXPECT_NE(p->timeCreated.GetTime(), 0);
+        EXPECT_NE(p->timeAccessed.GetTime(), 0);
+    }
+    EXPECT_EQ(XFile::GetStatus(dir("missing").c_str(), byName), 0);
+    EXPECT_EQ(std::string(byName.szFullPath), dir("missing"));
+    // The instance form keeps only the low word of the size.
+    std::string big = dir("big.bin");
+    XFile(big.c_str(), XFile::flagWrite | XFile::flagCreate).SetLength(0x100000010LL);
+    ASSERT_EQ(XFile(big.c_str(), XFile::flagRead).GetStatus(status), 1);
+    EXPECT_EQ(status.nSize, 0x10);
+    ASSERT_EQ(XFile::GetStatus(big.c_str(), status), 1);
+    EXPECT_EQ(status.nSize, 0x100000010LL);
+}
+
+TEST(XFileStatus, AttributeBitsFromTheFileSystem)
+{
+    XFilesTestDir dir;
+    fs::create_directories(dir.path / "sub");
+    dir.Make(".hidden", "h");
+    fs::permissions(dir.Make("ro", "r"), fs::perms::owner_read | fs::perms::group_read);
+    const std::pair<const char*, int> cases[] = {
+        {"sub", FILE_ATTRIBUTE_DIRECTORY}, {".hidden", FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_HIDDEN},
+        {"ro", FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_READONLY},
+        // A wildcard finds the first matching entry, as a directory search does.
+        {"r*", FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_READONLY},
+    };
+    for (const auto& c : cases) {
+        XFileStatus status;
+        ASSERT_EQ(XFile::GetStatus(dir(c.first).c_str(), status), 1) << c.first;
+        EXPECT_EQ(status.nAttribute, c.second) << c.first;
+    }
+}
+
+TEST(XFileStatus, SetStatusWritesTimesOnlyWithAModifiedTimeAroundTheReadOnlyBit)
+{
+    XFilesTestDir dir;
+    std::string path = dir.Make("t.bin", "x");
+    XFileStatus before, after;
+    ASSERT_EQ(XFile::GetStatus(path.c_str(), before), 1);
+    XFileStatus status = before;
+    status.timeModified = XTime(0);
+    status.timeAccessed = status.timeCreated = XTime(2001, 2, 3, 4, 5, 6);
+    XFile::SetStatus(path.c_str(), status);
+    ASSERT_EQ(XFile::GetStatus(path.c_str(), after), 1);
+    EXPECT_EQ(after.timeModified.GetTime(), before.timeModified.GetTime());
+    EXPECT_EQ(after.timeAccessed.GetTime(), before.timeAccessed.GetTime());
+    status.timeModified = XTime(2010, 6, 7, 8, 9, 10);
+    status.timeAccessed = XTime(2011, 1, 2, 3, 4, 5);
+    XFile::SetStatus(path.c_str(), status);
+    ASSERT_EQ(XFile::GetStatus(path.c_str(), after), 1);
+    EXPECT_EQ(after.timeModified.GetTime(), XTime(2010, 6, 7, 8, 9, 10).GetTime());
+    EXPECT_EQ(after.timeAccessed.GetTime(), XTime(2011, 1, 2, 3, 4, 5).GetTime());
+    // The read-only bit is set after the times, and cleared before them.
+    status.nAttribute = FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_READONLY;
+    status.timeModified = XTime(2012, 1, 1, 0, 0, 0);
+    XFile::SetStatus(path.c_str(), status);
+    EXPECT_EQ(fs::status(path).permissions() & fs::perms::owner_write, fs::perms::none);
+    ASSERT_EQ(XFile::GetStatus(path.c_str(), after), 1);
+    EXPECT_EQ(after.timeModified.GetTime(), XTime(2012, 1, 1, 0, 0, 0).GetTime());
+    // Back to writable, with a new time: the bit is cleared before the
+    // times are written, or the open for them would be refused.
+    status.nAttribute = FILE_ATTRIBUTE_ARCHIVE;
+    status.timeModified = XTime(2013, 1, 1, 0, 0, 0);
+    ASSERT_TRUE(XfnSysSetPermissionOverride(false));
+    EXPECT_NO_THROW(XFile::SetStatus(path.c_str(), status));
+    XfnSysSetPermissionOverride(true);
+    EXPECT_NE(fs::status(path).permissions() & fs::perms::owner_write, fs::perms::none);
+    XString strName;
+    EXPECT_EQ(ThrownCode([&] { XFile::SetStatus(dir("missing").c_str(), status); }, &strName), static_cast<DWORD>(ENOENT));
+    EXPECT_EQ(std::string(strName), dir("missing"));
+}
+
+TEST(XFileStatus, RenameAndRemove)
+{
+    XFilesTestDir dir;
+    std::string a = dir.Make("a", "A");
+    std::string b = dir.Make("b", "B");
+    XString strName;
+    // A failed rename reports the new name; it never replaces a file.
+    EXPECT_EQ(ThrownCode([&] { XFile::Rename(dir("missing").c_str(), dir("new").c_str()); }, &strName),
+              static_cast<DWORD>(ENOENT));
+    EXPECT_EQ(std::string(strName), dir("new"));
+    EXPECT_EQ(ThrownCode([&] { XFile::Rename(a.c_str(), b.c_str()); }), static_cast<DWORD>(EEXIST));
+    EXPECT_EQ(XFilesTestDir::Slurp(b), "B");
+    XFile::Rename(a.c_str(), dir("c").c_str());
+    EXPECT_EQ(XFilesTestDir::Slurp(dir("c")), "A");
+    XFile::Remove(dir("c").c_str());
+    EXPECT_FALSE(fs::exists(dir("c")));
+    // Files go, directories do not.
+    EXPECT_EQ(ThrownCode([&] { XFile::Remove(dir("missing").c_str()); }, &strName), static_cast<DWORD>(ENOENT));
+    EXPECT_EQ(std::string(strName), dir("missing"));
+    EXPECT_EQ(ThrownCode([&] { XFile::Remove(dir.path.string().c_str()); }), static_cast<DWORD>(EISDIR));
+    EXPECT_TRUE(fs::exists(dir.path));
+}
+
+TEST(XFileStatus, RenameMovesToAnotherFileSystemWithoutReplacing)
+{
+    struct stat st1, st2;
+    if (stat("/tmp", &st1) != 0 || stat("/dev/shm", &st2) != 0 || st1.st_dev == st2.st_dev)
+        GTEST_SKIP() << "no second file system at /dev/shm";
+    XFilesTestDir dir;
+    std::string from = dir.Make("from", "moved bytes");
+    std::string to = "/dev/shm/kvd_move_" + std::to_string(getpid());
+    XFile::Rename(from.c_str(), to.c_str());
+    EXPECT_FALSE(fs::exists(from));
+    EXPECT_EQ(XFilesTestDir::Slurp(to), "moved bytes");
+    dir.Make("from", "a");
+    EXPECT_THROW(XFile::Rename(from.c_str(), to.c_str()), XFileException);
+    EXPECT_EQ(XFilesTestDir::Slurp(from), "a");
+    EXPECT_EQ(XFilesTestDir::Slurp(to), "moved bytes");
+    fs::remove(to);
+}
+
+TEST(XFileShare, ModesOfTheFirstOpenDecideTheSecond)
+{
+    XFilesTestDir dir;
+    std::string path = dir.Make("s.bin", "data");
+    const struct {
+        unsigned int nFirst;
+        unsigned int nSecond;
+        bool bAllowed;
+    } cases[] = {
+        // Share field 0 is exclusive; a refused create does not cut the file
+        // first; opening for queries only asks no data access.
+        {kRead, kRead | kNone, false}, {kRead, kWrite | kNone, false},
+        {kRead, kWrite | XFile::flagCreate | kNone, false}, {kRead, 3, true},
+        {kRead | XFile::flagShareDenyWrite, kRead | kNone, true},
+        {kRead | XFile::flagShareDenyWrite, XFile::flagReadWrite | kNone, false},
+        // The newcomer must share reading with the reader already there.
+        {kRead | XFile::flagShareDenyWrite, kRead | XFile::flagShareDenyRead, false},
+        {kWrite | XFile::flagShareDenyRead, kRead | kNone, false},
+        {kWrite | XFile::flagShareDenyRead, kWrite | kNone, true},
+        {kWrite | XFile::flagShareDenyRead, kWrite | XFile::flagShareDenyWrite, false},
+        // The other values of the share field count as exclusive.
+        {kRead | 0x50, kRead | kNone, false},
+    };
+    for (const auto& c : cases) {
+        XFile first(path.c_str(), c.nFirst);
+        EXPECT_EQ(CanOpen(path, c.nSecond), c.bAllowed) << std::hex << c.nFirst << " then " << c.nSecond;
+        EXPECT_EQ(first.GetLength(), 4);
+    }
+    EXPECT_TRUE(CanOpen(path, kRead));
+    // A duplicate is the same open: it holds the file until it goes too.
+    XFile file(path.c_str(), kRead);
+    XFile* pCopy = file.Duplicate();
+    file.Close();
+    EXPECT_FALSE(CanOpen(path, kRead | kNone));
+    pCopy->Abort();
+    EXPECT_TRUE(CanOpen(path, kRead));
+    delete pCopy;
+}
+
+TEST(XFileLock, RangesExcludeOtherOpensOfTheFile)
+{
+    XFilesTestDir dir;
+    std::string path = dir.Make("l.bin", std::string(100, 'x'));
+    XFile a(path.c_str(), XFile::flagReadWrite | kNone);
+    XFile b(path.c_str(), XFile::flagReadWrite | kNone);
+    a.LockRange(10, 20);
+    b.LockRange(30, 10); // touching, not overlapping
+    XString strName;
+    EXPECT_EQ(ThrownCode([&] { b.LockRange(25, 2); }, &strName), static_cast<DWORD>(EAGAIN));
+    EXPECT_EQ(std::string(strName), path);
+    a.UnlockRange(10, 20);
+    b.LockRange(25, 2);
+    b.UnlockRange(25, 2);
+    b.UnlockRange(30, 10);
+    // A zero-length range would mean the whole file here: it is refused.
+    EXPECT_THROW(a.LockRange(0, 0), XFileException);
+    // A reader's lock is shared among readers and keeps writers out.
+    XFile r1(path.c_str(), kRead | kNone);
+    XFile r2(path.c_str(), kRead | kNone);
+    r1.LockRange(0, 5);
+    r2.LockRange(0, 5);
+    EXPECT_THROW(a.LockRange(0, 1), XFileException);
+}
+
+TEST(XFileFaults, FullDiskMidWriteIsAShortWrite)
+{
+    XFilesTestDir dir;
+    std::string path = dir("full.bin");
+    XFile file(path.c_str(), XFile::flagReadWrite | XFile::flagCreate);
+    std::vector<char> data(100000, 'd');
+    ASSERT_TRUE(XfnSysSetFileSizeLimit(65536));
+    XString strName;
+    auto cause = ThrownCause([&] { file.Write(data.data(), static_cast<unsigned int>(data.size())); }, &strName);
+    EXPECT_EQ(cause, std::make_pair(static_cast<int>(XFileErrorException::diskFull), -1));
+    EXPECT_EQ(std::string(strName), path);
+    // What fitted stays, and the position is after it; then nothing more
+    // fits, and the system's own error comes back.
+    EXPECT_EQ(file.GetLength(), 65536);
+    EXPECT_EQ(file.GetPosition(), 65536);
+    EXPECT_EQ(ThrownCode([&] { file.Write(data.data(), 10); }, &strName), static_cast<DWORD>(EFBIG));
+    EXPECT_EQ(std::string(strName), path);
+    XfnSysSetFileSizeLimit(-1);
+    file.Write(data.data(), 10);
+    EXPECT_EQ(file.GetLength(), 65546);
+}
+
+TEST(XFileFaults, SystemErrorsBecomeFileExceptions)
+{
+    XFilesTestDir dir;
+    std::string path = dir("f.bin");
+    XFile file(path.c_str(), XFile::flagReadWrite | XFile::flagCreate);
+    file.Write("abc", 3);
+    // The times of another file, which SetStatus opens for itself.
+    std::string other = dir.Make("t.bin", "t");
+    XFileStatus timed = XFileStatus();
+    timed.timeModified = XTime(1000000);
+    FaultScope faults;
+    char buf[3];
+    const struct {
+        XSysCall nCall;
+        int nError;
+        const std::string& name;
+        std::function<void()> call;
+    } cases[] = {
+        {XSysCall::Write, ENOSPC, path, [&] { file.Write("xyz", 3); }},
+        {XSysCall::Read, EIO, path, [&] { file.Read(buf, 3); }}, {XSysCall::Flush, EIO, path, [&] { file.Flush(); }},
+        {XSysCall::SetEnd, EROFS, path, [&] { file.SetLength(1); }},
+        {XSysCall::Seek, EOVERFLOW, path, [&] { file.GetPosition(); }},
+        {XSysCall::Lock, ENOLCK, path, [&] { file.UnlockRange(0, 1); }},
+        {XSysCall::Stat, EIO, other, [&] { XFile::SetStatus(other.c_str(), timed); }},
+        {XSysCall::Open, EMFILE, other, [&] { XFile::SetStatus(other.c_str(), timed); }},
+        {XSysCall::SetTimes, EPERM, other, [&] { XFile::SetStatus(other.c_str(), timed); }},
+    };
+    for (const auto& c : cases) {
+        XfnSysInjectFault(c.nCall, c.nError);
+        XString strName;
+        EXPECT_EQ(ThrownCode(c.call, &strName), static_cast<DWORD>(c.nError)) << static_cast<int>(c.nCall);
+        EXPECT_EQ(std::string(strName), c.name);
+        XfnSysClearFaults();
+    }
+    // The failed write wrote nothing, the failed SetLength cut nothing.
+    EXPECT_EQ(file.GetLength(), 3);
+    XFileStatus status;
+    XfnSysInjectFault(XSysCall::Stat, EIO);
+    EXPECT_EQ(file.GetStatus(status), 0);
+    // Close never throws, whatever the platform says.
+    file.Close();
+    EXPECT_EQ(file.hFile, -1);
 }
