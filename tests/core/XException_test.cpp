@@ -111,8 +111,10 @@ TEST(XException, EveryFailureIsAStdExceptionThatSaysWhat)
         {[&] { XFile("/dev/null", XFile::flagWrite).Read(&n, 1); }, {std::strerror(EBADF), "[Win32]", "[/dev/null]"}},
         {[&] { ar >> n; }, {"end of the stream"}},
         {[&] { XMemFile(abBlock, sizeof abBlock, 0).Write("abc", 3); }, {"out of memory"}},
-        {[] { XArchiveException::Throw(XArchiveException::badClass, "graph.bin"); }, {"unknown or unexpected class", "graph.bin"}},
-        {[] { XFileErrorException::Throw(XFileErrorException::diskFull, 28, "full.bin"); }, {"disk full", "error 28", "full.bin"}},
+        {[] { XArchiveException::Throw(XArchiveException::badClass, "graph.bin"); },
+         {"unknown or unexpected class", "graph.bin"}},
+        {[] { XFileErrorException::Throw(XFileErrorException::diskFull, 28, "full.bin"); },
+         {"disk full", "error 28", "full.bin"}},
         {[] { XNotSupportedException::Throw(); }, {"not supported"}},
     };
     for (const auto& f : failures) {

@@ -58,7 +58,8 @@ TEST(XRuntimeClass, RegistrationCreationAndFailures)
     // An empty record, a throwing constructor and an abstract class create nothing.
     XRuntimeClass empty;
     EXPECT_STREQ(empty.lpszClassName, "");
-    const XRuntimeClass* const classes[] = {&empty, XTestFaulty::GetRuntimeClassStatic(), XException::GetRuntimeClassStatic()};
+    const XRuntimeClass* const classes[] = {&empty, XTestFaulty::GetRuntimeClassStatic(),
+                                            XException::GetRuntimeClassStatic()};
     for (const XRuntimeClass* p : classes)
         EXPECT_EQ(p->CreateObject(), nullptr);
 }

@@ -38,7 +38,8 @@ TEST_F(XTimeTest, LocalConstructionAndFields)
     EXPECT_EQ(t.GetTime(), 1705321845); // 12:30:45 UTC
     EXPECT_STREQ(t.Format("%Y-%m-%d %H:%M:%S"), "2024-01-15 13:30:45");
     // The fields are local; a Monday is day 2, Sunday being 1.
-    const int fields[] = {t.GetYear(), t.GetMonth(), t.GetDay(), t.GetHour(), t.GetMinute(), t.GetSecond(), t.GetDayOfWeek()};
+    const int fields[] = {t.GetYear(),   t.GetMonth(),  t.GetDay(),      t.GetHour(),
+                          t.GetMinute(), t.GetSecond(), t.GetDayOfWeek()};
     EXPECT_EQ(std::vector<int>(std::begin(fields), std::end(fields)), (std::vector<int>{2024, 1, 15, 13, 30, 45, 2}));
     XTime summer(2024, 7, 1, 12, 0, 0);
     EXPECT_EQ(summer.GetTime(), 1719828000); // 10:00 UTC
@@ -105,7 +106,8 @@ TEST(XTimeSpan, PartsTotalsAndFormat)
 {
     XTimeSpan mixed(2, 3, 4, 5);
     EXPECT_EQ(mixed.nTimeSpan, 2 * 86400 + 3 * 3600 + 4 * 60 + 5);
-    const LONG parts[] = {mixed.GetDays(), mixed.GetHours(), mixed.GetMinutes(), mixed.GetSeconds(), mixed.GetTotalHours()};
+    const LONG parts[] = {mixed.GetDays(), mixed.GetHours(), mixed.GetMinutes(), mixed.GetSeconds(),
+                          mixed.GetTotalHours()};
     EXPECT_EQ(std::vector<LONG>(std::begin(parts), std::end(parts)), (std::vector<LONG>{2, 3, 4, 5, 51}));
     XTimeSpan neg(-90);
     EXPECT_EQ(neg.GetMinutes(), -1);

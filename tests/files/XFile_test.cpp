@@ -299,7 +299,8 @@ TEST(XFileStatus, SetStatusWritesTimesOnlyWithAModifiedTimeAroundTheReadOnlyBit)
     XfnSysSetPermissionOverride(true);
     EXPECT_NE(fs::status(path).permissions() & fs::perms::owner_write, fs::perms::none);
     XString strName;
-    EXPECT_EQ(ThrownCode([&] { XFile::SetStatus(dir("missing").c_str(), status); }, &strName), static_cast<DWORD>(ENOENT));
+    EXPECT_EQ(ThrownCode([&] { XFile::SetStatus(dir("missing").c_str(), status); }, &strName),
+              static_cast<DWORD>(ENOENT));
     EXPECT_EQ(std::string(strName), dir("missing"));
 }
 

@@ -29,7 +29,8 @@ TEST(XStdioFile, LinesAreReadIn128ByteSteps)
 {
     XFilesTestDir dir;
     const std::string line128(128, 'a'), line300(300, 'b');
-    XStdioFile file(dir.Make("lines.txt", "short\n\n" + line128 + "\n" + line300 + "\nab\r\ncd").c_str(), XFile::flagRead);
+    std::string path = dir.Make("lines.txt", "short\n\n" + line128 + "\n" + line300 + "\nab\r\ncd");
+    XStdioFile file(path.c_str(), XFile::flagRead);
     XString strLine;
     for (const std::string& strExpected : {std::string("short"), std::string(), line128, line300}) {
         EXPECT_EQ(file.ReadString(strLine), 1);
