@@ -53,6 +53,10 @@ namespace {
 
 using collstream::Bytes;
 using collstream::Concat;
+using collstream::KnownHierarchy;
+using collstream::NewHierarchy;
+using collstream::Ordered;
+using collstream::U32;
 using collstream::Load;
 using collstream::nSwapModes;
 using collstream::Store;
@@ -62,13 +66,10 @@ Bytes Text(const std::string& s)
     return Bytes(s.begin(), s.end());
 }
 
-// The hierarchy block's magic in the default (reversed) order.
-const Bytes kMagic = {0xFA, 0x2D, 0x48, 0x1C};
-
+// A class record of schema 1, in the default (reversed) order.
 Bytes ClassRecord(const std::string& strName)
 {
-    return Concat({{0, 0, 0, 1, static_cast<unsigned char>(strName.size() >> 8), static_cast<unsigned char>(strName.size())},
-                   Text(strName)});
+    return Concat({U32(1), Ordered(static_cast<unsigned int>(strName.size()), 2, false), Text(strName)});
 }
 
 int CauseOf(const std::function<void()>& fn)
@@ -185,8 +186,7 @@ TEST(XArchiveObjects, FirstObjectStreamIsExact)
     XTestNode node;
     node.nValue = 0x11223344;
     Bytes b = Store([&](XArchive& ar) { ar << static_cast<const XObject*>(&node); });
-    Bytes expected = Concat({{4}, kMagic, {0, 0, 0, 2}, ClassRecord("XTestNode"), ClassRecord("XObject"),
-                             kMagic, {0, 0, 0, 0}, {0x11, 0x22, 0x33, 0x44}, {0}});
+    Bytes expected = Concat({{4}, NewHierarchy("XTestNode"), KnownHierarchy(), {0x11, 0x22, 0x33, 0x44}, {0}});
     EXPECT_EQ(b, expected);
 }
 
@@ -240,7 +240,7 @@ TEST(XArchiveObjects, BadTagsIndexesAndKinds)
     });
     // After a first object, tag 3 naming a class record and tag 2 naming an
     // object are of the wrong kind.
-    const Bytes first = Concat({{4}, kMagic, {0, 0, 0, 1}, ClassRecord("XObject"), kMagic, {0, 0, 0, 0}});
+    const Bytes first = Concat({{4}, U32(0xFA2D481Cu), U32(1), ClassRecord("XObject"), KnownHierarchy()});
     const struct {
         Bytes stream;
         bool bReadFirst;
@@ -271,7 +271,7 @@ TEST(XArchiveObjects, ClassRecordsAndSchemas)
     {
         // A registered name of 63 bytes loads.
         XRuntimeClass long63(strName63.c_str(), 0, 1, &XTestVersioned::CreateObject, XObject::GetRuntimeClassStatic());
-        Load(Concat({{1}, ClassRecord(strName63), kMagic, {0, 0, 0, 0}}), [](XArchive& ar) {
+        Load(Concat({{1}, ClassRecord(strName63), KnownHierarchy()}), [](XArchive& ar) {
             XObject* p = ar.ReadObject(nullptr);
             EXPECT_NE(p, nullptr);
             delete p;
@@ -289,7 +289,7 @@ TEST(XArchiveObjects, ClassRecordsAndSchemas)
         Load(r.first, [&](XArchive& ar) { EXPECT_EQ(CauseOf([&] { ar.ReadObject(nullptr); }), r.second); });
     // Tag 1 loads a single record; the body's block is then count 0, and the
     // class learns its stored schema.
-    Load(Concat({{1}, ClassRecord("XTestVersioned"), kMagic, {0, 0, 0, 0}}), [](XArchive& ar) {
+    Load(Concat({{1}, ClassRecord("XTestVersioned"), KnownHierarchy()}), [](XArchive& ar) {
         EXPECT_EQ(ar.GetRTCSchemaStored("XTestVersioned"), 0u);
         XObject* p = ar.ReadObject(nullptr);
         ASSERT_NE(p, nullptr);
@@ -304,7 +304,7 @@ TEST(XArchiveObjects, BodyWithoutBlockStepsBack)
 {
     // A direct Serialize whose body starts with the fields themselves; then
     // one whose first field equals the magic, which is taken for a block.
-    const std::pair<Bytes, int> cases[] = {{{0, 0, 0, 0x2A, 0}, 42}, {Concat({kMagic, {0, 0, 0, 0, 0, 0, 0, 7, 0}}), 7}};
+    const std::pair<Bytes, int> cases[] = {{{0, 0, 0, 0x2A, 0}, 42}, {Concat({KnownHierarchy(), {0, 0, 0, 7, 0}}), 7}};
     for (const auto& c : cases)
         Load(c.first, [&](XArchive& ar) {
             XTestNode node;

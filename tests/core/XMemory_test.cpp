@@ -52,24 +52,16 @@ void* HandleOf(void* p)
 
 } // namespace
 
-TEST_F(XMemoryTest, HeapBlocksAreEnteredWithoutHandle)
+TEST_F(XMemoryTest, BlocksOnTheHeapOrInANamedTemporaryFile)
 {
-    void* p = XMalloc(100, 0);
-    ASSERT_NE(p, nullptr);
-    EXPECT_EQ(HandleOf(p), nullptr);
-    std::memset(p, 1, 100);
-    EXPECT_EQ(XFree(p), 1);
-    void* pHandle = nullptr;
-    EXPECT_FALSE(XMemory::mapMem.Lookup(p, pHandle));
-    // Small requests of mode 2 fit in memory.
-    void* q = XMemory::Alloc(4096, 2);
-    EXPECT_EQ(HandleOf(q), nullptr);
-    EXPECT_EQ(XMemory::Free(q), 1);
-    EXPECT_TRUE(Empty());
-}
-
-TEST_F(XMemoryTest, FileBlocksLiveInANamedTemporaryFile)
-{
+    // Heap blocks, and small requests of mode 2, are entered without a handle.
+    for (void* pHeap : {XMalloc(100, 0), XMemory::Alloc(4096, 2)}) {
+        ASSERT_NE(pHeap, nullptr);
+        EXPECT_EQ(HandleOf(pHeap), nullptr);
+        EXPECT_EQ(XFree(pHeap), 1);
+        void* pHandle = nullptr;
+        EXPECT_FALSE(XMemory::mapMem.Lookup(pHeap, pHandle));
+    }
     const int64_t nSize = 3 << 20;
     unsigned char* p = static_cast<unsigned char*>(XMalloc(nSize, 1));
     ASSERT_NE(p, nullptr);
