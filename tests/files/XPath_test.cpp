@@ -87,28 +87,26 @@ TEST(XfnFullPath, ResolvesFromCurrentDirectoryOrGivesACutCopy)
 {
     XFilesTestDir dir;
     std::filesystem::create_directories(dir.path / "sub");
-    std::string base = std::filesystem::canonical(dir.path).string();
+    const std::string base = std::filesystem::canonical(dir.path).string();
+    const std::string longPath = "/" + std::string(300, 'p'), fits = "/" + std::string(258, 'q');
+    // Too long or empty: a copy cut to 259 characters, and 0; exactly 259 still fit.
+    const struct {
+        std::string in;
+        int nResult;
+        std::string out;
+    } cases[] = {{"sub/../sub\\.\\f.txt", 1, base + "/sub/f.txt"}, {"sub/", 1, base + "/sub/"},
+                 {"/a//b/../c", 1, "/a/c"}, {"/..", 1, "/"}, {longPath, 0, longPath.substr(0, 259)}, {fits, 1, fits},
+                 {"", 0, ""}};
     char out[260];
     InDirectory(base, [&] {
-        ASSERT_EQ(XfnFullPath(out, "sub/../sub\\.\\f.txt"), 1);
-        EXPECT_EQ(std::string(out), base + "/sub/f.txt");
-        ASSERT_EQ(XfnFullPath(out, "sub/"), 1);
-        EXPECT_EQ(std::string(out), base + "/sub/");
+        for (const auto& c : cases) {
+            EXPECT_EQ(XfnFullPath(out, c.in.c_str()), c.nResult) << c.in;
+            EXPECT_EQ(std::string(out), c.out);
+        }
         EXPECT_EQ(std::string(XfnGetFullPath(XString("x"))), base + "/x");
     });
-    ASSERT_EQ(XfnFullPath(out, "/a//b/../c"), 1);
-    EXPECT_STREQ(out, "/a/c");
-    ASSERT_EQ(XfnFullPath(out, "/.."), 1);
-    EXPECT_STREQ(out, "/");
-    // Too long or empty: a copy cut to 259 characters, and 0.
-    std::string longPath = "/" + std::string(300, 'p');
-    EXPECT_EQ(XfnFullPath(out, longPath.c_str()), 0);
-    EXPECT_EQ(std::string(out), longPath.substr(0, 259));
-    EXPECT_EQ(XfnFullPath(out, ("/" + std::string(258, 'q')).c_str()), 1); // exactly 259 still fit
-    for (const char* pszEmpty : {"", static_cast<const char*>(nullptr)}) {
-        EXPECT_EQ(XfnFullPath(out, pszEmpty), 0);
-        EXPECT_STREQ(out, "");
-    }
+    EXPECT_EQ(XfnFullPath(out, nullptr), 0);
+    EXPECT_STREQ(out, "");
 }
 
 TEST(XfnGetModuleFileName, ProgramAndLibrary)
