@@ -38,42 +38,31 @@ std::string ReadFile(const fs::path& path)
     return text.str();
 }
 
-// Runs the independent peer (Python's cryptography package) in a scratch
-// directory of its own.
+// Runs the independent peer (Python's cryptography package) on files of a scratch directory.
 class RSAPeer : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        dir = fs::temp_directory_path() / ("kvd_rsa_" + std::to_string(std::random_device()()));
-        fs::create_directories(dir);
-    }
+    void SetUp() override { fs::create_directories(dir); }
     void TearDown() override { fs::remove_all(dir); }
 
-    // The operation's output; each argument is a file name, or a text put in a file first.
-    std::string Run(const std::string& strOp, const std::string& strArg, const std::string& strText = "")
+    // A text in a file of the scratch directory, as a quoted argument.
+    std::string File(const char* pszName, const std::string& strText)
     {
-        std::string strArgs = "'" + strArg + "'";
-        if (!strText.empty()) {
-            std::ofstream(dir / "text", std::ios::binary) << strText;
-            strArgs += " '" + (dir / "text").string() + "'";
-        }
-        fs::path script = fs::path(__FILE__).parent_path() / "rsa_peer.py";
-        // Debian's interpreter, where the distribution's cryptography package is.
+        std::ofstream(dir / pszName, std::ios::binary) << strText;
+        return "'" + (dir / pszName).string() + "'";
+    }
+
+    // The output of an operation; Debian's interpreter is where the distribution's package is.
+    std::string Run(const std::string& strOp, const std::string& strArgs)
+    {
         std::string strCommand = (fs::exists("/usr/bin/python3") ? "/usr/bin/python3 '" : "python3 '") +
-                                 script.string() + "' " + strOp + " '" + (dir / "out").string() + "' " + strArgs;
+                                 (fs::path(__FILE__).parent_path() / "rsa_peer.py").string() + "' " + strOp + " '" +
+                                 (dir / "out").string() + "' " + strArgs;
         if (std::system(strCommand.c_str()) != 0)
             throw std::runtime_error("peer failed: " + strCommand);
         return ReadFile(dir / "out");
     }
 
-    // A key text in a file of the scratch directory.
-    std::string KeyFile(const XString& strKey, const char* pszName = "key")
-    {
-        std::ofstream(dir / pszName, std::ios::binary) << std::string(strKey);
-        return (dir / pszName).string();
-    }
-
-    fs::path dir;
+    fs::path dir = fs::temp_directory_path() / ("kvd_rsa_" + std::to_string(std::random_device()()));
 };
 
 } // namespace
@@ -143,7 +132,7 @@ TEST_F(RSAPeer, KeyFilesHoldTheKeyTexts)
     XfnGenerateRSAKeyFile(1024, priv.c_str(), pub.c_str(), "file seed");
     XString strPrivate(ReadFile(priv).c_str()), strPublic(ReadFile(pub).c_str());
     EXPECT_TRUE(IsUpperHex(strPrivate));
-    EXPECT_EQ(Run("public", priv.string()), std::string(strPublic));
+    EXPECT_EQ(Run("public", "'" + priv.string() + "'"), std::string(strPublic));
     XString strCipher = XfnRSAEncryptStringByKeyFile(pub.c_str(), "by file");
     EXPECT_EQ(XfnRSADecryptStringByKeyFile(priv.c_str(), strCipher), XString("by file"));
     EXPECT_EQ(XfnRSADecryptStringByKey(strPrivate, XfnRSAEncryptStringByKey(strPublic, "mixed")), XString("mixed"));
@@ -153,10 +142,12 @@ TEST_F(RSAPeer, OurKeysAndCipherTextsWorkThere)
 {
     const auto& keys = SharedKeys();
     // The peer derives the same public key text from our private key text.
-    EXPECT_EQ(Run("public", KeyFile(keys.first)), std::string(keys.second));
-    EXPECT_EQ(Run("decrypt", KeyFile(keys.first), std::string(XfnRSAEncryptStringByKey(keys.second, "user name"))),
-              "user name");
-    std::string strPeerCipher = Run("encrypt", KeyFile(keys.second), "from the peer");
+    const std::string strPrivate = File("priv", std::string(keys.first));
+    const std::string strPublic = File("pub", std::string(keys.second));
+    EXPECT_EQ(Run("public", strPrivate), std::string(keys.second));
+    XString strCipher = XfnRSAEncryptStringByKey(keys.second, "user name");
+    EXPECT_EQ(Run("decrypt", strPrivate + " " + File("cipher", std::string(strCipher))), "user name");
+    std::string strPeerCipher = Run("encrypt", strPublic + " " + File("text", "from the peer"));
     EXPECT_EQ(strPeerCipher.size(), 256u);
     EXPECT_EQ(XfnRSADecryptStringByKey(keys.first, strPeerCipher.c_str()), XString("from the peer"));
 }
