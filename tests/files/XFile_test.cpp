@@ -49,9 +49,10 @@ const unsigned int kRead = XFile::flagRead, kWrite = XFile::flagWrite, kNone = X
 
 } // namespace
 
-TEST(XFile, OpenFailuresAndCreateDispositions)
+class XFileTest : public XFilesTest {};
+
+TEST_F(XFileTest, OpenFailuresAndCreateDispositions)
 {
-    XFilesTestDir dir;
     const struct {
         std::string path;
         unsigned int nFlags;
@@ -96,9 +97,8 @@ TEST(XFile, OpenFailuresAndCreateDispositions)
     EXPECT_TRUE(fs::exists(dir("new.bin")));
 }
 
-TEST(XFile, ReadWriteSeekIn64BitPositions)
+TEST_F(XFileTest, ReadWriteSeekIn64BitPositions)
 {
-    XFilesTestDir dir;
     std::string path = dir("rw.bin");
     XFile file(path.c_str(), XFile::flagReadWrite | XFile::flagCreate);
     file.Write("hello world", 11);
@@ -125,7 +125,7 @@ TEST(XFile, ReadWriteSeekIn64BitPositions)
     EXPECT_EQ(ThrownCode([&] { file.Seek(0, 7); }), static_cast<DWORD>(EINVAL));
 }
 
-TEST(XFile, ClosedAndQueryOnlyHandles)
+TEST_F(XFileTest, ClosedAndQueryOnlyHandles)
 {
     XFile closed;
     char c = 0;
@@ -139,16 +139,14 @@ TEST(XFile, ClosedAndQueryOnlyHandles)
     EXPECT_EQ(ThrownCode([&] { closed.UnlockRange(0, 1); }), static_cast<DWORD>(EBADF));
     EXPECT_EQ(closed.GetLength(), -1);
     // Access 0 opens for queries only.
-    XFilesTestDir dir;
     XFile query(dir.Make("q.bin", "12345").c_str(), 3);
     EXPECT_EQ(query.GetLength(), 5);
     EXPECT_EQ(ThrownCode([&] { query.Read(&c, 1); }), static_cast<DWORD>(EBADF));
     EXPECT_EQ(ThrownCode([&] { query.Write("x", 1); }), static_cast<DWORD>(EBADF));
 }
 
-TEST(XFile, NamesCloseAndAbort)
+TEST_F(XFileTest, NamesCloseAndAbort)
 {
-    XFilesTestDir dir;
     std::string path = dir.Make("c.bin", "x");
     XFile file(path.c_str(), XFile::flagRead);
     EXPECT_STREQ(file.GetFileName(), "c.bin");
@@ -170,9 +168,8 @@ TEST(XFile, NamesCloseAndAbort)
     EXPECT_EQ(status.nSize, 0);
 }
 
-TEST(XFile, DuplicatedAndAdoptedHandles)
+TEST_F(XFileTest, DuplicatedAndAdoptedHandles)
 {
-    XFilesTestDir dir;
     std::string path = dir.Make("dup.bin", "abcdef");
     XFile file(path.c_str(), XFile::flagRead);
     XFile* pCopy = file.Duplicate();
@@ -199,9 +196,8 @@ TEST(XFile, DuplicatedAndAdoptedHandles)
     EXPECT_EQ(std::string(strName), path);
 }
 
-TEST(XFile, LongPathOpensButKeepsACutName)
+TEST_F(XFileTest, LongPathOpensButKeepsACutName)
 {
-    XFilesTestDir dir;
     fs::path deep = dir.path / std::string(100, 'a') / std::string(100, 'b') / std::string(100, 'c');
     fs::create_directories(deep);
     std::string path = (deep / "f.bin").string();
@@ -213,9 +209,8 @@ TEST(XFile, LongPathOpensButKeepsACutName)
     EXPECT_STREQ(status.szFullPath, "");
 }
 
-TEST(XFileStatus, InstanceAndStaticForms)
+TEST_F(XFileTest, StatusInInstanceAndStaticForms)
 {
-    XFilesTestDir dir;
     std::string path = dir.Make("s.bin", "12345");
     XFile file(path.c_str(), XFile::flagRead);
     XFileStatus status, byName;
@@ -240,9 +235,8 @@ TEST(XFileStatus, InstanceAndStaticForms)
     EXPECT_EQ(status.nSize, 0x100000010LL);
 }
 
-TEST(XFileStatus, AttributeBitsFromTheFileSystem)
+TEST_F(XFileTest, AttributeBitsFromTheFileSystem)
 {
-    XFilesTestDir dir;
     fs::create_directories(dir.path / "sub");
     dir.Make(".hidden", "h");
     fs::permissions(dir.Make("ro", "r"), fs::perms::owner_read | fs::perms::group_read);
@@ -259,9 +253,8 @@ TEST(XFileStatus, AttributeBitsFromTheFileSystem)
     }
 }
 
-TEST(XFileStatus, SetStatusWritesTimesOnlyWithAModifiedTimeAroundTheReadOnlyBit)
+TEST_F(XFileTest, SetStatusWritesTimesOnlyWithAModifiedTimeAroundTheReadOnlyBit)
 {
-    XFilesTestDir dir;
     std::string path = dir.Make("t.bin", "x");
     XFileStatus before, after;
     ASSERT_EQ(XFile::GetStatus(path.c_str(), before), 1);
@@ -299,9 +292,8 @@ TEST(XFileStatus, SetStatusWritesTimesOnlyWithAModifiedTimeAroundTheReadOnlyBit)
     EXPECT_EQ(std::string(strName), dir("missing"));
 }
 
-TEST(XFileStatus, RenameAndRemove)
+TEST_F(XFileTest, RenameAndRemove)
 {
-    XFilesTestDir dir;
     std::string a = dir.Make("a", "A");
     std::string b = dir.Make("b", "B");
     XString strName;
@@ -322,12 +314,11 @@ TEST(XFileStatus, RenameAndRemove)
     EXPECT_TRUE(fs::exists(dir.path));
 }
 
-TEST(XFileStatus, RenameMovesToAnotherFileSystemWithoutReplacing)
+TEST_F(XFileTest, RenameMovesToAnotherFileSystemWithoutReplacing)
 {
     struct stat st1, st2;
     if (stat("/tmp", &st1) != 0 || stat("/dev/shm", &st2) != 0 || st1.st_dev == st2.st_dev)
         GTEST_SKIP() << "no second file system at /dev/shm";
-    XFilesTestDir dir;
     std::string from = dir.Make("from", "moved bytes");
     std::string to = "/dev/shm/kvd_move_" + std::to_string(getpid());
     XFile::Rename(from.c_str(), to.c_str());
@@ -340,9 +331,8 @@ TEST(XFileStatus, RenameMovesToAnotherFileSystemWithoutReplacing)
     fs::remove(to);
 }
 
-TEST(XFileShare, ModesOfTheFirstOpenDecideTheSecond)
+TEST_F(XFileTest, ShareModesOfTheFirstOpenDecideTheSecond)
 {
-    XFilesTestDir dir;
     std::string path = dir.Make("s.bin", "data");
     const struct {
         unsigned int nFirst;
@@ -379,9 +369,8 @@ TEST(XFileShare, ModesOfTheFirstOpenDecideTheSecond)
     delete pCopy;
 }
 
-TEST(XFileLock, RangesExcludeOtherOpensOfTheFile)
+TEST_F(XFileTest, LockedRangesExcludeOtherOpensOfTheFile)
 {
-    XFilesTestDir dir;
     std::string path = dir.Make("l.bin", std::string(100, 'x'));
     XFile a(path.c_str(), XFile::flagReadWrite | kNone);
     XFile b(path.c_str(), XFile::flagReadWrite | kNone);
@@ -404,9 +393,8 @@ TEST(XFileLock, RangesExcludeOtherOpensOfTheFile)
     EXPECT_THROW(a.LockRange(0, 1), XFileException);
 }
 
-TEST(XFileFaults, FullDiskMidWriteIsAShortWrite)
+TEST_F(XFileTest, FullDiskMidWriteIsAShortWrite)
 {
-    XFilesTestDir dir;
     std::string path = dir("full.bin");
     XFile file(path.c_str(), XFile::flagReadWrite | XFile::flagCreate);
     std::vector<char> data(100000, 'd');
@@ -426,9 +414,8 @@ TEST(XFileFaults, FullDiskMidWriteIsAShortWrite)
     EXPECT_EQ(file.GetLength(), 65546);
 }
 
-TEST(XFileFaults, SystemErrorsBecomeFileExceptions)
+TEST_F(XFileTest, SystemErrorsBecomeFileExceptions)
 {
-    XFilesTestDir dir;
     std::string path = dir("f.bin");
     XFile file(path.c_str(), XFile::flagReadWrite | XFile::flagCreate);
     file.Write("abc", 3);

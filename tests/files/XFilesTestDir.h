@@ -50,6 +50,12 @@ public:
     std::filesystem::path path;
 };
 
+// The tests that need a scratch directory.
+class XFilesTest : public ::testing::Test {
+protected:
+    XFilesTestDir dir;
+};
+
 // Clears injected faults however the test ends.
 struct FaultScope {
     ~FaultScope() { XfnSysClearFaults(); }

@@ -42,9 +42,10 @@ std::string LastError(XMMFile& file)
 
 } // namespace
 
-TEST(XMMFile, OpenFailuresKeepTheirTexts)
+class XMMFileTest : public XFilesTest {};
+
+TEST_F(XMMFileTest, OpenFailuresKeepTheirTexts)
 {
-    XFilesTestDir dir;
     XMMFile file;
     FaultScope faults;
     std::string path = MakePattern(dir, "p.bin", 10);
@@ -74,9 +75,8 @@ TEST(XMMFile, OpenFailuresKeepTheirTexts)
     EXPECT_TRUE(file.Open(path.c_str(), XFile::flagRead));
 }
 
-TEST(XMMFile, ReadsAcrossWindows)
+TEST_F(XMMFileTest, ReadsAcrossWindows)
 {
-    XFilesTestDir dir;
     const uint64_t nSize = 3 * kGranule + 100;
     XMMFile file;
     ASSERT_TRUE(file.Open(MakePattern(dir, "r.bin", nSize).c_str(), XFile::flagRead));
@@ -105,9 +105,8 @@ TEST(XMMFile, ReadsAcrossWindows)
     EXPECT_TRUE(IsPattern(big, 0));
 }
 
-TEST(XMMFile, WritePastTheEndGrowsByAGranule)
+TEST_F(XMMFileTest, WritePastTheEndGrowsByAGranule)
 {
-    XFilesTestDir dir;
     std::string path = dir("w.bin");
     XMMFile file;
     ASSERT_TRUE(file.Create(path.c_str(), 100));
@@ -132,9 +131,8 @@ TEST(XMMFile, WritePastTheEndGrowsByAGranule)
     EXPECT_TRUE(IsPattern(std::vector<unsigned char>(disk.begin(), disk.begin() + static_cast<long>(nEnd)), 0));
 }
 
-TEST(XMMFile, WriteAfterReadingToTheEnd)
+TEST_F(XMMFileTest, WriteAfterReadingToTheEnd)
 {
-    XFilesTestDir dir;
     XMMFile file;
     ASSERT_TRUE(file.Open(MakePattern(dir, "a.bin", 10).c_str(), XFile::flagReadWrite));
     std::vector<unsigned char> all(15);
@@ -147,9 +145,8 @@ TEST(XMMFile, WriteAfterReadingToTheEnd)
     EXPECT_TRUE(IsPattern(all, 0));
 }
 
-TEST(XMMFile, TemporaryBackingFileGoesAtClose)
+TEST_F(XMMFileTest, TemporaryBackingFileGoesAtClose)
 {
-    XFilesTestDir dir;
     XfnSetTempPath((dir.path.string() + "/").c_str());
     XMMFile file;
     ASSERT_TRUE(file.Create(3 * kGranule));
@@ -165,9 +162,8 @@ TEST(XMMFile, TemporaryBackingFileGoesAtClose)
     EXPECT_TRUE(std::filesystem::is_empty(dir.path));
 }
 
-TEST(XMMFile, FailedGrowthLeavesTheFileReadable)
+TEST_F(XMMFileTest, FailedGrowthLeavesTheFileReadable)
 {
-    XFilesTestDir dir;
     std::string path = MakePattern(dir, "g.bin", 100);
     XMMFile file;
     ASSERT_TRUE(file.Open(path.c_str(), XFile::flagReadWrite));

@@ -32,6 +32,8 @@ bool IsTempName(const std::string& name, const std::string& prefix)
 
 } // namespace
 
+class XPathTest : public XFilesTest {};
+
 TEST(XfnComparePath, IgnoresCaseOfPlainLettersOnly)
 {
     EXPECT_EQ(XfnComparePath("/Data/Scene.TIF", "/data/scene.tif"), 1);
@@ -83,9 +85,8 @@ TEST(XPath, PartsOfAPath)
     EXPECT_EQ(XfnGetFileName(XString(("/d/" + std::string(300, 'n')).c_str())).GetLength(), 255);
 }
 
-TEST(XfnFullPath, ResolvesFromCurrentDirectoryOrGivesACutCopy)
+TEST_F(XPathTest, ResolvesFromCurrentDirectoryOrGivesACutCopy)
 {
-    XFilesTestDir dir;
     std::filesystem::create_directories(dir.path / "sub");
     const std::string base = std::filesystem::canonical(dir.path).string();
     const std::string longPath = "/" + std::string(300, 'p'), fits = "/" + std::string(258, 'q');
@@ -127,9 +128,8 @@ TEST(XfnGetModuleFileName, ProgramAndLibrary)
     EXPECT_STREQ(XfnGetModulePathUpper(&nLocal), "");
 }
 
-TEST(XfnGetTempFileName, TimeTailInSetOrCurrentDirectory)
+TEST_F(XPathTest, TimeTailInSetOrCurrentDirectory)
 {
-    XFilesTestDir dir;
     std::string base = std::filesystem::canonical(dir.path).string();
     InDirectory(base, [&] {
         std::string name(XfnGetTempFileName("XMMFileTemp"));

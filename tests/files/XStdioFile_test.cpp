@@ -10,6 +10,8 @@
 #include <functional>
 #include <string>
 
+class XStdioFileTest : public XFilesTest {};
+
 TEST(XStdioFile, ModeStringTable)
 {
     const unsigned int kRW = XFile::flagReadWrite, kCreate = XFile::flagCreate, kBinary = XFile::flagBinary;
@@ -25,9 +27,8 @@ TEST(XStdioFile, ModeStringTable)
     }
 }
 
-TEST(XStdioFile, LinesAreReadIn128ByteSteps)
+TEST_F(XStdioFileTest, LinesAreReadIn128ByteSteps)
 {
-    XFilesTestDir dir;
     const std::string line128(128, 'a'), line300(300, 'b');
     std::string path = dir.Make("lines.txt", "short\n\n" + line128 + "\n" + line300 + "\nab\r\ncd");
     XStdioFile file(path.c_str(), XFile::flagRead);
@@ -50,9 +51,8 @@ TEST(XStdioFile, LinesAreReadIn128ByteSteps)
     EXPECT_EQ(std::string(strLine), line128);
 }
 
-TEST(XStdioFile, WriteSeekAppendAndAdopt)
+TEST_F(XStdioFileTest, WriteSeekAppendAndAdopt)
 {
-    XFilesTestDir dir;
     std::string path = dir("w.txt");
     {
         XStdioFile file(path.c_str(), XFile::flagReadWrite | XFile::flagCreate);
@@ -80,9 +80,8 @@ TEST(XStdioFile, WriteSeekAppendAndAdopt)
     EXPECT_EQ(XFilesTestDir::Slurp(path), "alpha\nbeta\ngamma\nkept open");
 }
 
-TEST(XStdioFile, FailuresUseCauseCodes)
+TEST_F(XStdioFileTest, FailuresUseCauseCodes)
 {
-    XFilesTestDir dir;
     std::string path = dir.Make("r.txt", "abc");
     XStdioFile reader(path.c_str(), XFile::flagRead);
     XStdioFile writer(dir("w.txt").c_str(), XFile::flagWrite | XFile::flagCreate);
@@ -124,9 +123,8 @@ TEST(XStdioFile, FailuresUseCauseCodes)
     EXPECT_THROW(XStdioFile(dir("missing").c_str(), XFile::flagRead), XFileException);
 }
 
-TEST(XStdioFile, CloseAndAbortFreeTheFile)
+TEST_F(XStdioFileTest, CloseAndAbortFreeTheFile)
 {
-    XFilesTestDir dir;
     std::string path = dir("c.txt");
     XStdioFile file(path.c_str(), XFile::flagWrite | XFile::flagCreate);
     file.WriteString("buffered");
