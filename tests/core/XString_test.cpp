@@ -171,7 +171,8 @@ TEST(XStringText, ConstructionCompareAndExtraction)
     EXPECT_LT(s.Compare("hellp"), 0);
     EXPECT_EQ(s.CompareNoCase("HELLO World"), 0);
     EXPECT_GT(s.Collate(nullptr), 0);
-    EXPECT_EQ(XString().CompareNoCase(nullptr) + XString().Compare(nullptr) + XString().CollateNoCase(nullptr), 0);
+    for (int nOrder : {XString().Compare(nullptr), XString().CompareNoCase(nullptr), XString().CollateNoCase(nullptr)})
+        EXPECT_EQ(nOrder, 0);
 }
 
 TEST(XStringChange, TrimCaseReverseAndOem)
