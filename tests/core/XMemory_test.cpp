@@ -1,89 +1,72 @@
+#include "KVDbase/core/XMemBlock.h"
 #include "KVDbase/core/XMemory.h"
+
+#include "core/XFixedAlloc.h"
+#include "platform/XSysFile.h"
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <set>
 #include <string>
+#include <tuple>
+#include <utility>
 
 namespace {
 
 namespace fs = std::filesystem;
 
-// A scratch directory that is both the current and the temporary directory
-// for the test, so that the two halves of a mapped block's life meet there.
-class TempScope {
-public:
-    TempScope()
+// A scratch directory that is both the current and the temporary directory,
+// so that the two halves of a mapped block's life meet there.
+class XMemoryTest : public ::testing::Test {
+protected:
+    void SetUp() override
     {
-        std::random_device rd;
-        dir = fs::temp_directory_path() / ("kvd-memory-" + std::to_string(rd()));
+        dir = fs::temp_directory_path() / ("kvd-memory-" + std::to_string(std::random_device()()));
         fs::create_directories(dir);
         old = fs::current_path();
         fs::current_path(dir);
         XfnSetTempPath((dir.string() + "/").c_str());
     }
-    ~TempScope()
+    void TearDown() override
     {
         XfnSetTempPath("");
         fs::current_path(old);
-        std::error_code ec;
-        fs::remove_all(dir, ec);
+        fs::remove_all(dir);
     }
-    int Count() const
-    {
-        int n = 0;
-        for (const auto& entry : fs::directory_iterator(dir)) {
-            (void)entry;
-            ++n;
-        }
-        return n;
-    }
-    fs::path dir;
-    fs::path old;
+    bool Empty() const { return fs::is_empty(dir); }
+    fs::path dir, old;
 };
 
-bool IsMapped(void* p)
+void* HandleOf(void* p)
 {
-    void* pHandle = nullptr;
-    return XMemory::mapMem.Lookup(p, pHandle) && pHandle != nullptr;
+    void* pHandle = reinterpret_cast<void*>(1);
+    EXPECT_TRUE(XMemory::mapMem.Lookup(p, pHandle));
+    return pHandle;
 }
 
 } // namespace
 
-TEST(XMemory, HeapBlocksAreEnteredWithoutHandle)
+TEST_F(XMemoryTest, BlocksOnTheHeapOrInANamedTemporaryFile)
 {
-    TempScope scope;
-    void* p = XMalloc(100, 0);
-    ASSERT_NE(p, nullptr);
-    void* pHandle = reinterpret_cast<void*>(1);
-    EXPECT_TRUE(XMemory::mapMem.Lookup(p, pHandle));
-    EXPECT_EQ(pHandle, nullptr);
-    std::memset(p, 1, 100);
-    EXPECT_EQ(XFree(p), 1);
-    EXPECT_FALSE(XMemory::mapMem.Lookup(p, pHandle));
-    // Small requests of mode 2 fit in memory.
-    void* q = XMemory::Alloc(4096, 2);
-    EXPECT_FALSE(IsMapped(q));
-    EXPECT_EQ(XMemory::Free(q), 1);
-    EXPECT_EQ(scope.Count(), 0);
-}
-
-TEST(XMemory, FileBlocksLiveInANamedTemporaryFile)
-{
-    TempScope scope;
+    // Heap blocks, and small requests of mode 2, are entered without a handle.
+    for (void* pHeap : {XMalloc(100, 0), XMemory::Alloc(4096, 2)}) {
+        ASSERT_NE(pHeap, nullptr);
+        EXPECT_EQ(HandleOf(pHeap), nullptr);
+        EXPECT_EQ(XFree(pHeap), 1);
+        void* pHandle = nullptr;
+        EXPECT_FALSE(XMemory::mapMem.Lookup(pHeap, pHandle));
+    }
     const int64_t nSize = 3 << 20;
     unsigned char* p = static_cast<unsigned char*>(XMalloc(nSize, 1));
     ASSERT_NE(p, nullptr);
-    ASSERT_TRUE(IsMapped(p));
-    void* pHandle = nullptr;
-    XMemory::mapMem.Lookup(p, pHandle);
-    const fs::path file = scope.dir / ("$XMEMORY_TEMP$." + std::to_string(reinterpret_cast<intptr_t>(pHandle)));
+    const fs::path file = dir / ("$XMEMORY_TEMP$." + std::to_string(reinterpret_cast<intptr_t>(HandleOf(p))));
     ASSERT_TRUE(fs::exists(file));
-    EXPECT_EQ(scope.Count(), 1);
     EXPECT_EQ(fs::file_size(file), static_cast<uintmax_t>(nSize));
     // The block is the file: what is written shows in it.
     std::memcpy(p + nSize - 5, "tail!", 5);
@@ -93,74 +76,80 @@ TEST(XMemory, FileBlocksLiveInANamedTemporaryFile)
     in.read(buf, 5);
     EXPECT_STREQ(buf, "tail!");
     EXPECT_EQ(XFree(p), 1);
-    EXPECT_FALSE(fs::exists(file));
-    EXPECT_EQ(scope.Count(), 0);
+    EXPECT_TRUE(Empty());
+    // Mode 2 takes a file beyond physical memory.
+    void* pHuge = XMemory::Alloc(static_cast<int64_t>(XfnGetTotalPhysicalMemory() * 2), 2);
+    ASSERT_NE(pHuge, nullptr);
+    EXPECT_NE(HandleOf(pHuge), nullptr);
+    EXPECT_EQ(XMemory::Free(pHuge), 1);
+    EXPECT_TRUE(Empty());
 }
 
-TEST(XMemory, ModeTwoTakesAFileBeyondPhysicalMemory)
+TEST_F(XMemoryTest, RefusalsAndForeignPointers)
 {
-    TempScope scope;
-    const int64_t nHuge = static_cast<int64_t>(XfnGetTotalPhysicalMemory() * 2);
-    void* p = XMemory::Alloc(nHuge, 2);
-    ASSERT_NE(p, nullptr);
-    EXPECT_TRUE(IsMapped(p));
-    EXPECT_EQ(XMemory::Free(p), 1);
-    EXPECT_EQ(scope.Count(), 0);
-}
-
-TEST(XMemory, RefusalsAndForeignPointers)
-{
-    TempScope scope;
     EXPECT_EQ(XMemory::Alloc(10, 3), nullptr);
     EXPECT_EQ(XMemory::Alloc(10, -1), nullptr);
     EXPECT_EQ(XMemory::Alloc(-10, 0), nullptr);
-    EXPECT_EQ(scope.Count(), 0);
     EXPECT_EQ(XFree(nullptr), 0);
     // Memory from malloc outside XMalloc is freed all the same.
     EXPECT_EQ(XFree(std::malloc(16)), 0);
     // An empty file cannot be mapped: nothing is given and nothing remains.
     EXPECT_EQ(XMemory::Alloc(0, 1), nullptr);
-    EXPECT_EQ(scope.Count(), 0);
+    // Nor a file that cannot be mapped, or made in a directory that is gone.
+    XfnSysInjectFault(XSysCall::Map, ENOMEM);
+    EXPECT_EQ(XMemory::Alloc(4096, 1), nullptr);
+    XfnSysClearFaults();
+    XfnSetTempPath("/no/such/dir/");
+    EXPECT_EQ(XMemory::Alloc(4096, 1), nullptr);
+    EXPECT_TRUE(Empty());
 }
 
-TEST(XMemory, SystemFigures)
+TEST_F(XMemoryTest, SystemFiguresAndAddressProbes)
 {
-    uint64_t nTotal = XfnGetTotalPhysicalMemory();
-    uint64_t nAvailable = XfnGetAvailablePhysicalMemory();
-    EXPECT_GT(nTotal, 0u);
-    EXPECT_GT(nAvailable, 0u);
-    EXPECT_LE(nAvailable, nTotal);
-    double dPercent = XfnGetAvailablePhysicalMemoryInPercent();
-    EXPECT_GT(dPercent, 0.0);
-    EXPECT_LE(dPercent, 100.0);
-
-    TempScope scope;
-    XString strFile((scope.dir.string() + "/f.bin").c_str());
-    EXPECT_EQ(XfnIsDiskSpaceEnough(strFile, 0), 1);
-    EXPECT_EQ(XfnIsDiskSpaceEnough(strFile, ~0ull), 0);
-    // The disk of a directory that does not exist cannot be asked.
-    EXPECT_EQ(XfnIsDiskSpaceEnough("/no/such/dir/f.bin", 0), 0);
-}
-
-TEST(XMemory, AddressProbes)
-{
-    int nLocal = 7;
+    EXPECT_LE(XfnGetAvailablePhysicalMemory(), XfnGetTotalPhysicalMemory());
+    EXPECT_GT(XfnGetAvailablePhysicalMemoryInPercent(), 0.0);
+    EXPECT_LE(XfnGetAvailablePhysicalMemoryInPercent(), 100.0);
     static const char kText[] = "constant";
-    EXPECT_EQ(XfnIsValidAddress(&nLocal, sizeof(nLocal), 1), 1);
-    EXPECT_EQ(XfnIsValidAddress(nullptr, 4, 0), 0);
-    EXPECT_EQ(XfnIsValidAddress(kText, sizeof(kText), 0), 1);
-    EXPECT_EQ(XfnIsValidAddress(kText, sizeof(kText), 1), 0);
-    EXPECT_EQ(XfnIsValidString(kText), 1);
-    EXPECT_EQ(XfnIsValidString(static_cast<const char*>(nullptr)), 0);
-    EXPECT_EQ(XfnIsValidString(L"wide"), 1);
-
-    TempScope scope;
     char* p = static_cast<char*>(XMalloc(65536, 1));
     ASSERT_NE(p, nullptr);
     std::memset(p, 'a', 65536);
-    EXPECT_EQ(XfnIsValidAddress(p, 65536, 1), 1);
-    EXPECT_EQ(XfnIsValidString(p + 65536 - 10, 10), 1);
+    XString strFile((dir.string() + "/f.bin").c_str());
+    const std::pair<int, int> cases[] = {
+        {XfnIsDiskSpaceEnough(strFile, 0), 1}, {XfnIsDiskSpaceEnough(strFile, ~0ull), 0},
+        {XfnIsDiskSpaceEnough("/no/such/dir/f.bin", 0), 0}, {XfnIsValidAddress(&strFile, sizeof(strFile), 1), 1},
+        {XfnIsValidAddress(nullptr, 4, 0), 0}, {XfnIsValidAddress(kText, 0, 1), 1},
+        {XfnIsValidAddress(kText, sizeof(kText), 0), 1}, {XfnIsValidAddress(kText, sizeof(kText), 1), 0},
+        {XfnIsValidString(kText), 1}, {XfnIsValidString(static_cast<const char*>(nullptr)), 0},
+        {XfnIsValidString(L"wide"), 1}, {XfnIsValidString(p + 65536 - 10, 10), 1}};
+    for (size_t i = 0; i < std::size(cases); ++i)
+        EXPECT_EQ(cases[i].first, cases[i].second) << "case " << i;
     XFree(p);
     EXPECT_EQ(XfnIsValidAddress(p, 1, 0), 0);
     EXPECT_EQ(XfnIsValidString(p, 5), 0);
+}
+
+TEST(XMemBlock, ChainsNewestFirstAndFreesWhole)
+{
+    XMemBlock* pHead = nullptr;
+    XMemBlock* p1 = XMemBlock::Create(pHead, 4, 16);
+    XMemBlock* p2 = XMemBlock::Create(pHead, 4, 16);
+    EXPECT_EQ(std::make_tuple(pHead, p2->pNext, p1->pNext), std::make_tuple(p2, p1, nullptr));
+    EXPECT_EQ(static_cast<char*>(p1->data()), reinterpret_cast<char*>(p1) + sizeof(void*));
+    std::memset(p2->data(), 0xAB, 64); // the element area is usable in full
+    pHead->FreeDataChain();
+    XMemBlock::FreeDataChain(nullptr);
+}
+
+TEST(XFixedAlloc, HandsOutBlockInAddressOrderAndReuses)
+{
+    XFixedAlloc pool(80, 64);
+    char* pFirst = static_cast<char*>(pool.Alloc());
+    char* pSecond = static_cast<char*>(pool.Alloc());
+    EXPECT_EQ(pSecond - pFirst, 80);
+    pool.Free(pSecond);
+    EXPECT_EQ(pool.Alloc(), pSecond);
+    std::set<void*> seen;
+    for (int i = 0; i < 200; ++i)
+        EXPECT_TRUE(seen.insert(pool.Alloc()).second);
+    pool.FreeAll();
 }

@@ -4,14 +4,16 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstdarg>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
 
-// Exposes the header and the protected helpers that the storage rules rest on.
+// Exposes the header that the storage rules rest on.
 class XProbeString : public XString {
 public:
     using XString::XString;
@@ -29,63 +31,51 @@ int Bound(const char* pszFormat, ...)
     return n;
 }
 
+// Each string against its expected text.
+void ExpectTexts(const std::vector<std::pair<XString, std::string>>& cases)
+{
+    for (size_t i = 0; i < cases.size(); ++i)
+        EXPECT_EQ(std::string(cases[i].first), cases[i].second) << "case " << i;
+}
+
 } // namespace
 
-TEST(XStringStorage, EmptyStringIsSharedAndNeverFreed)
+TEST(XStringStorage, SharedEmptySizeClassesAndGrowth)
 {
-    XProbeString a, b;
-    EXPECT_EQ(a.Header(), b.Header());
-    EXPECT_EQ(a.Refs(), -1);
-    EXPECT_EQ(a.GetLength(), 0);
-    EXPECT_STREQ(a, "");
-    XProbeString c(static_cast<const char*>(nullptr));
+    XProbeString a, c(static_cast<const char*>(nullptr));
     EXPECT_EQ(c.Header(), a.Header());
     EXPECT_EQ(XProbeString(XfnGetEmptyString()).Header(), a.Header());
-}
-
-TEST(XStringStorage, SizeClassesRoundCapacityUp)
-{
-    EXPECT_EQ(XString("a").GetAllocLength(), 64);
-    EXPECT_EQ(XString('x', 64).GetAllocLength(), 64);
-    EXPECT_EQ(XString('x', 65).GetAllocLength(), 128);
-    EXPECT_EQ(XString('x', 256).GetAllocLength(), 256);
-    EXPECT_EQ(XString('x', 512).GetAllocLength(), 512);
-    // Past the last class the capacity is the exact length.
-    EXPECT_EQ(XString('x', 513).GetAllocLength(), 513);
-    EXPECT_EQ(XString('x', 5000).GetAllocLength(), 5000);
-}
-
-TEST(XStringStorage, GrowingStaysInItsBufferUntilTheClassIsFull)
-{
+    EXPECT_EQ(a.Refs(), -1);
+    // Capacities round up to a class; past the last (512) they are exact.
+    const int classes[][2] = {{1, 64}, {64, 64}, {65, 128}, {256, 256}, {512, 512}, {513, 513}, {5000, 5000}};
+    for (const auto& c : classes)
+        EXPECT_EQ(XString('x', c[0]).GetAllocLength(), c[1]) << c[0];
+    EXPECT_THROW(XString('x', INT_MAX), XMemoryException);
+    // Growing stays in the buffer until its class is full.
     XString s('a', 60);
     const char* p = s;
     s += "bcd";
-    EXPECT_EQ(static_cast<const char*>(s), p);
     s += 'e';
-    EXPECT_EQ(s.GetLength(), 64);
     EXPECT_EQ(static_cast<const char*>(s), p);
     s += 'f';
-    EXPECT_EQ(s.GetLength(), 65);
     EXPECT_EQ(s.GetAllocLength(), 128);
     EXPECT_EQ(std::string(s), std::string(60, 'a') + "bcdef");
+    s += s; // the source lives in the buffer being replaced
+    EXPECT_EQ(std::string(s), std::string(60, 'a') + "bcdef" + std::string(60, 'a') + "bcdef");
 }
 
 TEST(XStringStorage, CopiesShareUntilOneChanges)
 {
     XProbeString a("shared text");
     XProbeString b(a);
-    EXPECT_EQ(a.Header(), b.Header());
-    EXPECT_EQ(a.Refs(), 2);
     XString c;
     c = a;
+    EXPECT_EQ(a.Header(), b.Header());
     EXPECT_EQ(a.Refs(), 3);
     b.SetAt(0, 'S');
-    EXPECT_NE(a.Header(), b.Header());
     EXPECT_EQ(a.Refs(), 2);
     EXPECT_STREQ(a, "shared text");
     EXPECT_STREQ(b, "Shared text");
-    EXPECT_STREQ(c, "shared text");
-
     // Replace(char, char) unshares unless its two characters are equal,
     // whether or not one of them occurs.
     XProbeString d(a);
@@ -94,25 +84,24 @@ TEST(XStringStorage, CopiesShareUntilOneChanges)
     EXPECT_EQ(d.Replace('#', '!'), 0);
     EXPECT_NE(d.Header(), a.Header());
     EXPECT_EQ(d.Refs(), 1);
-    EXPECT_STREQ(d, "shared text");
 }
 
 TEST(XStringStorage, LockedBufferIsCopiedNotShared)
 {
     XProbeString a("locked");
     char* p = a.LockBuffer();
-    EXPECT_EQ(a.Refs(), -1);
     XProbeString b(a);
-    EXPECT_NE(b.Header(), a.Header());
-    EXPECT_STREQ(b, "locked");
     XProbeString c;
     c = a;
+    EXPECT_NE(b.Header(), a.Header());
     EXPECT_NE(c.Header(), a.Header());
-    EXPECT_EQ(a.Refs(), -1);
-    // A locked string assigned to keeps its buffer and its lock.
+    EXPECT_STREQ(b, "locked");
+    // A locked string assigned to, or emptied, keeps its buffer and its lock.
     a = XString("new");
-    EXPECT_EQ(static_cast<const char*>(a), p);
     EXPECT_EQ(a.Refs(), -1);
+    a.Empty();
+    EXPECT_EQ(static_cast<const char*>(a), p);
+    EXPECT_TRUE(a.IsEmpty());
     a.UnlockBuffer();
     EXPECT_EQ(a.Refs(), 1);
 }
@@ -132,113 +121,94 @@ TEST(XStringStorage, ConcurrentCopiesKeepCountsExact)
     for (auto& t : threads)
         t.join();
     EXPECT_EQ(shared.Refs(), 1);
-    EXPECT_EQ(shared.GetLength(), 300);
 }
 
 TEST(XStringStorage, BufferOperations)
 {
     XString s("abc");
-    char* p = s.GetBuffer(10);
-    std::strcpy(p, "abcdefgh");
+    std::strcpy(s.GetBuffer(10), "abcdefgh");
     s.ReleaseBuffer();
     EXPECT_EQ(s.GetLength(), 8);
     s.ReleaseBuffer(3);
-    EXPECT_STREQ(s, "abc");
-    p = s.GetBufferSetLength(5);
-    EXPECT_EQ(s.GetLength(), 5);
-    EXPECT_EQ(p[5], '\0');
-
+    // A shared buffer is copied whole even when less is asked for.
+    XString shared(s);
+    EXPECT_STREQ(s.GetBuffer(1), "abc");
+    s.ReleaseBuffer(-5);
+    EXPECT_TRUE(s.IsEmpty());
+    EXPECT_EQ(s.GetBufferSetLength(5)[5], '\0');
+    s.ReleaseBuffer(1000); // capped at the capacity
+    EXPECT_EQ(s.GetLength(), 64);
+    XString e;
+    e.GetBufferSetLength(-1);
+    e.ReleaseBuffer(4);
+    EXPECT_TRUE(e.IsEmpty());
     XString big('b', 600);
     big.ReleaseBuffer(20);
-    EXPECT_EQ(big.GetAllocLength(), 600);
     big.FreeExtra();
     EXPECT_EQ(big.GetAllocLength(), 64);
     EXPECT_EQ(std::string(big), std::string(20, 'b'));
 }
 
-TEST(XStringConstruction, FromWideAndUnsignedText)
+TEST(XStringText, ConstructionCompareAndExtraction)
 {
-    EXPECT_STREQ(XString(L"plain"), "plain");
-    EXPECT_STREQ(XString(L"h\u00e9llo \u4e16"), "h\xc3\xa9llo \xe4\xb8\x96");
-    EXPECT_STREQ(XString(L"abcdef", 3), "abc");
-    EXPECT_STREQ(XString(reinterpret_cast<const unsigned char*>("bytes")), "bytes");
-    EXPECT_STREQ(XString('-', 3), "---");
-    EXPECT_STREQ(XString("abcdef", 4), "abcd");
-    XString s;
-    s = L"w";
-    EXPECT_STREQ(s, "w");
-    s = static_cast<const wchar_t*>(nullptr);
-    EXPECT_TRUE(s.IsEmpty());
+    XString w, u(reinterpret_cast<const unsigned char*>("u")), n("x"), ch, un, ab("ab");
+    ch = 'c';
+    w = L"w";
+    un = reinterpret_cast<const unsigned char*>("un");
+    n = static_cast<const wchar_t*>(nullptr);
+    XString s("hello world");
+    ExpectTexts({{XString(L"h\u00e9llo \u4e16"), "h\xc3\xa9llo \xe4\xb8\x96"}, {XString(L"abcdef", 3), "abc"},
+                 {XString("abcdef", 4), "abcd"}, {w, "w"}, {u, "u"}, {un, "un"}, {n, ""}, {ch, "c"},
+                 {ab + ab, "abab"}, {ab + 'x', "abx"}, {'x' + ab, "xab"}, {ab + "zz", "abzz"}, {"zz" + ab, "zzab"},
+                 {s.Left(-1), ""}, {s.Right(-1), ""}, {s.Mid(2, -4), ""}, {s.Mid(50, 2), ""}, {s.Left(5), "hello"},
+                 {s.Right(5), "world"}, {s.Mid(6), "world"}, {s.Mid(-3, 2), "he"}, {s.Mid(6, 100), "world"},
+                 {s.SpanIncluding("leh"), "hell"}, {s.SpanExcluding(" "), "hello"}});
+    // Whole extractions share the buffer.
+    XProbeString probe(s);
+    for (const XString& whole : {s.Left(1000), s.Right(11), s.Mid(0, 11)})
+        EXPECT_EQ(XProbeString(whole).Header(), probe.Header());
+    // A null text compares as the empty one.
+    EXPECT_LT(s.Compare("hellp"), 0);
+    EXPECT_EQ(s.CompareNoCase("HELLO World"), 0);
+    EXPECT_GT(s.Collate(nullptr), 0);
+    for (int nOrder : {XString().Compare(nullptr), XString().CompareNoCase(nullptr), XString().CollateNoCase(nullptr)})
+        EXPECT_EQ(nOrder, 0);
 }
 
-TEST(XStringConcat, AllFormsAndSelfAppend)
+TEST(XStringChange, TrimCaseReverseAndOem)
 {
-    XString a("ab"), b("cd");
-    EXPECT_STREQ(a + b, "abcd");
-    EXPECT_STREQ(a + 'x', "abx");
-    EXPECT_STREQ('x' + a, "xab");
-    EXPECT_STREQ(a + "zz", "abzz");
-    EXPECT_STREQ("zz" + a, "zzab");
-    XString s(XString('s', 64));
-    s += s; // the source lives in the buffer being replaced
-    EXPECT_EQ(s.GetLength(), 128);
-    EXPECT_EQ(std::string(s), std::string(128, 's'));
-    XString e;
-    e += "";
-    EXPECT_TRUE(e.IsEmpty());
-}
-
-TEST(XStringExtract, BoundsAndSharing)
-{
-    XProbeString s("hello world");
-    EXPECT_TRUE(s.Left(-1).IsEmpty());
-    EXPECT_EQ(XProbeString(s.Left(1000)).Header(), s.Header());
-    EXPECT_EQ(XProbeString(s.Right(11)).Header(), s.Header());
-    EXPECT_STREQ(s.Left(5), "hello");
-    EXPECT_STREQ(s.Right(5), "world");
-    EXPECT_STREQ(s.Mid(6), "world");
-    EXPECT_STREQ(s.Mid(-3, 2), "he");
-    EXPECT_STREQ(s.Mid(6, 100), "world");
-    EXPECT_TRUE(s.Mid(50, 2).IsEmpty());
-    EXPECT_EQ(XProbeString(s.Mid(0, 11)).Header(), s.Header());
-    EXPECT_STREQ(s.SpanIncluding("leh"), "hell");
-    EXPECT_STREQ(s.SpanExcluding(" "), "hello");
-}
-
-TEST(XStringChange, TrimFamilies)
-{
-    XString s("  \t padded \n ");
+    XString s("  \t padded \n "), x("xxaxx"), y("-=value=-"), u("\xe4\xb8\x96  ");
     s.TrimLeft();
-    EXPECT_STREQ(s, "padded \n ");
+    XString left(s);
     s.TrimRight();
-    EXPECT_STREQ(s, "padded");
-    XString x("xxaxx");
     x.TrimLeft('x');
     x.TrimRight('x');
-    EXPECT_STREQ(x, "a");
-    XString y("-=value=-");
     y.TrimLeft("");
-    EXPECT_STREQ(y, "-=value=-");
     y.TrimLeft("=-");
     y.TrimRight("-=");
-    EXPECT_STREQ(y, "value");
-    // A multi-byte character whose last byte is not a blank survives.
-    XString u("\xe4\xb8\x96  ");
-    u.TrimRight();
-    EXPECT_STREQ(u, "\xe4\xb8\x96");
+    u.TrimRight(); // a multi-byte character whose last byte is not a blank survives
+    XString m("Mixed Case \xc3\xa9"), l(m), r("ab\xe4\xb8\x96z"), oem("caf\xc3\xa9 \xe2\x88\x9e"), back, e;
+    m.MakeUpper();
+    l.MakeLower();
+    r.MakeReverse();
+    oem.CharToOemA();
+    back = oem;
+    back.OemToCharA();
+    e.CharToOemA();
+    e.OemToCharA();
+    ExpectTexts({{left, "padded \n "}, {s, "padded"}, {x, "a"}, {y, "value"}, {u, "\xe4\xb8\x96"},
+                 {m, "MIXED CASE \xc3\xa9"}, {l, "mixed case \xc3\xa9"}, {r, "z\xe4\xb8\x96" "ba"},
+                 {oem, "caf\x82 \xec"}, {back, "caf\xc3\xa9 \xe2\x88\x9e"}, {e, ""}});
 }
 
 TEST(XStringChange, ReplaceRemoveInsertDelete)
 {
     XString s("a-b-c");
-    EXPECT_EQ(s.Replace('-', '-'), 0);
     EXPECT_EQ(s.Replace('-', '+'), 2);
-    EXPECT_STREQ(s, "a+b+c");
     EXPECT_EQ(s.Replace("+", "<->"), 2);
     EXPECT_STREQ(s, "a<->b<->c");
     EXPECT_EQ(s.Replace("<->", nullptr), 2);
-    EXPECT_STREQ(s, "abc");
-    EXPECT_EQ(s.Replace("", "x"), 0);
+    EXPECT_EQ(s.Replace("", "x") + s.Replace("q", "x"), 0);
     XString shared(s);
     EXPECT_EQ(s.Replace("b", "BBB"), 1);
     EXPECT_STREQ(shared, "abc");
@@ -246,98 +216,74 @@ TEST(XStringChange, ReplaceRemoveInsertDelete)
 
     XString r("banana");
     EXPECT_EQ(r.Remove('a'), 3);
-    EXPECT_STREQ(r, "bnn");
     EXPECT_EQ(r.Insert(-5, 'X'), 4);
     EXPECT_EQ(r.Insert(100, "YZ"), 6);
     EXPECT_EQ(r.Insert(2, ""), 6);
     EXPECT_STREQ(r, "XbnnYZ");
+    // Delete gives the length before it; an over-long count stops at the end.
     EXPECT_EQ(r.Delete(0, 0), 6);
     EXPECT_EQ(r.Delete(1, 2), 6);
-    EXPECT_STREQ(r, "XnYZ");
-    EXPECT_EQ(r.Delete(2, 99), 4); // an over-long count stops at the end
+    EXPECT_EQ(r.Delete(2, 99), 4);
     EXPECT_STREQ(r, "Xn");
-}
-
-TEST(XStringChange, CaseReverseAndOem)
-{
-    XString s("Mixed Case \xc3\xa9");
-    s.MakeUpper();
-    EXPECT_STREQ(s, "MIXED CASE \xc3\xa9");
-    s.MakeLower();
-    EXPECT_STREQ(s, "mixed case \xc3\xa9");
-    XString r("ab\xe4\xb8\x96z");
-    r.MakeReverse();
-    EXPECT_STREQ(r, "z\xe4\xb8\x96" "ba");
-    XString oem("caf\xc3\xa9 \xe2\x88\x9e");
-    oem.CharToOemA();
-    EXPECT_STREQ(oem, "caf\x82 \xec");
-    oem.OemToCharA();
-    EXPECT_STREQ(oem, "caf\xc3\xa9 \xe2\x88\x9e");
+    // Inserting a string into itself, in place and across a new buffer.
+    r.Insert(1, r);
+    EXPECT_STREQ(r, "XXnn");
+    XString g('g', 60);
+    g.Insert(0, g);
+    EXPECT_EQ(std::string(g), std::string(120, 'g'));
 }
 
 TEST(XStringSearch, ByteIndexesOnCharacterBoundaries)
 {
     XString s("one two one");
-    EXPECT_EQ(s.Find('o'), 0);
-    EXPECT_EQ(s.Find('o', 1), 6);
-    EXPECT_EQ(s.Find('o', 100), -1);
-    EXPECT_EQ(s.Find("one", 1), 8);
-    EXPECT_EQ(s.ReverseFind('e'), 10);
-    EXPECT_EQ(s.FindOneOf("wt"), 4);
-    EXPECT_EQ(s.Find("zzz"), -1);
-    // The second byte of a character is not a match for a single byte.
-    XString m("\xc3\xa9\xa9");
-    EXPECT_EQ(m.Find('\xa9'), 2);
+    const std::pair<int, int> cases[] = {
+        {s.Find('o', -4), 0}, {s.Find('o', 1), 6}, {s.Find('o', 100), -1}, {s.Find("one", 1), 8},
+        {s.Find("two", -2), 4}, {s.Find("one", 100), -1}, {s.Find("zzz"), -1}, {s.ReverseFind('e'), 10},
+        {s.FindOneOf("wt"), 4},
+        // The second byte of a character is not a match for a single byte.
+        {XString("\xc3\xa9\xa9").Find('\xa9'), 2}};
+    for (size_t i = 0; i < std::size(cases); ++i)
+        EXPECT_EQ(cases[i].first, cases[i].second) << "case " << i;
 }
 
 TEST(XStringFormat, OutputMatchesTheCLibrary)
 {
     XString s;
-    s.Format("%d|%5.2f|%-4s|%x|%c|%%", 42, 3.14159, "ab", 255, 'Z');
-    EXPECT_STREQ(s, "42| 3.14|ab  |ff|Z|%");
-    s.Format("%I64d %I64u", static_cast<int64_t>(-5000000000LL), static_cast<uint64_t>(1) << 40);
-    EXPECT_STREQ(s, "-5000000000 1099511627776");
-    s.Format("%ld %lu", static_cast<LONG>(-7), static_cast<ULONG>(7));
-    EXPECT_STREQ(s, "-7 7");
+    s.Format("%d|%5.2f|%-4s|%x|%c|%%|%I64d %I64u", 42, 3.14159, "ab", 255, 'Z', static_cast<int64_t>(-5000000000LL),
+             static_cast<uint64_t>(1) << 40);
+    EXPECT_STREQ(s, "42| 3.14|ab  |ff|Z|%|-5000000000 1099511627776");
+    s.Format("%ld %lu|%s|%*d|%.*s|%hs|%Fs", static_cast<LONG>(-7), static_cast<ULONG>(7),
+             static_cast<const char*>(nullptr), 6, 7, 2, "abc", "h", "f");
+    EXPECT_STREQ(s, "-7 7|(null)|     7|ab|h|f");
+    s.Format("<%s>", std::string(2000, 'q').c_str());
+    EXPECT_EQ(s.GetLength(), 2002);
+    // Wide text and characters are formatted piece by piece, among every other kind of conversion.
     s.Format("%S|%ls|%hs|%C", L"wide", L"\u00e9", "narrow", static_cast<wint_t>(L'w'));
     EXPECT_STREQ(s, "wide|\xc3\xa9|narrow|w");
-    s.Format("%s", static_cast<const char*>(nullptr));
-    EXPECT_STREQ(s, "(null)");
-    s.Format("%*d|%.*s", 6, 7, 2, "abc");
-    EXPECT_STREQ(s, "     7|ab");
-    std::string longText(2000, 'q');
-    s.Format("<%s>", longText.c_str());
-    EXPECT_EQ(s.GetLength(), 2002);
+    int nWritten = -1;
+    s.Format("%S%%|%+5d|%-*d|%.*f|%I64d|%hd|%hc|%lc|%e|%G|%x|%n|%LS|%q|%", static_cast<const wchar_t*>(nullptr), 5, 3,
+             7, 2, 1.5, static_cast<int64_t>(-1), 3, 'h', static_cast<wint_t>(L'\u00e9'), 1000.0, 0.5, 255, &nWritten,
+             L"l");
+    EXPECT_STREQ(s, "(null)%|   +5|7  |1.50|-1|3|h|\xc3\xa9|1.000000e+03|0.5|ff||l|%q|");
+    EXPECT_EQ(nWritten, 53);
 }
 
-TEST(XStringFormat, BoundWalk)
+TEST(XStringFormat, BoundWalkAndShortBounds)
 {
-    EXPECT_EQ(Bound("abc%%"), 4);
-    EXPECT_EQ(Bound("%s", static_cast<const char*>(nullptr)), 6);
-    EXPECT_EQ(Bound("%5.2s", "abc"), 5);
-    EXPECT_EQ(Bound("%s", ""), 1);
-    EXPECT_EQ(Bound("%.2s", "abcdef"), 2);
-    EXPECT_EQ(Bound("%d", 1), 32);
-    EXPECT_EQ(Bound("%40.5d", 1), 45);
-    EXPECT_EQ(Bound("%e", 1.0), 128);
-    EXPECT_EQ(Bound("%.3f", 1.0), 315);
-    EXPECT_EQ(Bound("%#x", 1), 34);
-    EXPECT_EQ(Bound("%c", 'a'), 2);
-    EXPECT_EQ(Bound("%ls", L"wide"), 4);
-    EXPECT_EQ(Bound("%E", 1.0), 0);
-    EXPECT_EQ(Bound("%I64d%s", static_cast<int64_t>(1), "xyz"), 35);
-}
-
-TEST(XStringFormat, ShortBoundStillGivesTheWholeText)
-{
-    // %E reserves nothing; the text comes out whole all the same.
+    const std::pair<int, int> cases[] = {
+        {Bound("abc%%"), 4}, {Bound("%s", static_cast<const char*>(nullptr)), 6}, {Bound("%5.2s", "abc"), 5},
+        {Bound("%s", ""), 1}, {Bound("%.2s", "abcdef"), 2}, {Bound("%d", 1), 32}, {Bound("%40.5d", 1), 45},
+        {Bound("%e", 1.0), 128}, {Bound("%.3f", 1.0), 315}, {Bound("%#x", 1), 34}, {Bound("%c", 'a'), 2},
+        {Bound("%ls", L"wide"), 4}, {Bound("%E", 1.0), 0}, {Bound("%I64d%s", static_cast<int64_t>(1), "xyz"), 35},
+        {Bound("%p|%n", nullptr, nullptr), 33}, {Bound("%I64s%I64c", "x"), 0}, {Bound("%*.*s|", -40, -5, "ab"), -4}};
+    for (size_t i = 0; i < std::size(cases); ++i)
+        EXPECT_EQ(cases[i].first, cases[i].second) << "case " << i;
+    // %E reserves nothing, and a negative width from the arguments pulls the
+    // bound below zero; the text still comes out whole, and nothing is
+    // written past the buffer.
     XString s;
     s.Format("%E", 12345.678);
     EXPECT_STREQ(s, "1.234568E+04");
-    // A negative width taken from the arguments pulls the bound below zero;
-    // the text still comes out whole, left-justified, and nothing is written
-    // past the buffer.
-    EXPECT_EQ(Bound("%*.*s|", -40, -5, "ab"), -4);
     s.Format("%*.*s|", -40, -5, "ab");
     EXPECT_STREQ(s, ("ab" + std::string(38, ' ') + "|").c_str());
 }
@@ -349,25 +295,33 @@ TEST(XStringFormat, MessageInserts)
     EXPECT_STREQ(s, "list has 3 items\n  2.2");
     s.FormatMessageA("%2 then %1 and %2", "a", "b");
     EXPECT_STREQ(s, "b then a and b");
-    EXPECT_THROW(s.FormatMessageA("%1!d", 1), XMemoryException);
-    EXPECT_THROW(s.FormatMessageA("%q"), XMemoryException);
+    // Every kind of insert; insert 3 is never used but takes its argument.
+    s.FormatMessageA("%1!c!%2!I64d!%4!e!%5!S!%6!hS!%7!x!%r%t%.%!% %%", 'c', static_cast<int64_t>(-9), nullptr, 1.0,
+                     L"w", "n", 255);
+    EXPECT_STREQ(s, "c-91.000000e+00wnff\r\t.! %");
+    for (const char* pszBad : {"%1!d", "%q", "%1!!", "%1!d! %1!s!", "%1!y!"})
+        EXPECT_THROW(s.FormatMessageA(pszBad, 1), XMemoryException) << pszBad;
+    EXPECT_THROW(s.FormatMessageA(nullptr), XMemoryException);
 }
 
 TEST(XStringHelpers, HashAndElementHelpers)
 {
     EXPECT_EQ(HashKey(""), 0u);
-    EXPECT_EQ(HashKey("a"), 97u);
     EXPECT_EQ(HashKey("ab"), 97u * 33 + 98);
-    // Bytes above 127 count as negative.
-    EXPECT_EQ(HashKey("\xff"), static_cast<UINT>(-1));
-
-    alignas(XString) unsigned char raw[3 * sizeof(XString)];
+    EXPECT_EQ(HashKey("\xff"), static_cast<UINT>(-1)); // bytes above 127 count as negative
+    alignas(XString) unsigned char raw[4 * sizeof(XString)];
     XString* p = reinterpret_cast<XString*>(raw);
-    XfnConstructStrings(p, 3);
+    XfnConstructStrings(p, 2);
+    ConstructElements(p + 2, 1);
+    XfnConstructString(p + 3);
     XString src[3] = {"x", "y", "z"};
-    CopyElements(p, src, 3);
-    EXPECT_STREQ(p[2], "z");
-    XfnDestructStrings(p, 3);
+    CopyElements(p, src, 2);
+    XfnCopyStrings(p + 2, src + 1, 1);
+    XfnCopyString(p + 3, src + 2);
+    EXPECT_EQ(std::string(p[0]) + std::string(p[1]) + std::string(p[2]) + std::string(p[3]), "xyyz");
+    XfnDestructStrings(p, 2);
+    DestructElements(p + 2, 1);
+    XfnDestructString(p + 3);
 
     wchar_t wide[8];
     XfnA2WHelper(wide, "\xc3\xa9t\xc3\xa9", 8);

@@ -1,16 +1,11 @@
-"""An independent RSA-OAEP-SHA1 peer for the key and string tests.
+"""An independent RSA-OAEP-SHA1 peer: rsa_peer.py encrypt|decrypt|public OUTPUT ARGS...
 
-Usage: rsa_peer.py OPERATION OUTPUT INPUT...
-  encrypt OUT PUBLIC_KEY_FILE TEXT_FILE     cipher text, uppercase hexadecimal
-  decrypt OUT PRIVATE_KEY_FILE CIPHER_FILE  plain text bytes
-  generate OUT BITS                         private key text, a newline, public key text
-  public OUT PRIVATE_KEY_FILE               public key text of a private key
-Key files hold DER as hexadecimal text.
+Key files hold DER as hexadecimal text; cipher texts are uppercase hexadecimal.
 """
 import sys
 
 from cryptography.hazmat.primitives import hashes, serialization
-from cryptography.hazmat.primitives.asymmetric import padding, rsa
+from cryptography.hazmat.primitives.asymmetric import padding
 
 OAEP = padding.OAEP(mgf=padding.MGF1(algorithm=hashes.SHA1()), algorithm=hashes.SHA1(), label=None)
 
@@ -35,11 +30,6 @@ def main(argv):
         key = serialization.load_der_private_key(read_hex(argv[3]), password=None)
         with open(argv[4], "r", encoding="ascii") as f:
             result = key.decrypt(bytes.fromhex(f.read().strip()), OAEP)
-    elif op == "generate":
-        key = rsa.generate_private_key(public_exponent=65537, key_size=int(argv[3]))
-        der = key.private_bytes(serialization.Encoding.DER, serialization.PrivateFormat.PKCS8,
-                                serialization.NoEncryption())
-        result = (der.hex().upper() + "\n" + public_text(key.public_key())).encode()
     elif op == "public":
         key = serialization.load_der_private_key(read_hex(argv[3]), password=None)
         result = public_text(key.public_key()).encode()

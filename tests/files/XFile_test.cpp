@@ -1,7 +1,7 @@
-#include "KVDbase/core/XFrameworkException.h"
+// XFile on local files: opening, reading, writing and seeking, handles,
+// status and names, share modes, record locks, and the failures of a full
+// disk and of the system calls.
 #include "KVDbase/files/XFile.h"
-#include "KVDbase/files/XMemFile.h"
-#include "KVDbase/files/XStdioFile.h"
 #include "platform/XSysFile.h"
 
 #include "XFilesTestDir.h"
@@ -9,10 +9,14 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
+#include <functional>
 #include <string>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -30,68 +34,74 @@ DWORD OpenError(const std::string& path, unsigned int nFlags, XString* pName = n
     return error.GetErrCode();
 }
 
-const unsigned int kShareAll = XFile::flagShareDenyNone;
+// Whether a second open with nFlags is allowed beside the live ones.
+bool CanOpen(const std::string& path, unsigned int nFlags)
+{
+    XFile file;
+    XFileException error;
+    if (file.Open(path.c_str(), nFlags, &error))
+        return true;
+    EXPECT_EQ(error.GetErrCode(), static_cast<DWORD>(kSysSharingViolation));
+    return false;
+}
+
+const unsigned int kRead = XFile::flagRead, kWrite = XFile::flagWrite, kNone = XFile::flagShareDenyNone;
 
 } // namespace
 
-TEST(XFile, OpenFailuresGiveErrnoAndTheUselessLocalName)
+class XFileTest : public XFilesTest {};
+
+TEST_F(XFileTest, OpenFailuresAndCreateDispositions)
 {
-    XFilesTestDir dir;
-    XString strName;
-    EXPECT_EQ(OpenError(dir("missing"), XFile::flagRead, &strName), static_cast<DWORD>(ENOENT));
-    // The name of a failed local open is the remote scheme and a backslash.
-    EXPECT_STREQ(strName, kLocalFailureName);
-    EXPECT_EQ(OpenError(dir.path.string(), XFile::flagRead), static_cast<DWORD>(EISDIR));
-    EXPECT_EQ(OpenError(dir.path.string(), XFile::flagWrite | XFile::flagCreate), static_cast<DWORD>(EISDIR));
-    // No truncation flag without flagCreate opens existing files only.
-    EXPECT_EQ(OpenError(dir("missing"), XFile::flagWrite | XFile::flagNoTruncate), static_cast<DWORD>(ENOENT));
-    EXPECT_FALSE(std::filesystem::exists(dir("missing")));
+    const struct {
+        std::string path;
+        unsigned int nFlags;
+        int nError;
+    } cases[] = {
+        {dir("missing"), XFile::flagRead, ENOENT}, {dir.path.string(), XFile::flagRead, EISDIR},
+        {dir.path.string(), XFile::flagWrite | XFile::flagCreate, EISDIR},
+        // No truncation flag without flagCreate opens existing files only.
+        {dir("missing"), XFile::flagWrite | XFile::flagNoTruncate, ENOENT},
+    };
+    for (const auto& c : cases) {
+        XString strName;
+        EXPECT_EQ(OpenError(c.path, c.nFlags, &strName), static_cast<DWORD>(c.nError)) << c.path;
+        // The name of a failed local open is the remote scheme and a backslash.
+        EXPECT_STREQ(strName, kLocalFailureName);
+    }
+    EXPECT_FALSE(fs::exists(dir("missing")));
     // The constructor throws what Open found.
+    XString strName;
     EXPECT_EQ(ThrownCode([&] { XFile f(dir("missing").c_str(), XFile::flagRead); }, &strName),
               static_cast<DWORD>(ENOENT));
     EXPECT_STREQ(strName, kLocalFailureName);
-}
-
-TEST(XFile, ReadOnlyFileRefusesWriting)
-{
-    XFilesTestDir dir;
-    std::string path = dir.Make("ro.bin", "abc");
-    std::filesystem::permissions(path, std::filesystem::perms::owner_read);
-    // An administrator writes anyway unless the override is off.
+    // A read-only file refuses writing, even to an administrator with the override off.
+    std::string ro = dir.Make("ro.bin", "abc");
+    fs::permissions(ro, fs::perms::owner_read);
     ASSERT_TRUE(XfnSysSetPermissionOverride(false));
-    DWORD nError = OpenError(path, XFile::flagReadWrite | kShareAll);
+    DWORD nError = OpenError(ro, XFile::flagReadWrite | XFile::flagShareDenyNone);
     XfnSysSetPermissionOverride(true);
     EXPECT_EQ(nError, static_cast<DWORD>(EACCES));
-    EXPECT_EQ(XFilesTestDir::Slurp(path), "abc");
+    EXPECT_EQ(XFilesTestDir::Slurp(ro), "abc");
+    // Create keeps or cuts an existing file, and makes a missing one.
+    const unsigned int nKeep = XFile::flagCreate | XFile::flagNoTruncate;
+    const struct {
+        const char* pszName;
+        unsigned int nFlags;
+        int64_t nLength;
+    } dispositions[] = {{"d.bin", XFile::flagWrite | nKeep, 7}, {"d.bin", XFile::flagWrite | XFile::flagCreate, 0},
+                 {"new.bin", XFile::flagReadWrite | nKeep, 0}};
+    dir.Make("d.bin", "content");
+    for (const auto& c : dispositions)
+        EXPECT_EQ(XFile(dir(c.pszName).c_str(), c.nFlags).GetLength(), c.nLength) << c.pszName << c.nFlags;
+    EXPECT_TRUE(fs::exists(dir("new.bin")));
 }
 
-TEST(XFile, CreateDispositions)
+TEST_F(XFileTest, ReadWriteSeekIn64BitPositions)
 {
-    XFilesTestDir dir;
-    std::string path = dir.Make("d.bin", "content");
-    {
-        XFile keep(path.c_str(), XFile::flagWrite | XFile::flagCreate | XFile::flagNoTruncate);
-        EXPECT_EQ(keep.GetLength(), 7);
-    }
-    {
-        XFile cut(path.c_str(), XFile::flagWrite | XFile::flagCreate);
-        EXPECT_EQ(cut.GetLength(), 0);
-    }
-    {
-        XFile fresh(dir("new.bin").c_str(), XFile::flagReadWrite | XFile::flagCreate | XFile::flagNoTruncate);
-        EXPECT_EQ(fresh.GetLength(), 0);
-    }
-    EXPECT_TRUE(std::filesystem::exists(dir("new.bin")));
-}
-
-TEST(XFile, ReadWriteSeekIn64BitPositions)
-{
-    XFilesTestDir dir;
     std::string path = dir("rw.bin");
     XFile file(path.c_str(), XFile::flagReadWrite | XFile::flagCreate);
-    EXPECT_EQ(std::string(file.strPath), path);
     file.Write("hello world", 11);
-    EXPECT_EQ(file.GetPosition(), 11);
     EXPECT_EQ(file.Seek(-5, XFile::end), 6);
     char buf[16] = {};
     EXPECT_EQ(file.Read(buf, sizeof(buf)), 5u);
@@ -105,17 +115,8 @@ TEST(XFile, ReadWriteSeekIn64BitPositions)
     file.Write("!", 1);
     EXPECT_EQ(file.GetLength(), nFar + 1);
     file.SetLength(3);
-    EXPECT_EQ(file.GetLength(), 3);
     EXPECT_EQ(file.GetPosition(), 3);
-    EXPECT_EQ(file.SeekToBegin(), 0);
-    EXPECT_EQ(file.SeekToEnd(), 3);
-}
-
-TEST(XFile, NegativeSeekThrowsWithPath)
-{
-    XFilesTestDir dir;
-    std::string path = dir.Make("s.bin", "0123");
-    XFile file(path.c_str(), XFile::flagRead);
+    // A bad seek throws with the path and leaves the position.
     file.Seek(2, XFile::begin);
     XString strName;
     EXPECT_EQ(ThrownCode([&] { file.Seek(-3, XFile::current); }, &strName), static_cast<DWORD>(EINVAL));
@@ -124,51 +125,34 @@ TEST(XFile, NegativeSeekThrowsWithPath)
     EXPECT_EQ(ThrownCode([&] { file.Seek(0, 7); }), static_cast<DWORD>(EINVAL));
 }
 
-TEST(XFile, ZeroCountsNeverReachTheFile)
+TEST_F(XFileTest, ClosedAndQueryOnlyHandles)
 {
     XFile closed;
     char c = 0;
+    // Zero counts never reach the file; a count reaches the platform, which
+    // refuses the closed handle.
     EXPECT_EQ(closed.Read(&c, 0), 0u);
     closed.Write(&c, 0);
     closed.Flush();
-    // A count reaches the platform, which refuses the closed handle.
     EXPECT_EQ(ThrownCode([&] { closed.Read(&c, 1); }), static_cast<DWORD>(EBADF));
     EXPECT_EQ(ThrownCode([&] { closed.Write(&c, 1); }), static_cast<DWORD>(EBADF));
+    EXPECT_EQ(ThrownCode([&] { closed.UnlockRange(0, 1); }), static_cast<DWORD>(EBADF));
     EXPECT_EQ(closed.GetLength(), -1);
+    // Access 0 opens for queries only.
+    XFile query(dir.Make("q.bin", "12345").c_str(), 3);
+    EXPECT_EQ(query.GetLength(), 5);
+    EXPECT_EQ(ThrownCode([&] { query.Read(&c, 1); }), static_cast<DWORD>(EBADF));
+    EXPECT_EQ(ThrownCode([&] { query.Write("x", 1); }), static_cast<DWORD>(EBADF));
 }
 
-TEST(XFile, AccessZeroOpensForQueriesOnly)
+TEST_F(XFileTest, NamesCloseAndAbort)
 {
-    XFilesTestDir dir;
-    std::string path = dir.Make("q.bin", "12345");
-    XFile file(path.c_str(), 3);
-    EXPECT_EQ(file.GetLength(), 5);
-    char c;
-    EXPECT_EQ(ThrownCode([&] { file.Read(&c, 1); }), static_cast<DWORD>(EBADF));
-    EXPECT_EQ(ThrownCode([&] { file.Write("x", 1); }), static_cast<DWORD>(EBADF));
-}
-
-TEST(XFile, AdoptedHandleOutlivesTheObject)
-{
-    XFilesTestDir dir;
-    std::string path = dir.Make("a.bin", "xyz");
-    XFile owner(path.c_str(), XFile::flagRead);
-    {
-        XFile adopted(static_cast<int>(owner));
-        EXPECT_EQ(adopted.bOwnsHandle, 0);
-        char c;
-        EXPECT_EQ(adopted.Read(&c, 1), 1u);
-    }
-    char buf[4] = {};
-    EXPECT_EQ(owner.Read(buf, 3), 2u);
-    EXPECT_STREQ(buf, "yz");
-}
-
-TEST(XFile, CloseAndAbort)
-{
-    XFilesTestDir dir;
     std::string path = dir.Make("c.bin", "x");
     XFile file(path.c_str(), XFile::flagRead);
+    EXPECT_STREQ(file.GetFileName(), "c.bin");
+    EXPECT_STREQ(file.GetFileTitle(), "c.bin");
+    file.SetFilePath("/elsewhere/other.bin");
+    EXPECT_STREQ(file.GetFilePath(), "/elsewhere/other.bin");
     file.Abort();
     EXPECT_EQ(file.hFile, -1);
     EXPECT_EQ(file.bOwnsHandle, 1);
@@ -184,22 +168,26 @@ TEST(XFile, CloseAndAbort)
     EXPECT_EQ(status.nSize, 0);
 }
 
-TEST(XFile, DuplicateSharesPositionButNotName)
+TEST_F(XFileTest, DuplicatedAndAdoptedHandles)
 {
-    XFilesTestDir dir;
     std::string path = dir.Make("dup.bin", "abcdef");
     XFile file(path.c_str(), XFile::flagRead);
     XFile* pCopy = file.Duplicate();
-    EXPECT_EQ(pCopy->bOwnsHandle, 1);
     EXPECT_NE(pCopy->hFile, file.hFile);
     pCopy->Seek(4, XFile::begin);
     EXPECT_EQ(file.GetPosition(), 4);
     EXPECT_STREQ(pCopy->GetFilePath(), "");
-    EXPECT_STREQ(pCopy->GetFileName(), "");
     delete pCopy;
     char c;
     EXPECT_EQ(file.Read(&c, 1), 1u);
     EXPECT_EQ(c, 'e');
+    // An adopted handle outlives the object.
+    {
+        XFile adopted(static_cast<int>(file));
+        EXPECT_EQ(adopted.bOwnsHandle, 0);
+    }
+    EXPECT_EQ(file.Read(&c, 1), 1u);
+    EXPECT_EQ(c, 'f');
 
     FaultScope faults;
     XfnSysInjectFault(XSysCall::Dup, EMFILE);
@@ -208,19 +196,263 @@ TEST(XFile, DuplicateSharesPositionButNotName)
     EXPECT_EQ(std::string(strName), path);
 }
 
-TEST(XFile, LongPathOpensButKeepsACutName)
+TEST_F(XFileTest, LongPathOpensButKeepsACutName)
 {
-    XFilesTestDir dir;
-    std::filesystem::path deep = dir.path;
-    for (int i = 0; i < 3; ++i)
-        deep /= std::string(100, static_cast<char>('a' + i));
-    std::filesystem::create_directories(deep);
+    fs::path deep = dir.path / std::string(100, 'a') / std::string(100, 'b') / std::string(100, 'c');
+    fs::create_directories(deep);
     std::string path = (deep / "f.bin").string();
     XFile file(path.c_str(), XFile::flagReadWrite | XFile::flagCreate);
     file.Write("x", 1);
-    EXPECT_EQ(file.strPath.GetLength(), 259);
     EXPECT_EQ(std::string(file.strPath), path.substr(0, 259));
     XFileStatus status;
     EXPECT_EQ(XFile::GetStatus(path.c_str(), status), 0);
     EXPECT_STREQ(status.szFullPath, "");
+}
+
+TEST_F(XFileTest, StatusInInstanceAndStaticForms)
+{
+    std::string path = dir.Make("s.bin", "12345");
+    XFile file(path.c_str(), XFile::flagRead);
+    XFileStatus status, byName;
+    ASSERT_EQ(file.GetStatus(status), 1);
+    ASSERT_EQ(XFile::GetStatus(path.c_str(), byName), 1);
+    for (const XFileStatus* p : {&status, &byName}) {
+        EXPECT_EQ(p->nSize, 5);
+        EXPECT_EQ(p->nAttribute, FILE_ATTRIBUTE_ARCHIVE);
+        EXPECT_EQ(std::string(p->szFullPath), path);
+        EXPECT_NEAR(static_cast<double>(p->timeModified.GetTime()), XTime::GetTickCount().GetTime(), 60.0);
+        EXPECT_NE(p->timeCreated.GetTime(), 0);
+        EXPECT_NE(p->timeAccessed.GetTime(), 0);
+    }
+    EXPECT_EQ(XFile::GetStatus(dir("missing").c_str(), byName), 0);
+    EXPECT_EQ(std::string(byName.szFullPath), dir("missing"));
+    // The instance form keeps only the low word of the size.
+    std::string big = dir("big.bin");
+    XFile(big.c_str(), XFile::flagWrite | XFile::flagCreate).SetLength(0x100000010LL);
+    ASSERT_EQ(XFile(big.c_str(), XFile::flagRead).GetStatus(status), 1);
+    EXPECT_EQ(status.nSize, 0x10);
+    ASSERT_EQ(XFile::GetStatus(big.c_str(), status), 1);
+    EXPECT_EQ(status.nSize, 0x100000010LL);
+}
+
+TEST_F(XFileTest, AttributeBitsFromTheFileSystem)
+{
+    fs::create_directories(dir.path / "sub");
+    dir.Make(".hidden", "h");
+    fs::permissions(dir.Make("ro", "r"), fs::perms::owner_read | fs::perms::group_read);
+    const std::pair<const char*, int> cases[] = {
+        {"sub", FILE_ATTRIBUTE_DIRECTORY}, {".hidden", FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_HIDDEN},
+        {"ro", FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_READONLY},
+        // A wildcard finds the first matching entry, as a directory search does.
+        {"r*", FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_READONLY},
+    };
+    for (const auto& c : cases) {
+        XFileStatus status;
+        ASSERT_EQ(XFile::GetStatus(dir(c.first).c_str(), status), 1) << c.first;
+        EXPECT_EQ(status.nAttribute, c.second) << c.first;
+    }
+}
+
+TEST_F(XFileTest, SetStatusWritesTimesOnlyWithAModifiedTimeAroundTheReadOnlyBit)
+{
+    std::string path = dir.Make("t.bin", "x");
+    XFileStatus before, after;
+    ASSERT_EQ(XFile::GetStatus(path.c_str(), before), 1);
+    XFileStatus status = before;
+    status.timeModified = XTime(0);
+    status.timeAccessed = status.timeCreated = XTime(2001, 2, 3, 4, 5, 6);
+    XFile::SetStatus(path.c_str(), status);
+    ASSERT_EQ(XFile::GetStatus(path.c_str(), after), 1);
+    EXPECT_EQ(after.timeModified.GetTime(), before.timeModified.GetTime());
+    EXPECT_EQ(after.timeAccessed.GetTime(), before.timeAccessed.GetTime());
+    status.timeModified = XTime(2010, 6, 7, 8, 9, 10);
+    status.timeAccessed = XTime(2011, 1, 2, 3, 4, 5);
+    XFile::SetStatus(path.c_str(), status);
+    ASSERT_EQ(XFile::GetStatus(path.c_str(), after), 1);
+    EXPECT_EQ(after.timeModified.GetTime(), XTime(2010, 6, 7, 8, 9, 10).GetTime());
+    EXPECT_EQ(after.timeAccessed.GetTime(), XTime(2011, 1, 2, 3, 4, 5).GetTime());
+    // The read-only bit is set after the times, and cleared before them.
+    status.nAttribute = FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_READONLY;
+    status.timeModified = XTime(2012, 1, 1, 0, 0, 0);
+    XFile::SetStatus(path.c_str(), status);
+    EXPECT_EQ(fs::status(path).permissions() & fs::perms::owner_write, fs::perms::none);
+    ASSERT_EQ(XFile::GetStatus(path.c_str(), after), 1);
+    EXPECT_EQ(after.timeModified.GetTime(), XTime(2012, 1, 1, 0, 0, 0).GetTime());
+    // Back to writable, with a new time: the bit is cleared before the
+    // times are written, or the open for them would be refused.
+    status.nAttribute = FILE_ATTRIBUTE_ARCHIVE;
+    status.timeModified = XTime(2013, 1, 1, 0, 0, 0);
+    ASSERT_TRUE(XfnSysSetPermissionOverride(false));
+    EXPECT_NO_THROW(XFile::SetStatus(path.c_str(), status));
+    XfnSysSetPermissionOverride(true);
+    EXPECT_NE(fs::status(path).permissions() & fs::perms::owner_write, fs::perms::none);
+    XString strName;
+    EXPECT_EQ(ThrownCode([&] { XFile::SetStatus(dir("missing").c_str(), status); }, &strName),
+              static_cast<DWORD>(ENOENT));
+    EXPECT_EQ(std::string(strName), dir("missing"));
+}
+
+TEST_F(XFileTest, RenameAndRemove)
+{
+    std::string a = dir.Make("a", "A");
+    std::string b = dir.Make("b", "B");
+    XString strName;
+    // A failed rename reports the new name; it never replaces a file.
+    EXPECT_EQ(ThrownCode([&] { XFile::Rename(dir("missing").c_str(), dir("new").c_str()); }, &strName),
+              static_cast<DWORD>(ENOENT));
+    EXPECT_EQ(std::string(strName), dir("new"));
+    EXPECT_EQ(ThrownCode([&] { XFile::Rename(a.c_str(), b.c_str()); }), static_cast<DWORD>(EEXIST));
+    EXPECT_EQ(XFilesTestDir::Slurp(b), "B");
+    XFile::Rename(a.c_str(), dir("c").c_str());
+    EXPECT_EQ(XFilesTestDir::Slurp(dir("c")), "A");
+    XFile::Remove(dir("c").c_str());
+    EXPECT_FALSE(fs::exists(dir("c")));
+    // Files go, directories do not.
+    EXPECT_EQ(ThrownCode([&] { XFile::Remove(dir("missing").c_str()); }, &strName), static_cast<DWORD>(ENOENT));
+    EXPECT_EQ(std::string(strName), dir("missing"));
+    EXPECT_EQ(ThrownCode([&] { XFile::Remove(dir.path.string().c_str()); }), static_cast<DWORD>(EISDIR));
+    EXPECT_TRUE(fs::exists(dir.path));
+}
+
+TEST_F(XFileTest, RenameMovesToAnotherFileSystemWithoutReplacing)
+{
+    struct stat st1, st2;
+    if (stat("/tmp", &st1) != 0 || stat("/dev/shm", &st2) != 0 || st1.st_dev == st2.st_dev)
+        GTEST_SKIP() << "no second file system at /dev/shm";
+    std::string from = dir.Make("from", "moved bytes");
+    std::string to = "/dev/shm/kvd_move_" + std::to_string(getpid());
+    XFile::Rename(from.c_str(), to.c_str());
+    EXPECT_FALSE(fs::exists(from));
+    EXPECT_EQ(XFilesTestDir::Slurp(to), "moved bytes");
+    dir.Make("from", "a");
+    EXPECT_THROW(XFile::Rename(from.c_str(), to.c_str()), XFileException);
+    EXPECT_EQ(XFilesTestDir::Slurp(from), "a");
+    EXPECT_EQ(XFilesTestDir::Slurp(to), "moved bytes");
+    fs::remove(to);
+}
+
+TEST_F(XFileTest, ShareModesOfTheFirstOpenDecideTheSecond)
+{
+    std::string path = dir.Make("s.bin", "data");
+    const struct {
+        unsigned int nFirst;
+        unsigned int nSecond;
+        bool bAllowed;
+    } cases[] = {
+        // Share field 0 is exclusive; a refused create does not cut the file
+        // first; opening for queries only asks no data access.
+        {kRead, kRead | kNone, false}, {kRead, kWrite | kNone, false},
+        {kRead, kWrite | XFile::flagCreate | kNone, false}, {kRead, 3, true},
+        {kRead | XFile::flagShareDenyWrite, kRead | kNone, true},
+        {kRead | XFile::flagShareDenyWrite, XFile::flagReadWrite | kNone, false},
+        // The newcomer must share reading with the reader already there.
+        {kRead | XFile::flagShareDenyWrite, kRead | XFile::flagShareDenyRead, false},
+        {kWrite | XFile::flagShareDenyRead, kRead | kNone, false},
+        {kWrite | XFile::flagShareDenyRead, kWrite | kNone, true},
+        {kWrite | XFile::flagShareDenyRead, kWrite | XFile::flagShareDenyWrite, false},
+        // The other values of the share field count as exclusive.
+        {kRead | 0x50, kRead | kNone, false},
+    };
+    for (const auto& c : cases) {
+        XFile first(path.c_str(), c.nFirst);
+        EXPECT_EQ(CanOpen(path, c.nSecond), c.bAllowed) << std::hex << c.nFirst << " then " << c.nSecond;
+        EXPECT_EQ(first.GetLength(), 4);
+    }
+    EXPECT_TRUE(CanOpen(path, kRead));
+    // A duplicate is the same open: it holds the file until it goes too.
+    XFile file(path.c_str(), kRead);
+    XFile* pCopy = file.Duplicate();
+    file.Close();
+    EXPECT_FALSE(CanOpen(path, kRead | kNone));
+    pCopy->Abort();
+    EXPECT_TRUE(CanOpen(path, kRead));
+    delete pCopy;
+}
+
+TEST_F(XFileTest, LockedRangesExcludeOtherOpensOfTheFile)
+{
+    std::string path = dir.Make("l.bin", std::string(100, 'x'));
+    XFile a(path.c_str(), XFile::flagReadWrite | kNone);
+    XFile b(path.c_str(), XFile::flagReadWrite | kNone);
+    a.LockRange(10, 20);
+    b.LockRange(30, 10); // touching, not overlapping
+    XString strName;
+    EXPECT_EQ(ThrownCode([&] { b.LockRange(25, 2); }, &strName), static_cast<DWORD>(EAGAIN));
+    EXPECT_EQ(std::string(strName), path);
+    a.UnlockRange(10, 20);
+    b.LockRange(25, 2);
+    b.UnlockRange(25, 2);
+    b.UnlockRange(30, 10);
+    // A zero-length range would mean the whole file here: it is refused.
+    EXPECT_THROW(a.LockRange(0, 0), XFileException);
+    // A reader's lock is shared among readers and keeps writers out.
+    XFile r1(path.c_str(), kRead | kNone);
+    XFile r2(path.c_str(), kRead | kNone);
+    r1.LockRange(0, 5);
+    r2.LockRange(0, 5);
+    EXPECT_THROW(a.LockRange(0, 1), XFileException);
+}
+
+TEST_F(XFileTest, FullDiskMidWriteIsAShortWrite)
+{
+    std::string path = dir("full.bin");
+    XFile file(path.c_str(), XFile::flagReadWrite | XFile::flagCreate);
+    std::vector<char> data(100000, 'd');
+    ASSERT_TRUE(XfnSysSetFileSizeLimit(65536));
+    XString strName;
+    auto cause = ThrownCause([&] { file.Write(data.data(), static_cast<unsigned int>(data.size())); }, &strName);
+    EXPECT_EQ(cause, std::make_pair(static_cast<int>(XFileErrorException::diskFull), -1));
+    EXPECT_EQ(std::string(strName), path);
+    // What fitted stays, and the position is after it; then nothing more
+    // fits, and the system's own error comes back.
+    EXPECT_EQ(file.GetLength(), 65536);
+    EXPECT_EQ(file.GetPosition(), 65536);
+    EXPECT_EQ(ThrownCode([&] { file.Write(data.data(), 10); }, &strName), static_cast<DWORD>(EFBIG));
+    EXPECT_EQ(std::string(strName), path);
+    XfnSysSetFileSizeLimit(-1);
+    file.Write(data.data(), 10);
+    EXPECT_EQ(file.GetLength(), 65546);
+}
+
+TEST_F(XFileTest, SystemErrorsBecomeFileExceptions)
+{
+    std::string path = dir("f.bin");
+    XFile file(path.c_str(), XFile::flagReadWrite | XFile::flagCreate);
+    file.Write("abc", 3);
+    // The times of another file, which SetStatus opens for itself.
+    std::string other = dir.Make("t.bin", "t");
+    XFileStatus timed = XFileStatus();
+    timed.timeModified = XTime(1000000);
+    FaultScope faults;
+    char buf[3];
+    const struct {
+        XSysCall nCall;
+        int nError;
+        const std::string& name;
+        std::function<void()> call;
+    } cases[] = {
+        {XSysCall::Write, ENOSPC, path, [&] { file.Write("xyz", 3); }},
+        {XSysCall::Read, EIO, path, [&] { file.Read(buf, 3); }}, {XSysCall::Flush, EIO, path, [&] { file.Flush(); }},
+        {XSysCall::SetEnd, EROFS, path, [&] { file.SetLength(1); }},
+        {XSysCall::Seek, EOVERFLOW, path, [&] { file.GetPosition(); }},
+        {XSysCall::Lock, ENOLCK, path, [&] { file.UnlockRange(0, 1); }},
+        {XSysCall::Stat, EIO, other, [&] { XFile::SetStatus(other.c_str(), timed); }},
+        {XSysCall::Open, EMFILE, other, [&] { XFile::SetStatus(other.c_str(), timed); }},
+        {XSysCall::SetTimes, EPERM, other, [&] { XFile::SetStatus(other.c_str(), timed); }},
+    };
+    for (const auto& c : cases) {
+        XfnSysInjectFault(c.nCall, c.nError);
+        XString strName;
+        EXPECT_EQ(ThrownCode(c.call, &strName), static_cast<DWORD>(c.nError)) << static_cast<int>(c.nCall);
+        EXPECT_EQ(std::string(strName), c.name);
+        XfnSysClearFaults();
+    }
+    // The failed write wrote nothing, the failed SetLength cut nothing.
+    EXPECT_EQ(file.GetLength(), 3);
+    XFileStatus status;
+    XfnSysInjectFault(XSysCall::Stat, EIO);
+    EXPECT_EQ(file.GetStatus(status), 0);
+    // Close never throws, whatever the platform says.
+    file.Close();
+    EXPECT_EQ(file.hFile, -1);
 }

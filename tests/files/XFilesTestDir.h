@@ -3,6 +3,7 @@
 #pragma once
 
 #include "KVDbase/core/XException.h"
+#include "KVDbase/core/XFrameworkException.h"
 #include "KVDbase/core/XString.h"
 #include "platform/XSysFile.h"
 
@@ -12,6 +13,7 @@
 #include <fstream>
 #include <random>
 #include <string>
+#include <utility>
 
 class XFilesTestDir {
 public:
@@ -48,6 +50,12 @@ public:
     std::filesystem::path path;
 };
 
+// The tests that need a scratch directory.
+class XFilesTest : public ::testing::Test {
+protected:
+    XFilesTestDir dir;
+};
+
 // Clears injected faults however the test ends.
 struct FaultScope {
     ~FaultScope() { XfnSysClearFaults(); }
@@ -65,4 +73,18 @@ template <class F> DWORD ThrownCode(F body, XString* pName = nullptr)
     }
     ADD_FAILURE() << "no XFileException";
     return 0;
+}
+
+// The cause and system error of the XFileErrorException that body throws.
+template <class F> std::pair<int, LONG> ThrownCause(F body, XString* pName = nullptr)
+{
+    try {
+        body();
+    } catch (const XFileErrorException& e) {
+        if (pName != nullptr)
+            *pName = e.strFileName;
+        return {e.nCause, e.nOsError};
+    }
+    ADD_FAILURE() << "no XFileErrorException";
+    return {-1, -1};
 }

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -41,45 +42,52 @@ std::string LastError(XMMFile& file)
 
 } // namespace
 
-TEST(XMMFile, OpenFailuresKeepTheirTexts)
+class XMMFileTest : public XFilesTest {};
+
+TEST_F(XMMFileTest, OpenFailuresKeepTheirTexts)
 {
-    XFilesTestDir dir;
     XMMFile file;
-    // A missing file is created, then refused for being empty.
-    EXPECT_FALSE(file.Open(dir("new.bin").c_str(), XFile::flagRead));
-    EXPECT_EQ(LastError(file), "Cannot open zero byte file.");
-    EXPECT_TRUE(std::filesystem::exists(dir("new.bin")));
-    EXPECT_FALSE(file.Open(dir.path.string().c_str(), XFile::flagRead));
-    EXPECT_EQ(LastError(file), "Error encountered during file open.");
-    EXPECT_FALSE(file.Create(dir.path.string().c_str(), 10));
-    EXPECT_EQ(LastError(file), "Failed to create file.");
+    FaultScope faults;
     std::string path = MakePattern(dir, "p.bin", 10);
-    XfnSysInjectFault(XSysCall::Map, 12);
-    EXPECT_FALSE(file.Open(path.c_str(), XFile::flagRead));
-    EXPECT_EQ(LastError(file), "Failed to create file mapping object.");
-    XfnSysInjectFault(XSysCall::Map, 12, 1);
-    EXPECT_FALSE(file.Open(path.c_str(), XFile::flagRead));
-    EXPECT_EQ(LastError(file), "Failed to map view of file.");
-    XfnSysClearFaults();
+    const struct {
+        std::string path;
+        XSysCall nFault;
+        int nSkip;
+        bool bCreate;
+        const char* pszError;
+    } cases[] = {
+        // A missing file is created, then refused for being empty.
+        {dir("new.bin"), XSysCall::Count, 0, false, "Cannot open zero byte file."},
+        {dir.path.string(), XSysCall::Count, 0, false, "Error encountered during file open."},
+        {dir.path.string(), XSysCall::Count, 0, true, "Failed to create file."},
+        {dir("c.bin"), XSysCall::Seek, 0, true, "The file pointer cannot be set to specified location."},
+        {path, XSysCall::Map, 0, false, "Failed to create file mapping object."},
+        {path, XSysCall::Map, 1, false, "Failed to map view of file."},
+    };
+    for (const auto& c : cases) {
+        if (c.nFault != XSysCall::Count)
+            XfnSysInjectFault(c.nFault, ENOMEM, c.nSkip);
+        EXPECT_FALSE(c.bCreate ? file.Create(c.path.c_str(), 10) : file.Open(c.path.c_str(), XFile::flagRead));
+        EXPECT_EQ(LastError(file), c.pszError);
+        XfnSysClearFaults();
+    }
+    EXPECT_TRUE(std::filesystem::exists(dir("new.bin")));
     EXPECT_TRUE(file.Open(path.c_str(), XFile::flagRead));
 }
 
-TEST(XMMFile, ReadsAcrossWindows)
+TEST_F(XMMFileTest, ReadsAcrossWindows)
 {
-    XFilesTestDir dir;
     const uint64_t nSize = 3 * kGranule + 100;
-    std::string path = MakePattern(dir, "r.bin", nSize);
     XMMFile file;
-    ASSERT_TRUE(file.Open(path.c_str(), XFile::flagRead));
+    ASSERT_TRUE(file.Open(MakePattern(dir, "r.bin", nSize).c_str(), XFile::flagRead));
     EXPECT_EQ(file.GetLength(), nSize);
-    // A read that crosses a window boundary returns the whole count.
+    // Reads that cross one or two window boundaries return the whole count.
     ASSERT_TRUE(file.Seek(static_cast<int64_t>(kGranule - 10), 0));
     std::vector<unsigned char> buf(100);
     EXPECT_EQ(file.Read(buf.data(), 100), 100u);
     EXPECT_TRUE(IsPattern(buf, kGranule - 10));
-    // One that spans two boundaries too.
     std::vector<unsigned char> big(2 * kGranule + 7);
-    ASSERT_TRUE(file.Seek(5, 0));
+    ASSERT_TRUE(file.Seek(-static_cast<int64_t>(kGranule + 85), 1));
     EXPECT_EQ(file.Read(big.data(), static_cast<unsigned int>(big.size())), big.size());
     EXPECT_TRUE(IsPattern(big, 5));
     EXPECT_EQ(file.GetPosition(), 2 * kGranule + 12);
@@ -89,25 +97,16 @@ TEST(XMMFile, ReadsAcrossWindows)
     EXPECT_EQ(file.GetPosition(), nSize);
     EXPECT_EQ(LastError(file), "Seek request lies outside file boundary.");
     EXPECT_EQ(file.Read(buf.data(), 100), 0u);
+    // A read that ends at a window's edge moves the window on.
+    ASSERT_TRUE(file.Seek(0, 0));
+    big.resize(kGranule + 16);
+    EXPECT_EQ(file.Read(big.data(), static_cast<unsigned int>(kGranule)), kGranule);
+    EXPECT_EQ(file.Read(big.data() + kGranule, 16), 16u);
+    EXPECT_TRUE(IsPattern(big, 0));
 }
 
-TEST(XMMFile, ReadEndingAtAWindowEdgeMovesTheWindow)
+TEST_F(XMMFileTest, WritePastTheEndGrowsByAGranule)
 {
-    XFilesTestDir dir;
-    std::string path = MakePattern(dir, "e.bin", 2 * kGranule);
-    XMMFile file;
-    ASSERT_TRUE(file.Open(path.c_str(), XFile::flagRead));
-    std::vector<unsigned char> buf(kGranule);
-    EXPECT_EQ(file.Read(buf.data(), static_cast<unsigned int>(kGranule)), kGranule);
-    EXPECT_EQ(LastError(file), "");
-    std::vector<unsigned char> next(16);
-    EXPECT_EQ(file.Read(next.data(), 16), 16u);
-    EXPECT_TRUE(IsPattern(next, kGranule));
-}
-
-TEST(XMMFile, WritePastTheEndGrowsByAGranule)
-{
-    XFilesTestDir dir;
     std::string path = dir("w.bin");
     XMMFile file;
     ASSERT_TRUE(file.Create(path.c_str(), 100));
@@ -127,46 +126,34 @@ TEST(XMMFile, WritePastTheEndGrowsByAGranule)
         head[i] = static_cast<unsigned char>(i);
     file.Write(head, 80, false);
     EXPECT_TRUE(file.Flush());
-    ASSERT_TRUE(file.Seek(0, 0));
-    std::vector<unsigned char> back(static_cast<size_t>(nEnd));
-    EXPECT_EQ(file.Read(back.data(), static_cast<unsigned int>(back.size())), back.size());
-    EXPECT_TRUE(IsPattern(back, 0));
     file.Close();
     std::string disk = XFilesTestDir::Slurp(path);
     EXPECT_TRUE(IsPattern(std::vector<unsigned char>(disk.begin(), disk.begin() + static_cast<long>(nEnd)), 0));
 }
 
-TEST(XMMFile, WriteAfterReadingToTheEnd)
+TEST_F(XMMFileTest, WriteAfterReadingToTheEnd)
 {
-    XFilesTestDir dir;
-    std::string path = MakePattern(dir, "a.bin", 10);
     XMMFile file;
-    ASSERT_TRUE(file.Open(path.c_str(), XFile::flagReadWrite));
-    std::vector<unsigned char> buf(10);
-    EXPECT_EQ(file.Read(buf.data(), 10), 10u);
+    ASSERT_TRUE(file.Open(MakePattern(dir, "a.bin", 10).c_str(), XFile::flagReadWrite));
+    std::vector<unsigned char> all(15);
+    EXPECT_EQ(file.Read(all.data(), 10), 10u);
     unsigned char more[5] = {10, 11, 12, 13, 14};
     file.Write(more, 5, false);
     EXPECT_EQ(file.GetLength(), 15u);
     ASSERT_TRUE(file.Seek(0, 0));
-    std::vector<unsigned char> all(15);
     EXPECT_EQ(file.Read(all.data(), 15), 15u);
     EXPECT_TRUE(IsPattern(all, 0));
 }
 
-TEST(XMMFile, TemporaryBackingFileGoesAtClose)
+TEST_F(XMMFileTest, TemporaryBackingFileGoesAtClose)
 {
-    XFilesTestDir dir;
     XfnSetTempPath((dir.path.string() + "/").c_str());
     XMMFile file;
     ASSERT_TRUE(file.Create(3 * kGranule));
-    int nFiles = 0;
-    std::string name;
-    for (const auto& entry : std::filesystem::directory_iterator(dir.path)) {
-        ++nFiles;
-        name = entry.path().filename().string();
-    }
-    EXPECT_EQ(nFiles, 1);
-    EXPECT_EQ(name.substr(0, 11), "XMMFileTemp");
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(dir.path))
+        names.push_back(entry.path().filename().string().substr(0, 11));
+    EXPECT_EQ(names, std::vector<std::string>{"XMMFileTemp"});
     unsigned char data[4] = {1, 2, 3, 4};
     ASSERT_TRUE(file.Seek(static_cast<int64_t>(2 * kGranule), 0));
     file.Write(data, 4, false);
@@ -175,20 +162,22 @@ TEST(XMMFile, TemporaryBackingFileGoesAtClose)
     EXPECT_TRUE(std::filesystem::is_empty(dir.path));
 }
 
-TEST(XMMFile, FailedGrowthLeavesTheFileReadable)
+TEST_F(XMMFileTest, FailedGrowthLeavesTheFileReadable)
 {
-    XFilesTestDir dir;
     std::string path = MakePattern(dir, "g.bin", 100);
     XMMFile file;
     ASSERT_TRUE(file.Open(path.c_str(), XFile::flagReadWrite));
-    XfnSysInjectFault(XSysCall::SetEnd, 28);
     std::vector<unsigned char> data(200, 7);
-    ASSERT_TRUE(file.Seek(50, 0));
-    file.Write(data.data(), 200, false);
-    XfnSysClearFaults();
-    EXPECT_EQ(LastError(file), "Failed to set end of file.");
-    EXPECT_EQ(file.GetLength(), 100u);
-    EXPECT_EQ(std::filesystem::file_size(path), 100u);
+    for (const auto& fault : {std::make_pair(XSysCall::SetEnd, "Failed to set end of file."),
+                              std::make_pair(XSysCall::Seek, "The file pointer cannot be set to specified location.")}) {
+        XfnSysInjectFault(fault.first, ENOSPC);
+        ASSERT_TRUE(file.Seek(50, 0));
+        file.Write(data.data(), 200, false);
+        XfnSysClearFaults();
+        EXPECT_EQ(LastError(file), fault.second);
+        EXPECT_EQ(file.GetLength(), 100u);
+        EXPECT_EQ(std::filesystem::file_size(path), 100u);
+    }
     file.Close();
     EXPECT_TRUE(file.Open(path.c_str(), XFile::flagRead));
 }

@@ -11,8 +11,7 @@
 namespace {
 
 // Runs the body with the current directory set to dir, restoring it after.
-template <class F>
-void InDirectory(const std::filesystem::path& dir, F body)
+template <class F> void InDirectory(const std::filesystem::path& dir, F body)
 {
     std::filesystem::path old = std::filesystem::current_path();
     std::filesystem::current_path(dir);
@@ -33,6 +32,8 @@ bool IsTempName(const std::string& name, const std::string& prefix)
 
 } // namespace
 
+class XPathTest : public XFilesTest {};
+
 TEST(XfnComparePath, IgnoresCaseOfPlainLettersOnly)
 {
     EXPECT_EQ(XfnComparePath("/Data/Scene.TIF", "/data/scene.tif"), 1);
@@ -52,111 +53,83 @@ TEST(XPath, PartsOfAPath)
         const char* pszPath;
         const char* pszPart;
     } cases[] = {
-        {XfnGetFileName, "C:name", "name"},
-        {XfnGetFileName, "dir\\sub/file.txt", "file.txt"},
-        {XfnGetFileName, "dir/", ""},
-        {XfnGetFileName, "plain", "plain"},
+        {XfnGetFileName, "C:name", "name"}, {XfnGetFileName, "dir\\sub/file.txt", "file.txt"},
+        {XfnGetFileName, "dir/", ""}, {XfnGetFileName, "plain", "plain"},
         // A trail byte never counts as a separator: the walk is by characters.
-        {XfnGetFileName, "d/\xE4\xBD\xA0.txt", "\xE4\xBD\xA0.txt"},
-        {XfnGetFileTitle, "/data/scene.tif", "scene.tif"},
-        {XfnGetFileTitle, "/data/", ""},
-        {XfnGetFileTitle, "/data/*.tif", "*.tif"},
-        {XfnGetFileExt, "a.tar.gz", "gz"},
-        {XfnGetFileExt, ".profile", "profile"},
-        {XfnGetFileExt, "file.", ""},
-        {XfnGetFileExt, "dir.d/file", ""},
-        {XfnGetFileExt, "dir.d\\file", ""},
-        {XfnGetDirName, "name.txt", ""},
-        {XfnGetDirName, "a/b\\c.txt", "a/b\\"},
-        {XfnGetDirName, "C:\\dir\\f", "C:\\dir\\"},
-        {XfnGetDirName, "C:f", "C:"},
-        {XfnGetDirName, "/usr/lib/", "/usr/lib/"},
-        {XfnGetRoot, "C:\\dir\\file", "C:\\"},
+        {XfnGetFileName, "d/\xE4\xBD\xA0.txt", "\xE4\xBD\xA0.txt"}, {XfnGetFileTitle, "/data/scene.tif", "scene.tif"},
+        {XfnGetFileTitle, "/data/", ""}, {XfnGetFileTitle, "/data/*.tif", "*.tif"}, {XfnGetFileExt, "a.tar.gz", "gz"},
+        {XfnGetFileExt, ".profile", "profile"}, {XfnGetFileExt, "file.", ""}, {XfnGetFileExt, "dir.d/file", ""},
+        {XfnGetFileExt, "dir.d\\file", ""}, {XfnGetDirName, "name.txt", ""}, {XfnGetDirName, "a/b\\c.txt", "a/b\\"},
+        {XfnGetDirName, "C:\\dir\\f", "C:\\dir\\"}, {XfnGetDirName, "C:f", "C:"},
+        {XfnGetDirName, "/usr/lib/", "/usr/lib/"}, {XfnGetRoot, "C:\\dir\\file", "C:\\"},
         {XfnGetRoot, "\\\\server\\share\\dir", "\\\\server\\share\\"},
-        {XfnGetRoot, "//server/share/dir", "//server/share/"},
-        {XfnGetRoot, "\\\\server\\share", "\\\\server\\share"},
-        {XfnGetRoot, "name", "name"},
-        {XfnGetRoot, "/usr/lib", "/"},
+        {XfnGetRoot, "//server/share/dir", "//server/share/"}, {XfnGetRoot, "\\\\server\\share", "\\\\server\\share"},
+        {XfnGetRoot, "name", "name"}, {XfnGetRoot, "/usr/lib", "/"},
         // The doubled separator is found in the middle; nothing follows the
         // "server" part, so the text stands whole.
         {XfnGetRoot, "C:\\a\\\\b", "C:\\a\\\\b"},
     };
     for (const auto& c : cases)
         EXPECT_STREQ(c.pfn(XString(c.pszPath)), c.pszPart) << c.pszPath;
-    // The buffer form of the title cuts, and gives 0, when the title does not fit.
+    // The buffer forms count without a buffer, and cut (giving 0) when the part does not fit.
     EXPECT_EQ(XfnGetFileTitle("/data/scene.tif", nullptr, 0), 10u);
-    char out[4];
-    EXPECT_EQ(XfnGetFileTitle("/data/scene.tif", out, sizeof(out)), 0u);
-    EXPECT_STREQ(out, "sce");
-}
-
-TEST(XfnGetFileName, BufferFormCountsOrCuts)
-{
     EXPECT_EQ(XfnGetFileName("/a/b/name.ext", nullptr, 0), 9u);
-    char out[5];
+    char out[5] = "keep";
+    EXPECT_EQ(XfnGetFileName("/a/b/name.ext", out, 0), 0u);
+    EXPECT_STREQ(out, "keep");
+    EXPECT_EQ(XfnGetFileTitle("/data/scene.tif", out, 4), 0u);
+    EXPECT_STREQ(out, "sce");
     EXPECT_EQ(XfnGetFileName("/a/b/name.ext", out, sizeof(out)), 0u);
     EXPECT_STREQ(out, "name");
     // The XString form keeps 255 characters.
-    std::string longName(300, 'n');
-    EXPECT_EQ(XfnGetFileName(XString(("/d/" + longName).c_str())).GetLength(), 255);
+    EXPECT_EQ(XfnGetFileName(XString(("/d/" + std::string(300, 'n')).c_str())).GetLength(), 255);
 }
 
-TEST(XfnFullPath, ResolvesFromCurrentDirectory)
+TEST_F(XPathTest, ResolvesFromCurrentDirectoryOrGivesACutCopy)
 {
-    XFilesTestDir dir;
     std::filesystem::create_directories(dir.path / "sub");
-    std::string base = std::filesystem::canonical(dir.path).string();
+    const std::string base = std::filesystem::canonical(dir.path).string();
+    const std::string longPath = "/" + std::string(300, 'p'), fits = "/" + std::string(258, 'q');
+    // Too long or empty: a copy cut to 259 characters, and 0; exactly 259 still fit.
+    const struct {
+        std::string in;
+        int nResult;
+        std::string out;
+    } cases[] = {{"sub/../sub\\.\\f.txt", 1, base + "/sub/f.txt"}, {"sub/", 1, base + "/sub/"},
+                 {"/a//b/../c", 1, "/a/c"}, {"/..", 1, "/"}, {longPath, 0, longPath.substr(0, 259)}, {fits, 1, fits},
+                 {"", 0, ""}};
+    char out[260];
     InDirectory(base, [&] {
-        char out[260];
-        ASSERT_EQ(XfnFullPath(out, "sub/../sub\\.\\f.txt"), 1);
-        EXPECT_EQ(std::string(out), base + "/sub/f.txt");
-        ASSERT_EQ(XfnFullPath(out, "sub/"), 1);
-        EXPECT_EQ(std::string(out), base + "/sub/");
+        for (const auto& c : cases) {
+            EXPECT_EQ(XfnFullPath(out, c.in.c_str()), c.nResult) << c.in;
+            EXPECT_EQ(std::string(out), c.out);
+        }
         EXPECT_EQ(std::string(XfnGetFullPath(XString("x"))), base + "/x");
     });
-    char out[260];
-    ASSERT_EQ(XfnFullPath(out, "/a//b/../c"), 1);
-    EXPECT_STREQ(out, "/a/c");
-    ASSERT_EQ(XfnFullPath(out, "/.."), 1);
-    EXPECT_STREQ(out, "/");
-}
-
-TEST(XfnFullPath, TooLongOrEmptyGivesCutCopy)
-{
-    std::string longPath = "/" + std::string(300, 'p');
-    char out[260];
-    std::memset(out, 'x', sizeof(out));
-    EXPECT_EQ(XfnFullPath(out, longPath.c_str()), 0);
-    EXPECT_EQ(std::strlen(out), 259u);
-    EXPECT_EQ(std::string(out), longPath.substr(0, 259));
-    EXPECT_EQ(XfnFullPath(out, ""), 0);
+    EXPECT_EQ(XfnFullPath(out, nullptr), 0);
     EXPECT_STREQ(out, "");
-    // Exactly 259 characters still fit.
-    std::string fits = "/" + std::string(258, 'q');
-    EXPECT_EQ(XfnFullPath(out, fits.c_str()), 1);
 }
 
 TEST(XfnGetModuleFileName, ProgramAndLibrary)
 {
-    XString strProgram = XfnGetModuleFileName(nullptr);
-    EXPECT_EQ(std::string(strProgram), std::filesystem::read_symlink("/proc/self/exe").string());
+    std::string strProgram = std::filesystem::read_symlink("/proc/self/exe").string();
+    std::filesystem::path dir = std::filesystem::path(strProgram).parent_path();
+    EXPECT_EQ(std::string(XfnGetModuleFileName(nullptr)), strProgram);
     // The library is linked into this test program.
-    EXPECT_STREQ(XfnGetModuleFileName(XfnGetLibraryModule()), strProgram);
-    XString strDir = XfnGetModulePath(nullptr);
-    EXPECT_EQ(std::string(strDir), std::filesystem::path(std::string(strProgram)).parent_path().string() + "/");
-    XString strUpper = XfnGetModulePathUpper(nullptr);
-    EXPECT_EQ(std::string(strUpper),
-              std::filesystem::path(std::string(strProgram)).parent_path().parent_path().string() + "/");
+    EXPECT_EQ(std::string(XfnGetModuleFileName(XfnGetLibraryModule())), strProgram);
+    EXPECT_EQ(std::string(XfnGetModulePath(nullptr)), dir.string() + "/");
+    EXPECT_EQ(std::string(XfnGetModulePathUpper(nullptr)), dir.parent_path().string() + "/");
     XString strShort;
     XfnGetModuleShortFileName(nullptr, strShort);
-    EXPECT_STREQ(strShort, strProgram);
+    EXPECT_EQ(std::string(strShort), strProgram);
+    // An address in no module has no name.
     int nLocal = 0;
     EXPECT_STREQ(XfnGetModuleFileName(&nLocal), "");
+    EXPECT_STREQ(XfnGetModulePathUpper(&nLocal), "");
 }
 
-TEST(XfnGetTempFileName, TimeTailInSetOrCurrentDirectory)
+TEST_F(XPathTest, TimeTailInSetOrCurrentDirectory)
 {
-    XFilesTestDir dir;
     std::string base = std::filesystem::canonical(dir.path).string();
     InDirectory(base, [&] {
         std::string name(XfnGetTempFileName("XMMFileTemp"));

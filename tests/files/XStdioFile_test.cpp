@@ -7,66 +7,52 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <functional>
 #include <string>
 
-namespace {
-
-std::string Mode(unsigned int nFlags)
-{
-    char sz[4];
-    XStdioFile::GetModeString(nFlags, sz);
-    return sz;
-}
-
-} // namespace
+class XStdioFileTest : public XFilesTest {};
 
 TEST(XStdioFile, ModeStringTable)
 {
-    EXPECT_EQ(Mode(XFile::flagRead), "rt");
-    EXPECT_EQ(Mode(XFile::flagReadWrite), "r+t");
-    EXPECT_EQ(Mode(XFile::flagWrite), "at");
-    EXPECT_EQ(Mode(XFile::flagWrite | XFile::flagCreate), "wt");
-    EXPECT_EQ(Mode(XFile::flagWrite | XFile::flagCreate | XFile::flagBinary), "wb");
-    EXPECT_EQ(Mode(XFile::flagReadWrite | XFile::flagCreate), "w+t");
-    EXPECT_EQ(Mode(XFile::flagReadWrite | XFile::flagCreate | XFile::flagNoTruncate), "a+t");
-    EXPECT_EQ(Mode(XFile::flagRead | XFile::flagBinary), "rb");
+    const unsigned int kRW = XFile::flagReadWrite, kCreate = XFile::flagCreate, kBinary = XFile::flagBinary;
+    const std::pair<unsigned int, const char*> cases[] = {
+        {XFile::flagRead, "rt"}, {kRW, "r+t"}, {XFile::flagWrite, "at"}, {XFile::flagWrite | kCreate, "wt"},
+        {XFile::flagWrite | kCreate | kBinary, "wb"}, {kRW | kCreate, "w+t"},
+        {kRW | kCreate | XFile::flagNoTruncate, "a+t"}, {XFile::flagRead | kBinary, "rb"},
+    };
+    for (const auto& c : cases) {
+        char sz[4];
+        XStdioFile::GetModeString(c.first, sz);
+        EXPECT_STREQ(sz, c.second) << c.first;
+    }
 }
 
-TEST(XStdioFile, LinesAreReadIn128ByteSteps)
+TEST_F(XStdioFileTest, LinesAreReadIn128ByteSteps)
 {
-    XFilesTestDir dir;
-    const std::string line128(128, 'a');
-    const std::string line300(300, 'b');
-    std::string path = dir.Make("lines.txt", "short\n\n" + line128 + "\n" + line300);
+    const std::string line128(128, 'a'), line300(300, 'b');
+    std::string path = dir.Make("lines.txt", "short\n\n" + line128 + "\n" + line300 + "\nab\r\ncd");
     XStdioFile file(path.c_str(), XFile::flagRead);
     XString strLine;
-    EXPECT_EQ(file.ReadString(strLine), 1);
-    EXPECT_STREQ(strLine, "short");
-    EXPECT_EQ(file.ReadString(strLine), 1);
-    EXPECT_STREQ(strLine, "");
-    EXPECT_EQ(file.ReadString(strLine), 1);
-    EXPECT_EQ(std::string(strLine), line128);
-    EXPECT_EQ(file.ReadString(strLine), 1);
-    EXPECT_EQ(std::string(strLine), line300);
+    for (const std::string& strExpected : {std::string("short"), std::string(), line128, line300}) {
+        EXPECT_EQ(file.ReadString(strLine), 1);
+        EXPECT_EQ(std::string(strLine), strExpected);
+    }
+    // The buffer form keeps the line end.
+    char buf[8];
+    EXPECT_STREQ(file.ReadString(buf, sizeof(buf)), "ab\r\n");
+    EXPECT_STREQ(file.ReadString(buf, sizeof(buf)), "cd");
+    EXPECT_EQ(file.ReadString(buf, sizeof(buf)), nullptr);
     EXPECT_EQ(file.ReadString(strLine), 0);
     EXPECT_STREQ(strLine, "");
-}
-
-TEST(XStdioFile, LineOfExactlyOneStepAtTheEndReportsEnd)
-{
-    XFilesTestDir dir;
-    const std::string line128(128, 'c');
-    std::string path = dir.Make("end.txt", line128);
-    XStdioFile file(path.c_str(), XFile::flagRead);
-    XString strLine;
-    // The text is all there, but the last read of the loop found the end.
-    EXPECT_EQ(file.ReadString(strLine), 0);
+    // A last line of exactly one step is all there, but the last read of the
+    // loop found the end.
+    XStdioFile end(dir.Make("end.txt", line128).c_str(), XFile::flagRead);
+    EXPECT_EQ(end.ReadString(strLine), 0);
     EXPECT_EQ(std::string(strLine), line128);
 }
 
-TEST(XStdioFile, WriteSeekAndAppend)
+TEST_F(XStdioFileTest, WriteSeekAppendAndAdopt)
 {
-    XFilesTestDir dir;
     std::string path = dir("w.txt");
     {
         XStdioFile file(path.c_str(), XFile::flagReadWrite | XFile::flagCreate);
@@ -78,70 +64,67 @@ TEST(XStdioFile, WriteSeekAndAppend)
         EXPECT_EQ(file.Read(buf, 4), 4u);
         EXPECT_STREQ(buf, "beta");
         EXPECT_EQ(file.Read(buf, 4), 0u);
+        EXPECT_EQ(file.Read(buf, 0), 0u);
         file.Flush();
         EXPECT_EQ(file.GetLength(), 10);
     }
-    {
-        // Writing without flagCreate appends.
-        XStdioFile file(path.c_str(), XFile::flagWrite);
-        file.WriteString("\ngamma");
-    }
+    // Writing without flagCreate appends.
+    XStdioFile(path.c_str(), XFile::flagWrite).WriteString("\ngamma");
     EXPECT_EQ(XFilesTestDir::Slurp(path), "alpha\nbeta\ngamma");
+    // An adopted stream stays open.
+    FILE* pStream = std::fopen(path.c_str(), "a");
+    ASSERT_NE(pStream, nullptr);
+    XStdioFile(pStream).WriteString("\nkept");
+    EXPECT_EQ(std::fputs(" open", pStream), 1);
+    EXPECT_EQ(std::fclose(pStream), 0);
+    EXPECT_EQ(XFilesTestDir::Slurp(path), "alpha\nbeta\ngamma\nkept open");
 }
 
-TEST(XStdioFile, FailuresUseCauseCodes)
+TEST_F(XStdioFileTest, FailuresUseCauseCodes)
 {
-    XFilesTestDir dir;
     std::string path = dir.Make("r.txt", "abc");
-    XStdioFile file(path.c_str(), XFile::flagRead);
-    try {
-        file.Seek(-10, XFile::begin);
-        ADD_FAILURE() << "negative seek accepted";
-    } catch (const XFileErrorException& e) {
-        EXPECT_EQ(e.nCause, XFileErrorException::badSeek);
-        EXPECT_EQ(e.nOsError, EINVAL);
-        EXPECT_EQ(std::string(e.strFileName), path);
-    }
+    XStdioFile reader(path.c_str(), XFile::flagRead);
+    XStdioFile writer(dir("w.txt").c_str(), XFile::flagWrite | XFile::flagCreate);
+    XStdioFile closed;
+    char buf[4];
+    XString strLine;
+    const struct {
+        std::function<void()> call;
+        int nCause;
+        LONG nOsError;
+    } cases[] = {
+        {[&] { reader.Seek(-10, XFile::begin); }, XFileErrorException::badSeek, EINVAL},
+        {[&] { reader.WriteString("x"); }, XFileErrorException::diskFull, EBADF},
+        {[&] { writer.Read(buf, 1); }, XFileErrorException::genericException, EBADF},
+        {[&] { writer.ReadString(strLine); }, XFileErrorException::genericException, EBADF},
+        {[&] { writer.ReadString(buf, 4); }, XFileErrorException::genericException, EBADF},
+        // A closed object fails as on a bad handle instead of touching no stream.
+        {[&] { closed.Read(buf, 1); }, XFileErrorException::genericException, EBADF},
+        {[&] { closed.Write(buf, 1); }, XFileErrorException::genericException, EBADF},
+        {[&] { closed.WriteString("x"); }, XFileErrorException::diskFull, EBADF},
+        {[&] { closed.ReadString(strLine); }, XFileErrorException::genericException, EBADF},
+        {[&] { closed.Seek(0, XFile::begin); }, XFileErrorException::badSeek, EBADF},
+        {[&] { closed.GetPosition(); }, XFileErrorException::invalidFile, EBADF},
+    };
+    for (size_t i = 0; i < std::size(cases); ++i)
+        EXPECT_EQ(ThrownCause(cases[i].call), std::make_pair(cases[i].nCause, cases[i].nOsError)) << "case " << i;
     // A write to a read-only stream fails in the runtime's buffer flush or
     // at once; either way as cause 1 or 13.
-    try {
-        file.Write("x", 1);
-        file.Flush();
-        ADD_FAILURE() << "write to a reading stream accepted";
-    } catch (const XFileErrorException& e) {
-        EXPECT_TRUE(e.nCause == XFileErrorException::genericException || e.nCause == XFileErrorException::diskFull);
-        EXPECT_EQ(e.nOsError, EBADF);
-    }
-    EXPECT_THROW(file.Duplicate(), XNotSupportedException);
-    EXPECT_THROW(file.LockRange(0, 1), XNotSupportedException);
-    EXPECT_THROW(file.UnlockRange(0, 1), XNotSupportedException);
+    auto cause = ThrownCause([&] {
+        reader.Write("x", 1);
+        reader.Flush();
+    });
+    EXPECT_TRUE(cause.first == XFileErrorException::genericException || cause.first == XFileErrorException::diskFull);
+    EXPECT_EQ(cause.second, EBADF);
+    EXPECT_THROW(reader.Duplicate(), XNotSupportedException);
+    EXPECT_THROW(reader.LockRange(0, 1), XNotSupportedException);
+    EXPECT_THROW(reader.UnlockRange(0, 1), XNotSupportedException);
     // The path constructor reports as XFile does.
     EXPECT_THROW(XStdioFile(dir("missing").c_str(), XFile::flagRead), XFileException);
 }
 
-TEST(XStdioFile, AdoptedStreamStaysOpen)
+TEST_F(XStdioFileTest, CloseAndAbortFreeTheFile)
 {
-    XFilesTestDir dir;
-    std::string path = dir("adopt.txt");
-    FILE* pStream = std::fopen(path.c_str(), "w+");
-    ASSERT_NE(pStream, nullptr);
-    {
-        XStdioFile file(pStream);
-        EXPECT_EQ(file.bOwnsHandle, 0);
-        file.WriteString("kept");
-    }
-    EXPECT_EQ(std::fputs(" open", pStream), 1);
-    EXPECT_EQ(std::fclose(pStream), 0);
-    EXPECT_EQ(XFilesTestDir::Slurp(path), "kept open");
-    {
-        XStdioFile out(stdout);
-    }
-    EXPECT_GE(std::fflush(stdout), 0);
-}
-
-TEST(XStdioFile, CloseAndAbort)
-{
-    XFilesTestDir dir;
     std::string path = dir("c.txt");
     XStdioFile file(path.c_str(), XFile::flagWrite | XFile::flagCreate);
     file.WriteString("buffered");
@@ -149,21 +132,10 @@ TEST(XStdioFile, CloseAndAbort)
     EXPECT_EQ(file.pStream, nullptr);
     EXPECT_EQ(file.hFile, -1);
     EXPECT_EQ(XFilesTestDir::Slurp(path), "buffered");
-    // A closed object fails as on a bad handle instead of touching no stream.
-    XString strLine;
-    try {
-        file.ReadString(strLine);
-        ADD_FAILURE() << "read from a closed stream";
-    } catch (const XFileErrorException& e) {
-        EXPECT_EQ(e.nCause, XFileErrorException::genericException);
-        EXPECT_EQ(e.nOsError, EBADF);
-    }
-    EXPECT_THROW(file.Seek(0, XFile::begin), XFileErrorException);
-    // The file is free again: its share mode went with the stream.
+    // The share mode went with the stream.
     XStdioFile again(path.c_str(), XFile::flagRead);
     again.Abort();
     EXPECT_EQ(again.pStream, nullptr);
     EXPECT_EQ(std::string(again.strPath), path);
-    XFile exclusive(path.c_str(), XFile::flagRead);
-    EXPECT_EQ(exclusive.GetLength(), 8);
+    EXPECT_EQ(XFile(path.c_str(), XFile::flagRead).GetLength(), 8);
 }

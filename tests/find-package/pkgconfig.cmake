@@ -1,21 +1,13 @@
-# Builds the consumer with the flags that kvdbase.pc gives, and runs it.
+# Builds the consumer with the flags that kvdbase.pc gives, and runs it; any
+# failing step stops with its command.
 file(MAKE_DIRECTORY ${WORK})
 file(GLOB_RECURSE pc_file ${STAGE}/kvdbase.pc)
 get_filename_component(pc_dir "${pc_file}" DIRECTORY)
 get_filename_component(lib_dir "${pc_dir}" DIRECTORY)
 set(ENV{PKG_CONFIG_PATH} ${pc_dir})
 execute_process(COMMAND pkg-config --cflags --libs kvdbase
-  OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE RESULT_VARIABLE rc)
-if(NOT rc EQUAL 0)
-  message(FATAL_ERROR "pkg-config does not know kvdbase")
-endif()
+  OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 separate_arguments(flags UNIX_COMMAND "${flags}")
 execute_process(COMMAND c++ -std=c++17 ${SOURCE} -o ${WORK}/consumer ${flags} -Wl,-rpath,${lib_dir}
-  RESULT_VARIABLE rc)
-if(NOT rc EQUAL 0)
-  message(FATAL_ERROR "consumer does not build with the pkg-config flags")
-endif()
-execute_process(COMMAND ${WORK}/consumer RESULT_VARIABLE rc)
-if(NOT rc EQUAL 0)
-  message(FATAL_ERROR "consumer built with pkg-config flags failed: ${rc}")
-endif()
+  COMMAND_ERROR_IS_FATAL ANY)
+execute_process(COMMAND ${WORK}/consumer COMMAND_ERROR_IS_FATAL ANY)
