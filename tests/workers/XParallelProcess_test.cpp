@@ -30,21 +30,28 @@ public:
     }
 };
 
-TEST(XParallelProcess, WithoutWorkersRunCallsOnRunZeroOnTheCaller)
+TEST(XParallelProcess, WithoutWorkersRunCallsOnRunZeroOnTheCallerAndANegativeCountNothing)
 {
     XRecorder never;
     EXPECT_TRUE(never.Run());
-    EXPECT_EQ(never.anRuns[0].load(), 1);
     EXPECT_EQ(never.anThreadIds[0].load(), XfnSysGetCurrentThreadId());
 
     XRecorder zero;
     zero.Create(0, false);
     EXPECT_EQ(zero.GetNumThreads(), 0);
     EXPECT_TRUE(zero.Run());
+    EXPECT_EQ(zero.anRuns[0].load(), 1);
     EXPECT_EQ(zero.anThreadIds[0].load(), XfnSysGetCurrentThreadId());
     EXPECT_EQ(zero.GetPercent(), 0);
     EXPECT_TRUE(zero.Quit());
     EXPECT_TRUE(zero.Quit());
+
+    XRecorder negative;
+    negative.Create(-3, false);
+    EXPECT_EQ(negative.GetNumThreads(), -3);
+    EXPECT_TRUE(negative.Run());
+    EXPECT_EQ(negative.TotalRuns(), 0);
+    EXPECT_EQ(negative.GetPercent(), 0);
 }
 
 TEST(XParallelProcess, EachRunCallsEveryWorkerOnceOnItsOwnThread)
@@ -60,7 +67,6 @@ TEST(XParallelProcess, EachRunCallsEveryWorkerOnceOnItsOwnThread)
     // The threads live across runs: each index always ran on its own thread.
     for (int i = 0; i < 3; ++i) {
         EXPECT_TRUE(work.IsValid(i));
-        EXPECT_NE(work.GetThreadID(i), 0u);
         EXPECT_EQ(work.anThreadIds[i].load(), work.GetThreadID(i));
         EXPECT_NE(work.GetThreadID(i), XfnSysGetCurrentThreadId());
     }
@@ -70,6 +76,10 @@ TEST(XParallelProcess, EachRunCallsEveryWorkerOnceOnItsOwnThread)
     EXPECT_TRUE(work.Quit());
     EXPECT_EQ(work.GetNumThreads(), 0);
     EXPECT_EQ(work.phThreads, nullptr);
+
+    // A count of -1 asks for one worker per processor.
+    work.Create(-1, false);
+    EXPECT_EQ(work.GetNumThreads(), XfnSysGetProcessorCount());
 }
 
 TEST(XParallelProcess, WorkerIIsPinnedToProcessorIAndTheMaskWrapsAt32)
@@ -94,7 +104,7 @@ TEST(XParallelProcess, WorkerIIsPinnedToProcessorIAndTheMaskWrapsAt32)
         EXPECT_EQ(work.anRuns[i].load(), 2) << "worker " << i;
 }
 
-TEST(XParallelProcess, SuspendedWorkersStartWithTheFirstRunAndQuitWithoutOne)
+TEST(XParallelProcess, SuspendedWorkersStartWithTheFirstRunAndCreateAgainEndsTheFirstSet)
 {
     XRecorder quitOnly;
     quitOnly.Create(2, true);
@@ -103,34 +113,18 @@ TEST(XParallelProcess, SuspendedWorkersStartWithTheFirstRunAndQuitWithoutOne)
     EXPECT_TRUE(quitOnly.Quit());
     EXPECT_EQ(quitOnly.TotalRuns(), 0);
 
-    XRecorder run;
-    run.Create(2, true);
-    EXPECT_TRUE(run.Run());
-    EXPECT_EQ(run.anRuns[0].load(), 1);
-    EXPECT_EQ(run.anRuns[1].load(), 1);
-}
-
-TEST(XParallelProcess, CreateAgainEndsTheFirstSet)
-{
     XRecorder work;
-    work.Create(2, false);
+    work.Create(2, true);
     HANDLE hFirst = XfnSysDuplicateThreadHandle(work.phThreads[0]);
+    EXPECT_TRUE(work.Run());
+    EXPECT_EQ(work.anRuns[0].load(), 1);
+    EXPECT_EQ(work.anRuns[1].load(), 1);
     work.Create(2, false);
     EXPECT_TRUE(XfnSysIsThreadFinished(hFirst));
     EXPECT_EQ(XfnSysGetThreadExitCode(hFirst), 1u); // left through its quit event
     XfnSysCloseThread(hFirst);
     EXPECT_TRUE(work.Run());
-    EXPECT_EQ(work.TotalRuns(), 2);
-}
-
-TEST(XParallelProcess, NegativeCountRunsNothingAndSucceeds)
-{
-    XRecorder work;
-    work.Create(-3, false);
-    EXPECT_EQ(work.GetNumThreads(), -3);
-    EXPECT_TRUE(work.Run());
-    EXPECT_EQ(work.TotalRuns(), 0);
-    EXPECT_EQ(work.GetPercent(), 0);
+    EXPECT_EQ(work.TotalRuns(), 4);
 }
 
 // Each worker reports a percent of its own and can wait for a cancel.
@@ -170,18 +164,15 @@ TEST(XParallelProcess, CancelReachesRunningWorkersAndRunClearsAnEarlierOne)
     XReporter work;
     work.bWaitForCancel = true;
     work.Create(2, false);
-    struct XCanceller {
-        // Cancels once both workers are inside OnRun.
-        static DWORD Proc(void* p)
-        {
-            XReporter* pWork = static_cast<XReporter*>(p);
-            for (int i = 0; i < 10000 && pWork->nEntered.load() < 2; ++i)
-                XfnSysSleep(1);
-            pWork->Cancel();
-            return 0;
-        }
+    // Cancels once both workers are inside OnRun.
+    auto canceller = [](void* p) -> DWORD {
+        XReporter* pWork = static_cast<XReporter*>(p);
+        for (int i = 0; i < 10000 && pWork->nEntered.load() < 2; ++i)
+            XfnSysSleep(1);
+        pWork->Cancel();
+        return 0;
     };
-    HANDLE hCanceller = XfnSysCreateThread(XCanceller::Proc, &work, false, nullptr);
+    HANDLE hCanceller = XfnSysCreateThread(canceller, &work, false, nullptr);
     ASSERT_NE(hCanceller, nullptr);
     EXPECT_TRUE(work.Run());
     EXPECT_EQ(work.nSawCancel.load(), 2);
@@ -220,21 +211,30 @@ TEST(XParallelProcess, MoreThan64WorkersMakeRunReturnBeforeTheyFinish)
     EXPECT_TRUE(work.Quit());
 }
 
+// A copy of another set.
+class XCopy : public XParallelProcess {
+public:
+    explicit XCopy(const XParallelProcess& src) : XParallelProcess(src) {}
+    void OnRun(int) override {}
+};
+
 TEST(XParallelProcess, CopiesShareTheWorkersAndTheFirstQuitEndsThem)
 {
     std::unique_ptr<XRecorder> pWork(new XRecorder);
     pWork->Create(2, false);
     ASSERT_TRUE(pWork->Run());
-    XRecorder copy;
-    static_cast<XParallelProcess&>(copy) = *pWork;
-    EXPECT_EQ(copy.phThreads, pWork->phThreads);
-    EXPECT_EQ(copy.GetNumThreads(), 2);
-    pWork.reset(); // ends the shared workers; the copy keeps the arrays
-    EXPECT_EQ(copy.GetNumThreads(), 2);
-    EXPECT_FALSE(copy.IsValid(0));
-    EXPECT_FALSE(copy.Run());
-    EXPECT_TRUE(copy.Quit());
-    EXPECT_EQ(copy.phThreads, nullptr);
+    XRecorder assigned;
+    static_cast<XParallelProcess&>(assigned) = *pWork;
+    std::unique_ptr<XCopy> pCopy(new XCopy(*pWork));
+    EXPECT_EQ(assigned.phThreads, pWork->phThreads);
+    EXPECT_EQ(pCopy->phThreads, pWork->phThreads);
+    pWork.reset(); // ends the shared workers; the copies keep the arrays
+    pCopy.reset(); // and the last one frees them
+    EXPECT_EQ(assigned.GetNumThreads(), 2);
+    EXPECT_FALSE(assigned.IsValid(0));
+    EXPECT_FALSE(assigned.Run());
+    EXPECT_TRUE(assigned.Quit());
+    EXPECT_EQ(assigned.phThreads, nullptr);
 }
 
 } // namespace
