@@ -112,6 +112,15 @@ TEST(XArray, InsertRemoveAppendCopy)
     EXPECT_EQ(Contents(b), "8866");
     b.Copy(a);
     EXPECT_EQ(Contents(b), Contents(a));
+    // Empty and zero-length edits, and a copy onto itself, change nothing.
+    a.Copy(a);
+    a.InsertAt(0, 5, 0);
+    a.InsertAt(0, &empty);
+    a.InsertAt(0, static_cast<XByteArray*>(nullptr));
+    a.RemoveAt(3, 0);
+    a.FreeExtra();
+    a.FreeExtra();
+    EXPECT_EQ(Contents(a), Contents(b));
     b.Copy(empty);
     EXPECT_EQ(b.GetUpperBound(), -1);
 }
@@ -200,6 +209,21 @@ TEST(XCollections, EveryClassIsRegisteredUnderXObject)
             EXPECT_EQ(pOb->GetRuntimeClass(), pClass) << c.pszName;
             delete pOb;
         }
+    }
+    // The objects of the classes that cannot be created answer with their records too.
+    XPtrArray ptrs;
+    XPtrList ptrList;
+    XMapIntToPtr intToPtr;
+    XMapPtrToInt ptrToInt;
+    XMapPtrToPtr ptrToPtr;
+    XMapPtrToWord ptrToWord;
+    XMapWordToPtr wordToPtr;
+    XMapStringToPtr stringToPtr;
+    const XObject* apObjects[] = {&ptrs, &ptrList, &intToPtr, &ptrToInt, &ptrToPtr, &ptrToWord, &wordToPtr, &stringToPtr};
+    for (const XObject* pOb : apObjects) {
+        void* p = nullptr;
+        ASSERT_TRUE(XObject::RTCMap.Lookup(pOb->GetRuntimeClass()->lpszClassName, p));
+        EXPECT_EQ(p, pOb->GetRuntimeClass());
     }
     // The templates are not registered: they answer as XObject.
     XArray<int, int> array;

@@ -51,9 +51,14 @@ TEST(XList, LinksStayConsistentInBothDirections)
     EXPECT_EQ(Elements(list), (std::vector<int>{1, 3, 40, 5}));
     list.RemoveAt(list.GetHeadPosition());
     list.RemoveAt(list.GetTailPosition());
-    EXPECT_EQ(Elements(list), (std::vector<int>{3, 40}));
-    EXPECT_EQ(list.GetHead(), 3);
-    EXPECT_EQ(list.GetTail(), 40);
+    list.InsertBefore(list.GetHeadPosition(), 2);
+    list.InsertAfter(list.GetTailPosition(), 41);
+    EXPECT_EQ(Elements(list), (std::vector<int>{2, 3, 40, 41}));
+    EXPECT_EQ(list.GetHead(), 2);
+    EXPECT_EQ(list.GetTail(), 41);
+    while (!list.IsEmpty())
+        list.RemoveHead();
+    EXPECT_EQ(Elements(list), std::vector<int>());
 }
 
 TEST(XList, FindAndFindIndex)

@@ -137,12 +137,12 @@ TEST(XMap, StringKeysAreExactText)
     XMapStringToPtr many;
     for (int i = 0; i < 1000; ++i) {
         XString strName;
-        strName.Format("name%d", i);
+        strName.Format(i % 3 == 0 ? "n%d" : "a longer name %d", i);
         many[strName] = AsPtr(i);
     }
     for (int i = 0; i < 1000; i += 2) {
         XString strName;
-        strName.Format("name%d", i);
+        strName.Format(i % 3 == 0 ? "n%d" : "a longer name %d", i);
         EXPECT_TRUE(many.RemoveKey(strName));
     }
     int nSeen = 0;
@@ -153,4 +153,9 @@ TEST(XMap, StringKeysAreExactText)
         EXPECT_EQ(reinterpret_cast<intptr_t>(p) % 2, 1);
     }
     EXPECT_EQ(nSeen, 500);
+    // Long keys compare eight bytes at a time; a difference anywhere tells.
+    for (const char* psz : {"a longer name 1x", "b longer name 1", "a longer_name 1", "a longer name 1000"}) {
+        void* p = nullptr;
+        EXPECT_FALSE(many.Lookup(psz, p)) << psz;
+    }
 }
