@@ -172,8 +172,7 @@ TEST(XCollStream, ByteExactForms)
         EXPECT_EQ(b, Concat({NewHierarchy("XMapStringToString", bNoSwap), U32(0, bNoSwap)}));
     }
 
-    // 272 and 0 share bucket 0; the newer, 272, is stored first, and loading
-    // reverses the chain.
+    // 272 and 0 share bucket 0; the newer, 272, is stored first, and loading reverses the chain.
     XMapWordToOb map;
     map[0] = nullptr;
     map[272] = nullptr;

@@ -93,18 +93,21 @@ TEST(XVector, LengthDistanceDotAndTheTwoNormalizeForms)
     EXPECT_EQ(z3f, tagXVector3f());
     XfnVector2Normalize(&z2);
     EXPECT_TRUE(std::isnan(z2.x) && std::isnan(z2.y));
+    tagXVector2 n2 = a2;
     tagXVector3 n3 = a3;
     tagXVector2f n2f = a2f;
     tagXVector3f n3f = a3f;
+    n2.Normalize();
     n3.Normalize();
     n2f.Normalize();
     n3f.Normalize();
+    EXPECT_EQ(n2, tagXVector2(0.6, 0.8));
     EXPECT_EQ(n3, tagXVector3(2.0 / 7, 3.0 / 7, 6.0 / 7));
     EXPECT_EQ(n2f, tagXVector2f(0.6f, 0.8f));
     EXPECT_EQ(n3f, tagXVector3f(2.0f / 7, 3.0f / 7, 6.0f / 7));
     tagXVector2 o2;
     tagXVector2f o2f;
-    EXPECT_EQ(*XfnVector2Normalize(&o2, &a2), tagXVector2(0.6, 0.8));
+    EXPECT_EQ(*XfnVector2Normalize(&o2, &a2), n2);
     EXPECT_EQ(*XfnVector2fNormalize(&o2f, &a2f), n2f);
     tagXVector3 o3 = a3;
     tagXVector2f p2f = a2f;
@@ -113,6 +116,7 @@ TEST(XVector, LengthDistanceDotAndTheTwoNormalizeForms)
     EXPECT_EQ(*XfnVector2fNormalize(&p2f), n2f);
     EXPECT_EQ(*XfnVector3fNormalize(&o3f), n3f);
     EXPECT_EQ(*XfnVector3Normalize(&o3, &a3), n3);
+    EXPECT_EQ(*XfnVector3fNormalize(&o3f, &a3f), n3f);
 }
 
 TEST(XVector, CrossStoresEachComponentAsComputed)

@@ -18,8 +18,7 @@ tagXVector2 PiecewiseMap(double x, double y)
                        x - y + 0.25 * std::fabs(x - 2) + 0.5 * std::fabs(y - 2));
 }
 
-// The 9 by 9 lattice of step 0.5 over [0,4] x [0,4] and its images,
-// optionally without the closed upper right quadrant.
+// The 9 by 9 lattice of step 0.5 over [0,4] x [0,4] and its images, optionally without the closed upper right quadrant.
 struct tagLattice {
     std::vector<double> sx, sy, tx, ty;
 

@@ -122,8 +122,7 @@ TEST(XWarpCoeff, FitsReproduceExactPolynomials)
 
 TEST(XWarpCoeff, OverdeterminedFitIsLeastSquaresTheSameInBothForms)
 {
-    // x' = xy on the unit square has the best plane 0.5 x + 0.5 y - 0.25,
-    // with residuals of 0.25 at every corner.
+    // x' = xy on the unit square has the best plane 0.5 x + 0.5 y - 0.25, with residuals of 0.25 at every corner.
     tagXVector2 src[4] = {{0, 0}, {1, 0}, {0, 1}, {1, 1}};
     tagXVector2 dst[4] = {{0, 0}, {0, 0}, {0, 0}, {1, 0}};
     XWarpCoeff warp;
@@ -153,6 +152,8 @@ TEST(XWarpCoeff, CreateRefusesAndResets)
         double x = 1, y = 1;
         EXPECT_EQ(warp.WarpPoint(x, y), 0);
         EXPECT_EQ(warp.WarpPoint(&x, &y, 1), 0);
+        tagXVector2 p(x, y);
+        EXPECT_EQ(warp.WarpPoint(&p, 1), 0);
     }
     // Two used points give 4 rows, fewer than the 6 unknowns.
     int use[10] = {0, 1, 0, 0, 0, 0, 1, 0, 0, 0};

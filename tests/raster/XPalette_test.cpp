@@ -10,8 +10,7 @@
 
 namespace {
 
-// One palette as filled by XfnGetPalette, with the arrays pre-set to a marker
-// so that untouched entries show.
+// One palette as filled by XfnGetPalette, with the arrays pre-set to a marker so that untouched entries show.
 struct tagPal {
     unsigned char r[256], g[256], b[256];
     explicit tagPal(int nIndex, unsigned char nFill = 0x5A)
@@ -147,8 +146,7 @@ TEST(XPalette, MixedPaletteSixteenStartsDark)
     EXPECT_EQ(pal.At(255), RGB(255, 255, 255));
 }
 
-// Control entries: exact, with the values in between running straight from
-// one to the next within nTolerance steps.
+// Control entries: exact, with the values in between running straight from one to the next within nTolerance steps.
 struct tagControl {
     int nEntry;
     RGB rgb;

@@ -21,8 +21,7 @@ bool FileExists(const char* pszPath)
     return XFile::GetStatus(pszPath, status) != 0;
 }
 
-// Budgets: the whole raster, a few rows that do not divide the tile height,
-// and one row.
+// Budgets: the whole raster, a few rows that do not divide the tile height, and one row.
 std::vector<int> Budgets(const XRasterShape& s)
 {
     const int nRow = s.nXSize * s.nDataSize;

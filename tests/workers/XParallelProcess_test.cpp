@@ -225,6 +225,7 @@ TEST(XParallelProcess, CopiesShareTheWorkersAndTheFirstQuitEndsThem)
     ASSERT_TRUE(pWork->Run());
     XRecorder assigned;
     static_cast<XParallelProcess&>(assigned) = *pWork;
+    static_cast<XParallelProcess&>(assigned) = static_cast<XParallelProcess&>(assigned);
     std::unique_ptr<XCopy> pCopy(new XCopy(*pWork));
     EXPECT_EQ(assigned.phThreads, pWork->phThreads);
     EXPECT_EQ(pCopy->phThreads, pWork->phThreads);
