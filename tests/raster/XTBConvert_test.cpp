@@ -21,6 +21,15 @@ bool FileExists(const char* pszPath)
     return XFile::GetStatus(pszPath, status) != 0;
 }
 
+// The whole content of a file.
+XBytes FileBytes(XFile& file)
+{
+    XBytes all(static_cast<size_t>(file.GetLength()));
+    file.SeekToBegin();
+    EXPECT_EQ(file.Read(all.data(), unsigned(all.size())), all.size());
+    return all;
+}
+
 // Budgets: the whole raster, a few rows that do not divide the tile height, and one row.
 std::vector<int> Budgets(const XRasterShape& s)
 {
@@ -51,11 +60,8 @@ TEST(XTBConvert, RoundTripRestoresEveryByteForEveryKindAndBudget)
                         tb.Set(block.data(), 4, s.nXSize, s.nYSize, s.nDataSize, s.nXTile, s.nYTile, nKind);
                 };
                 auto Contents = [&] {
-                    if (nKind == 2) {
-                        file.SeekToBegin();
-                        EXPECT_EQ(file.Read(block.data(), unsigned(block.size())), block.size());
-                        EXPECT_EQ(file.GetLength(), int64_t(block.size()));
-                    }
+                    if (nKind == 2)
+                        block = FileBytes(file);
                     return XBytes(block.begin() + 4, block.end() - 4);
                 };
                 if (nKind == 2) {
@@ -115,10 +121,7 @@ TEST(XTBConvert, EmptyRasterAndBlockedTemporaryFileFail)
     tb.Set(&file, 0, 4, 4, 1, 2, 2);
     EXPECT_EQ(tb.Tile(8, nullptr), 0);
     EXPECT_EQ(tb.Untile(8, nullptr), 0);
-    XBytes all(16);
-    file.SeekToBegin();
-    file.Read(all.data(), 16);
-    EXPECT_EQ(all, lines);
+    EXPECT_EQ(FileBytes(file), lines);
     std::filesystem::remove(static_cast<const char*>(strPath + ".$XTBTEMP$"));
     file.Close();
     XFile::Remove(strPath);
@@ -171,7 +174,6 @@ TEST(XTBConvert, ProgressAndCancelThroughAThread)
     file.Write(lines.data(), unsigned(lines.size()));
     XTB tb;
     tb.Set(&file, 0, s.nXSize, s.nYSize, 1, s.nXTile, s.nYTile);
-    XBytes all(lines.size());
 
     // Cancelled: the file stays in line order and the temporary file goes.
     for (bool bUntile : {false, true}) {
@@ -179,9 +181,7 @@ TEST(XTBConvert, ProgressAndCancelThroughAThread)
         std::vector<LONG> percents = RunJob(job, true);
         EXPECT_EQ(job.nResult, 0);
         EXPECT_TRUE(percents.empty());
-        file.SeekToBegin();
-        file.Read(all.data(), unsigned(all.size()));
-        EXPECT_EQ(all, lines);
+        EXPECT_EQ(FileBytes(file), lines);
         EXPECT_FALSE(FileExists(strPath + ".$XTBTEMP$"));
     }
 
@@ -191,17 +191,13 @@ TEST(XTBConvert, ProgressAndCancelThroughAThread)
     EXPECT_EQ(job.nResult, 1);
     const std::vector<LONG> expected = {0, 10, 20, 30, 40, 50, 60, 70, 80, 90, 100};
     EXPECT_EQ(percents, expected);
-    file.SeekToBegin();
-    file.Read(all.data(), unsigned(all.size()));
-    EXPECT_EQ(all, TileOrder(lines, s));
+    EXPECT_EQ(FileBytes(file), TileOrder(lines, s));
 
     XConvertJob back{&tb, 40 * 10, true, -1};
     tb.Set(&file, 0, s.nXSize, s.nYSize, 1, s.nXTile, s.nYTile);
     RunJob(back, false);
     EXPECT_EQ(back.nResult, 1);
-    file.SeekToBegin();
-    file.Read(all.data(), unsigned(all.size()));
-    EXPECT_EQ(all, lines);
+    EXPECT_EQ(FileBytes(file), lines);
     file.Close();
     XFile::Remove(strPath);
 }

@@ -146,20 +146,7 @@ public:
     }
 };
 
-TEST(XParallelProcess, PercentIsTheMeanOfTheWorkers)
-{
-    XReporter work;
-    work.Create(2, false);
-    ASSERT_TRUE(work.Run());
-    EXPECT_EQ(work.GetPercent(0), 50);
-    EXPECT_EQ(work.GetPercent(1), 100);
-    EXPECT_EQ(work.GetPercent(2), 0);
-    EXPECT_EQ(work.GetPercent(), 75);
-    work.OnMessagePercent(5, 99); // out of range: ignored
-    EXPECT_EQ(work.GetPercent(), 75);
-}
-
-TEST(XParallelProcess, CancelReachesRunningWorkersAndRunClearsAnEarlierOne)
+TEST(XParallelProcess, CancelReachesRunningWorkersRunClearsAnEarlierOneAndPercentIsTheMean)
 {
     XReporter work;
     work.bWaitForCancel = true;
@@ -183,6 +170,13 @@ TEST(XParallelProcess, CancelReachesRunningWorkersAndRunClearsAnEarlierOne)
     work.Cancel();
     EXPECT_TRUE(work.Run());
     EXPECT_FALSE(work.IsCanceled());
+    // The percent is the mean of the workers'; an index out of range is ignored.
+    EXPECT_EQ(work.GetPercent(0), 50);
+    EXPECT_EQ(work.GetPercent(1), 100);
+    EXPECT_EQ(work.GetPercent(2), 0);
+    EXPECT_EQ(work.GetPercent(), 75);
+    work.OnMessagePercent(5, 99);
+    EXPECT_EQ(work.GetPercent(), 75);
 }
 
 // Runs until a gate opens, to show Run's behaviour past the wait limit.

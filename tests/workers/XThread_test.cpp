@@ -57,9 +57,15 @@ TEST(XThread, PercentPostsOncePerWholePercentWithinTheClampedRange)
     EXPECT_EQ(thread.nPercentHigh, 20);
 }
 
-TEST(XThread, CallbacksStoreCodeAndTextAndPostInOrder)
+TEST(XThread, IdleObjectAnswersAndCallbacksStoreCodeAndTextAndPostInOrder)
 {
     XThread thread;
+    EXPECT_EQ(thread.Terminate(), 1);
+    EXPECT_EQ(thread.Suspend(), 0xFFFFFFFFu);
+    EXPECT_EQ(thread.Resume(), 0xFFFFFFFFu);
+    EXPECT_EQ(thread.nLastPercent, 0x7FFFFFFF);
+    EXPECT_EQ(thread.Create(nullptr, nullptr, nullptr, nullptr, 0), nullptr);
+    EXPECT_EQ(thread.IsValid(), 0);
     thread.CallbackFail("no window"); // a null window: stored, nothing posted
     EXPECT_EQ(thread.nLastCode, XTHREAD_FAIL);
     EXPECT_STREQ(thread.strMessage, "no window");
@@ -81,17 +87,6 @@ TEST(XThread, CallbacksStoreCodeAndTextAndPostInOrder)
     thread.CallbackSuccess();
     EXPECT_EQ(thread.nLastCode, XTHREAD_SUCCESS);
     EXPECT_EQ(queue.GetCount(), 0);
-}
-
-TEST(XThread, IdleObjectAnswersWithoutAThread)
-{
-    XThread thread;
-    EXPECT_EQ(thread.Terminate(), 1);
-    EXPECT_EQ(thread.Suspend(), 0xFFFFFFFFu);
-    EXPECT_EQ(thread.Resume(), 0xFFFFFFFFu);
-    EXPECT_EQ(thread.nLastPercent, 0x7FFFFFFF);
-    EXPECT_EQ(thread.Create(nullptr, nullptr, nullptr, nullptr, 0), nullptr);
-    EXPECT_EQ(thread.IsValid(), 0);
 }
 
 DWORD ReportProgress(void* pParam)
@@ -162,7 +157,7 @@ struct XLoop {
     }
 };
 
-TEST(XThread, SuspendedCreateHoldsTheFunctionAtItsStartGate)
+TEST(XThread, SuspendedCreateHoldsTheFunctionAtItsStartGateAndCreateAgainEndsTheFirst)
 {
     XLoop loop;
     XThread thread;
@@ -181,6 +176,16 @@ TEST(XThread, SuspendedCreateHoldsTheFunctionAtItsStartGate)
     EXPECT_TRUE(idle.bStarted.load());
     EXPECT_EQ(idle.nSteps.load(), 0);
     EXPECT_EQ(thread.IsValid(), 0);
+
+    // Create again ends the running thread first.
+    XLoop first, second;
+    ASSERT_NE(first.Start(thread, 0), nullptr);
+    ASSERT_TRUE(first.Advances(0));
+    ASSERT_NE(second.Start(thread, 0), nullptr);
+    const int nFirstSteps = first.nSteps.load();
+    EXPECT_EQ(thread.bStop, 0);
+    EXPECT_TRUE(second.Advances(0));
+    EXPECT_EQ(first.nSteps.load(), nFirstSteps);
 }
 
 TEST(XThread, SuspendPausesTheWorkerAtItsNextPollPoint)
@@ -202,19 +207,6 @@ TEST(XThread, SuspendPausesTheWorkerAtItsNextPollPoint)
     EXPECT_TRUE(loop.Advances(nPaused));
     EXPECT_EQ(thread.Resume(), 0u);
     EXPECT_EQ(thread.Terminate(), 1);
-}
-
-TEST(XThread, CreateAgainEndsTheRunningThreadFirst)
-{
-    XLoop first, second;
-    XThread thread;
-    ASSERT_NE(first.Start(thread, 0), nullptr);
-    ASSERT_TRUE(first.Advances(0));
-    ASSERT_NE(second.Start(thread, 0), nullptr);
-    int nFirstSteps = first.nSteps.load();
-    EXPECT_EQ(thread.bStop, 0);
-    EXPECT_TRUE(second.Advances(0));
-    EXPECT_EQ(first.nSteps.load(), nFirstSteps); // the first thread had ended
 }
 
 struct XSelfTerminate {
