@@ -40,7 +40,7 @@ std::string Contents(const XByteArray& a)
 
 } // namespace
 
-TEST(XArray, GrowthStepIsAnEighthBetweenFourAnd1024)
+TEST(XArray, GrowthStepIsAnEighthBetweenFourAnd1024AndExposedElementsAreZero)
 {
     const int cases[][2] = {{3, 7}, {100, 112}, {10000, 11024}};
     for (const auto& c : cases) {
@@ -63,11 +63,7 @@ TEST(XArray, GrowthStepIsAnEighthBetweenFourAnd1024)
     a.SetSize(19000);
     a.FreeExtra();
     EXPECT_EQ(a.GetMaxSize(), 19000);
-}
-
-TEST(XArray, ExposedElementsAreZero)
-{
-    XDWordArray a;
+    // Elements exposed again by growth are zero.
     a.SetSize(10);
     for (int i = 0; i < 10; ++i)
         a[i] = 0xA5A5A5A5u;

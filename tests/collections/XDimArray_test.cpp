@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-TEST(XDimArray, OffsetTablesAddressEveryElementOnce)
+TEST(XDimArray, OffsetTablesAddressEveryElementOnceAndAllocKeepsCapacity)
 {
     tagXArr1 a1(5, 4);
     EXPECT_EQ(a1.pOffset1[4], 16);
@@ -32,10 +32,6 @@ TEST(XDimArray, OffsetTablesAddressEveryElementOnce)
     tagXArr2 empty;
     EXPECT_EQ(empty.pData, nullptr);
     EXPECT_EQ(empty.pOffset1, nullptr);
-}
-
-TEST(XDimArray, AllocKeepsCapacityAllocExactDoesNot)
-{
     tagXArr2 a;
     ASSERT_EQ(a.Alloc(10, 10, 1), 1);
     BYTE* pFirst = a.pData;

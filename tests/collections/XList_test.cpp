@@ -90,7 +90,7 @@ TEST(XList, FindAndFindIndex)
     EXPECT_EQ(obs.Find(&obs), obs.GetTailPosition());
 }
 
-TEST(XList, PooledNodesAndEmptyingFreesEverything)
+TEST(XList, PooledNodesEmptyingFreesEverythingAndTheStackReusesCells)
 {
     XProbeDoubles list(4);
     for (int i = 0; i < 9; ++i)
@@ -118,10 +118,6 @@ TEST(XList, PooledNodesAndEmptyingFreesEverything)
     list.AddTail(1.5);
     EXPECT_EQ(list.CountBlocks(), 1);
     EXPECT_EQ(list.GetHead(), 1.5);
-}
-
-TEST(XStack, LastInFirstOutOverReusedCells)
-{
     int a = 1, b = 2, c = 3;
     XStack<int*> stack(2);
     EXPECT_TRUE(stack.IsEmpty());
@@ -147,3 +143,4 @@ TEST(XStack, LastInFirstOutOverReusedCells)
     EXPECT_EQ(single.Pop(), &b);
     EXPECT_EQ(single.Pop(), &a);
 }
+

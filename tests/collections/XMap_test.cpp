@@ -40,7 +40,7 @@ std::vector<int> WalkKeys(const XMapIntToPtr& map)
 
 } // namespace
 
-TEST(XMap, Hashes)
+TEST(XMap, HashesAndTheWalkByBucketThenNewestFirst)
 {
     XMapIntToPtr mapInt;
     EXPECT_EQ(mapInt.HashKey(0x1234), 0x123u);
@@ -52,10 +52,6 @@ TEST(XMap, Hashes)
     EXPECT_EQ(mapString.HashKey("\xFF"), 0xFFFFFFFFu);  // bytes count as signed
     XMap<DWORD, DWORD, int*, int*> mapTemplate;
     EXPECT_EQ(mapTemplate.HashKey(0xFFFFFFF0u), 0x0FFFFFFFu);
-}
-
-TEST(XMap, WalkIsByBucketThenNewestFirst)
-{
     XMapIntToPtr map;
     EXPECT_EQ(map.GetStartPosition(), nullptr);
     EXPECT_EQ(map.GetHashTableSize(), 17u);

@@ -16,7 +16,7 @@ XValues Of(const double* p, int n)
 
 } // namespace
 
-TEST(XDenseMatrix, AddSubtractMultiplyAndTransposeColumnsFirst)
+TEST(XDenseMatrix, AddSubtractMultiplyAndTransposeColumnsFirstAndInPlace)
 {
     double a[6] = {1, 2, 3, 4, 5, 6};
     double b[6] = {6, 5, 4, 3, 2, 1};
@@ -41,10 +41,6 @@ TEST(XDenseMatrix, AddSubtractMultiplyAndTransposeColumnsFirst)
     EXPECT_EQ(XfnMatrixMultiply(a, b, untouched, 3, 0, 2, 3), 0);
     EXPECT_EQ(XfnMatrixTranspose(a, untouched, 0, 2), 0);
     EXPECT_EQ(Of(untouched, 6), XValues(6, 9.0));
-}
-
-TEST(XDenseMatrix, TransposeInPlace)
-{
     // 2 columns by 3 rows becomes 3 columns by 2 rows.
     double m[6] = {1, 2, 3, 4, 5, 6};
     ASSERT_EQ(XfnMatrixTranspose(m, 2, 3), 1);

@@ -130,7 +130,7 @@ TEST(XWarp2D, GridFitsEachCellAndFallsBackOnEmptyOnes)
     EXPECT_EQ(viaGrid, viaGlobal);
 }
 
-TEST(XWarp2D, CellsAreClosedAndHonourTheUseMask)
+TEST(XWarp2D, CellsAreClosedHonourTheUseMaskAndDegenerateShapesGiveAGlobalWarp)
 {
     // Two cells side by side over [0,4] x [0,2]. The right cell has three
     // points only because (2, 1) on the shared edge counts for both.
@@ -153,12 +153,8 @@ TEST(XWarp2D, CellsAreClosedAndHonourTheUseMask)
     int useNarrow[6] = {1, 1, 1, 1, 0, 1};
     ASSERT_EQ(warp.Create(2, 6, sx, sy, tx, ty, useNarrow, 2, 1), 1);
     EXPECT_EQ(warp.GetMaxPoint(), tagXVector2(3, 2));
-}
-
-TEST(XWarp2D, GridShapesThatGiveAGlobalWarp)
-{
+    // Shapes of fewer than two cells, or of more cells than an int holds, give a global warp.
     tagLattice points;
-    XWarp2D warp;
     const int shapes[][2] = {{1, 1}, {0, 5}, {5, 0}, {-2, -2}, {1 << 16, 1 << 16}};
     for (const auto& shape : shapes) {
         ASSERT_EQ(points.Fit(warp, shape[0], shape[1]), 1);

@@ -140,7 +140,7 @@ TEST(XWarpCoeff, OverdeterminedFitIsLeastSquaresTheSameInBothForms)
     EXPECT_EQ(other.GetError(), warp.GetError());
 }
 
-TEST(XWarpCoeff, CreateRefusesAndResets)
+TEST(XWarpCoeff, CreateRefusesAndResetsAndCreateRotationKeepsTheCentreAndDistances)
 {
     double sx[10] = {0, 1, 0, 1, 2, 3, 5, 7, 2, 9}, sy[10] = {0, 0, 1, 1, 5, 2, 3, 1, 8, 4};
     XWarpCoeff warp;
@@ -165,6 +165,22 @@ TEST(XWarpCoeff, CreateRefusesAndResets)
     EXPECT_EQ(warp.Create(2, 3, px, py, px, py, nullptr), 0);
     EXPECT_EQ(warp.GetOrder(), -1);
     EXPECT_EQ(warp.IsUnchanged(), 1);
+    // A rotation is an exact affine model that keeps its centre and distances.
+    warp.CreateRotation(90, 0, 0);
+    EXPECT_EQ(warp.GetOrder(), 2);
+    EXPECT_EQ(warp.GetError(), tagXVector3(0, 0, 0));
+    EXPECT_EQ(warp.IsUnchanged(), 0);
+    tagXVector2 p(1, 0);
+    ASSERT_EQ(warp.WarpPoint(p), 1);
+    EXPECT_NEAR(p.x, 0, 1e-15);
+    EXPECT_NEAR(p.y, 1, 1e-15);
+    warp.CreateRotation(-37.5, 12.25, -3.5);
+    tagXVector2 center, q;
+    ASSERT_EQ(warp.WarpPoint(tagXVector2(12.25, -3.5), center), 1);
+    EXPECT_NEAR(center.x, 12.25, 1e-14);
+    EXPECT_NEAR(center.y, -3.5, 1e-14);
+    warp.WarpPoint(tagXVector2(15.25, 0.5), q);
+    EXPECT_NEAR(std::hypot(q.x - 12.25, q.y + 3.5), 5.0, 1e-14);
 }
 
 TEST(XWarpCoeff, CalcErrorResidualsAndMask)
@@ -195,26 +211,6 @@ TEST(XWarpCoeff, CalcErrorResidualsAndMask)
     XWarpCoeff reset;
     EXPECT_EQ(reset.CalcError(4, src, dst, nullptr, res), noValue);
     EXPECT_EQ(res[0], tagXVector2(XNO_VALUE, XNO_VALUE));
-}
-
-TEST(XWarpCoeff, CreateRotationKeepsTheCentreAndDistances)
-{
-    XWarpCoeff warp;
-    warp.CreateRotation(90, 0, 0);
-    EXPECT_EQ(warp.GetOrder(), 2);
-    EXPECT_EQ(warp.GetError(), tagXVector3(0, 0, 0));
-    EXPECT_EQ(warp.IsUnchanged(), 0);
-    tagXVector2 p(1, 0);
-    ASSERT_EQ(warp.WarpPoint(p), 1);
-    EXPECT_NEAR(p.x, 0, 1e-15);
-    EXPECT_NEAR(p.y, 1, 1e-15);
-    warp.CreateRotation(-37.5, 12.25, -3.5);
-    tagXVector2 center, q;
-    ASSERT_EQ(warp.WarpPoint(tagXVector2(12.25, -3.5), center), 1);
-    EXPECT_NEAR(center.x, 12.25, 1e-14);
-    EXPECT_NEAR(center.y, -3.5, 1e-14);
-    warp.WarpPoint(tagXVector2(15.25, 0.5), q);
-    EXPECT_NEAR(std::hypot(q.x - 12.25, q.y + 3.5), 5.0, 1e-14);
 }
 
 TEST(XWarpCoeff, EvaluatesEveryOrderAndCopies)
