@@ -184,7 +184,7 @@ TEST(XCollStream, ByteExactForms)
     EXPECT_EQ(second, Concat({NewHierarchy("XMapWordToOb"), U32(2), {0x00, 0x00, 0}, {0x01, 0x10, 0}}));
 }
 
-TEST(XCollStream, ArraysAreReplacedListsAndMapsAddedTo)
+TEST(XCollStream, ArraysAreReplacedListsAndMapsAddedToOperatorsAskForTheirOwnClass)
 {
     XWordArray small;
     small.Add(5);
@@ -210,6 +210,25 @@ TEST(XCollStream, ArraysAreReplacedListsAndMapsAddedTo)
     XString strValue;
     EXPECT_EQ(target.GetCount(), 2);
     EXPECT_TRUE(target.Lookup("same", strValue) && strValue == "new");
+    // The pointer operators ask for their own class, and a null pointer is one zero byte.
+    Bytes b = Store([&](XArchive& ar) { ar << &words; });
+    Load(b, [&](XArchive& ar) {
+        XDWordArray* p = nullptr;
+        try {
+            ar >> p;
+            ADD_FAILURE() << "no exception";
+        } catch (const XArchiveException& e) {
+            EXPECT_EQ(e.nCause, XArchiveException::badIndex);
+        }
+    });
+    const XByteArray* pNull = nullptr;
+    b = Store([&](XArchive& ar) { ar << pNull; });
+    EXPECT_EQ(b, Bytes{0});
+    Load(b, [&](XArchive& ar) {
+        const XByteArray* p = reinterpret_cast<XByteArray*>(&words);
+        ar >> p;
+        EXPECT_EQ(p, nullptr);
+    });
 }
 
 TEST(XCollStream, DamagedStreams)
@@ -244,25 +263,3 @@ TEST(XCollStream, DamagedStreams)
     EXPECT_EQ(Walk(ints), (std::vector<int>{11, 12}));
 }
 
-TEST(XCollStream, OperatorsAskForTheirOwnClass)
-{
-    XWordArray words;
-    Bytes b = Store([&](XArchive& ar) { ar << &words; });
-    Load(b, [&](XArchive& ar) {
-        XDWordArray* p = nullptr;
-        try {
-            ar >> p;
-            ADD_FAILURE() << "no exception";
-        } catch (const XArchiveException& e) {
-            EXPECT_EQ(e.nCause, XArchiveException::badIndex);
-        }
-    });
-    const XByteArray* pNull = nullptr;
-    b = Store([&](XArchive& ar) { ar << pNull; });
-    EXPECT_EQ(b, Bytes{0});
-    Load(b, [&](XArchive& ar) {
-        const XByteArray* p = reinterpret_cast<XByteArray*>(&words);
-        ar >> p;
-        EXPECT_EQ(p, nullptr);
-    });
-}

@@ -33,7 +33,7 @@ std::vector<int> Elements(const XIntList& list)
 
 } // namespace
 
-TEST(XList, LinksStayConsistentInBothDirections)
+TEST(XList, LinksStayConsistentInBothDirectionsAndFindWalksThem)
 {
     XIntList list;
     POSITION pos2 = list.AddTail(2);
@@ -59,22 +59,19 @@ TEST(XList, LinksStayConsistentInBothDirections)
     while (!list.IsEmpty())
         list.RemoveHead();
     EXPECT_EQ(Elements(list), std::vector<int>());
-}
-
-TEST(XList, FindAndFindIndex)
-{
-    XShortList list;
+    // Find starts after the position given; FindIndex counts from the head.
+    XShortList shorts;
     for (short n : {7, 8, 7, 9})
-        list.AddTail(n);
-    POSITION first = list.Find(7);
-    EXPECT_EQ(first, list.GetHeadPosition());
-    POSITION second = list.Find(7, first);
-    EXPECT_EQ(second, list.FindIndex(2));
-    EXPECT_EQ(list.Find(7, second), nullptr);
-    EXPECT_EQ(list.Find(9, list.GetTailPosition()), nullptr);
-    EXPECT_EQ(list.FindIndex(list.GetCount()), nullptr);
-    EXPECT_EQ(list.FindIndex(-1), nullptr);
-    EXPECT_EQ(list.FindIndex(list.GetCount() - 1), list.GetTailPosition());
+        shorts.AddTail(n);
+    POSITION first = shorts.Find(7);
+    EXPECT_EQ(first, shorts.GetHeadPosition());
+    POSITION second = shorts.Find(7, first);
+    EXPECT_EQ(second, shorts.FindIndex(2));
+    EXPECT_EQ(shorts.Find(7, second), nullptr);
+    EXPECT_EQ(shorts.Find(9, shorts.GetTailPosition()), nullptr);
+    EXPECT_EQ(shorts.FindIndex(shorts.GetCount()), nullptr);
+    EXPECT_EQ(shorts.FindIndex(-1), nullptr);
+    EXPECT_EQ(shorts.FindIndex(shorts.GetCount() - 1), shorts.GetTailPosition());
 
     // Strings compare by text, objects by address.
     XStringList strings;

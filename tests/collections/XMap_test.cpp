@@ -69,7 +69,7 @@ TEST(XMap, HashesAndTheWalkByBucketThenNewestFirst)
     EXPECT_EQ(WalkKeys(map), (std::vector<int>{272, 0, 16, 32}));
 }
 
-TEST(XMap, EmptiedMapGivesBackItsMemory)
+TEST(XMap, EmptiedMapGivesBackItsMemoryAndInitHashTableKeepsEveryEntry)
 {
     XProbePtrMap map(4);
     void* value = nullptr;
@@ -91,24 +91,20 @@ TEST(XMap, EmptiedMapGivesBackItsMemory)
     map[AsPtr(5)] = AsPtr(6);
     EXPECT_EQ(map.GetHashTableSize(), 31u);
     EXPECT_EQ(map.CountBlocks(), 1);
-}
-
-TEST(XMap, InitHashTableOnAFilledMapKeepsEveryEntry)
-{
-    XMapIntToPtr map;
+    // InitHashTable on a filled map keeps every entry.
+    XMapIntToPtr filled;
     for (int i = 0; i < 300; ++i)
-        map[i * 3] = AsPtr(i);
-    map.InitHashTable(101);
-    EXPECT_EQ(map.GetHashTableSize(), 101u);
-    EXPECT_EQ(WalkKeys(map).size(), 300u);
+        filled[i * 3] = AsPtr(i);
+    filled.InitHashTable(101);
+    EXPECT_EQ(filled.GetHashTableSize(), 101u);
+    EXPECT_EQ(WalkKeys(filled).size(), 300u);
     for (int i = 0; i < 300; ++i) {
-        void* value = nullptr;
-        ASSERT_TRUE(map.Lookup(i * 3, value));
+        ASSERT_TRUE(filled.Lookup(i * 3, value));
         EXPECT_EQ(value, AsPtr(i));
     }
-    map.InitHashTable(0);  // counts as 1
-    EXPECT_TRUE(map.RemoveKey(297));
-    EXPECT_EQ(map.GetCount(), 299);
+    filled.InitHashTable(0); // counts as 1
+    EXPECT_TRUE(filled.RemoveKey(297));
+    EXPECT_EQ(filled.GetCount(), 299);
 }
 
 TEST(XMap, StringKeysAreExactText)

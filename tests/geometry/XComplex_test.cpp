@@ -52,7 +52,7 @@ TYPED_TEST(XComplexSigned, ArithmeticIdentities)
     EXPECT_EQ(c, TypeParam(3, 5));
 }
 
-TEST(XComplex, IntegerWrapAround)
+TEST(XComplex, IntegerRecordsWrapAroundAndDivideTowardZero)
 {
     EXPECT_EQ(tagXComplexc(100, 0) * tagXComplexc(2, 0), tagXComplexc(-56, 0));
     EXPECT_EQ(tagXComplexc(127, -128) + tagXComplexc(1, -1), tagXComplexc(-128, 127));
@@ -65,10 +65,6 @@ TEST(XComplex, IntegerWrapAround)
               tagXComplexll(std::numeric_limits<int64_t>::min(), 0));
     // 65535 * 65535 wraps in 32 bits and keeps its low 16 bits.
     EXPECT_EQ(tagXComplexus(65535, 2) * tagXComplexus(65535, 0), tagXComplexus(1, 65534));
-}
-
-TEST(XComplex, IntegerDivisionTruncatesTowardZero)
-{
     EXPECT_EQ(tagXComplexl(7, 0) / tagXComplexl(2, 0), tagXComplexl(3, 0));
     EXPECT_EQ(tagXComplexl(-7, 0) / tagXComplexl(2, 0), tagXComplexl(-3, 0));
     EXPECT_EQ(tagXComplexs(10, 5) / tagXComplexs(1, 1), tagXComplexs(7, -2));

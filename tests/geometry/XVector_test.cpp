@@ -119,7 +119,7 @@ TEST(XVector, LengthDistanceDotAndTheTwoNormalizeForms)
     EXPECT_EQ(*XfnVector3fNormalize(&o3f, &a3f), n3f);
 }
 
-TEST(XVector, CrossStoresEachComponentAsComputed)
+TEST(XVector, CrossStoresEachComponentAsComputedAndRotateAboutLine)
 {
     tagXVector3 a(1, 2, 3);
     const tagXVector3 b(4, 5, 6);
@@ -133,13 +133,9 @@ TEST(XVector, CrossStoresEachComponentAsComputed)
     tagXVector3f zf;
     XfnVector3fCross(&zf, &xf, &yf);
     EXPECT_EQ(zf, tagXVector3f(0, 0, 1));
-}
-
-TEST(XVector, RotateAboutLine)
-{
+    // A quarter turn about z takes x to y.
     const double dQuarter = std::acos(-1.0) / 2;
     const tagXVector3 point(1, 0, 0), axis(0, 0, 2);
-    tagXVector3 out;
     XfnVector3RotateAboutLine(&out, &point, &axis, dQuarter);
     EXPECT_NEAR(out.x, 0, 1e-15);
     EXPECT_NEAR(out.y, 1, 1e-15);

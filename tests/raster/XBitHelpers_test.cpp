@@ -74,20 +74,15 @@ TEST(XPowerOfTwo, NearestPowerAndExponent)
     }
 }
 
-TEST(XByteSwap, InPlaceReversesAndKeepsTheMiddle)
+TEST(XByteSwap, InPlaceReversesKeepingTheMiddleTypedFormsWriteBigEndianAtTheirWidth)
 {
-    unsigned char ab[5] = {1, 2, 3, 4, 5};
-    XfnByteSwap(ab, 5);
-    EXPECT_EQ(Hex(ab, 5), "0504030201");
-    XfnByteSwap(ab, 4);
+    unsigned char abIn[5] = {1, 2, 3, 4, 5};
+    XfnByteSwap(abIn, 5);
+    EXPECT_EQ(Hex(abIn, 5), "0504030201");
+    XfnByteSwap(abIn, 4);
     for (int n : {1, 0, -3})
-        XfnByteSwap(ab, n);
-    EXPECT_EQ(Hex(ab, 5), "0203040501");
-}
-
-// Each typed form writes big-endian at its stored width, and not a byte more.
-TEST(XByteSwap, TypedFormsWriteBigEndianAtTheirStoredWidth)
-{
+        XfnByteSwap(abIn, n);
+    EXPECT_EQ(Hex(abIn, 5), "0203040501");
     unsigned char ab[10];
     auto Swapped = [&ab](auto value) {
         std::memset(ab, 0xEE, sizeof ab);
@@ -106,6 +101,7 @@ TEST(XByteSwap, TypedFormsWriteBigEndianAtTheirStoredWidth)
     EXPECT_EQ(Swapped(static_cast<int64_t>(0x0102030405060708ll)), "0102030405060708EE");
 }
 
+// Each typed form writes big-endian at its stored width, and not a byte more.
 TEST(XByteSwapMulti, ElementsOfTwoAndFourSwapEightStopsAfterTheFirstOthersNothing)
 {
     unsigned char ab[12] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
