@@ -34,6 +34,7 @@ TEST(XParallelProcess, WithoutWorkersRunCallsOnRunZeroOnTheCallerAndANegativeCou
 {
     XRecorder never;
     EXPECT_TRUE(never.Run());
+    EXPECT_EQ(never.anRuns[0].load(), 1);
     EXPECT_EQ(never.anThreadIds[0].load(), XfnSysGetCurrentThreadId());
 
     XRecorder zero;

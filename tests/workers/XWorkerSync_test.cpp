@@ -47,7 +47,9 @@ TEST(XSysEvent, WaitAnyTakesTheLowestSetIndexWaitAllTakesAllBadListsFail)
     EXPECT_EQ(XfnSysWaitForEvents(3, ah.data(), false, 0), XSYS_WAIT_TIMEOUT);
 
     // 64 handles is the limit; more, none, or a null handle fail without waiting.
-    EXPECT_EQ(XfnSysWaitForEvents(61, ah.data() + 3, true, 0), XSYS_WAIT_OBJECT_0);
+    XfnSysSetEvent(ah[1]);
+    XfnSysSetEvent(ah[2]);
+    EXPECT_EQ(XfnSysWaitForEvents(64, ah.data() + 1, true, 0), XSYS_WAIT_OBJECT_0);
     EXPECT_EQ(XfnSysWaitForEvents(65, ah.data(), true, XSYS_WAIT_INFINITE), XSYS_WAIT_FAILED);
     EXPECT_EQ(XfnSysWaitForEvents(0, ah.data(), false, XSYS_WAIT_INFINITE), XSYS_WAIT_FAILED);
     EXPECT_EQ(XfnSysWaitForEvents(-1, nullptr, false, XSYS_WAIT_INFINITE), XSYS_WAIT_FAILED);
