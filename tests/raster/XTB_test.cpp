@@ -44,7 +44,7 @@ TEST(XTB, TileLayoutOfTheFiveByThreeExample)
     EXPECT_EQ(h, 2);
 }
 
-TEST(XTB, UnsetObjectRefusesEverything)
+TEST(XTB, UnsetObjectRefusesEverythingAndRejectedRectanglesTouchNothing)
 {
     XTB tb;
     EXPECT_EQ(tb.GetType(), 0);
@@ -74,6 +74,23 @@ TEST(XTB, UnsetObjectRefusesEverything)
     EXPECT_EQ(tb.GetXSize(), 1);
     EXPECT_EQ(tb.GetYSize(), 4);
     EXPECT_EQ(tb.GetXTileSize(), 2);
+    // Rectangles outside the raster or upside down, and tiles of the wrong size, touch nothing.
+    const XRasterShape s = {10, 6, 1, 4, 4};
+    XBytes block = TileOrder(MakeLines(s), s);
+    tb.Set(block.data(), 0, s.nXSize, s.nYSize, 1, 4, 4, 0);
+    XBytes buffer(64, 0x5A);
+    EXPECT_EQ(tb.ReadSubset(buffer.data(), 3, 2, 0, 1), 0);
+    EXPECT_EQ(tb.ReadSubset(buffer.data(), 0, 10, 0, 1), 0);
+    EXPECT_EQ(tb.ReadSubset(buffer.data(), -1, 2, 0, 1), 0);
+    EXPECT_EQ(tb.ReadSubset(buffer.data(), 0, 2, 3, 2), 0);
+    EXPECT_EQ(tb.ReadPixel(buffer.data(), 10, 0), 0);
+    EXPECT_EQ(tb.WriteSubset(buffer.data(), 0, 2, 5, 6), 0);
+    EXPECT_EQ(tb.WritePixel(buffer.data(), 0, -1), 0);
+    EXPECT_EQ(buffer, XBytes(64, 0x5A));
+    EXPECT_EQ(block, TileOrder(MakeLines(s), s));
+    EXPECT_EQ(tb.WriteTile(2, 0, buffer.data(), 4, 4), 0); // the edge tile is 2 wide
+    EXPECT_EQ(tb.WriteTile(3, 0, buffer.data(), 2, 4), 0);
+    EXPECT_EQ(block, TileOrder(MakeLines(s), s));
 }
 
 // Random rectangles read from a tiled block must equal the same rectangles of the line-order raster.
@@ -128,27 +145,6 @@ TEST(XTB, ReadSubsetMatchesTheLineOrderRasterInMemoryAndOnFile)
     EXPECT_EQ(XBytes(got.begin(), got.begin() + 21), Crop(lines, s, 3, 9, 2, 2));
     file.Close();
     XFile::Remove(strPath);
-}
-
-TEST(XTB, RejectedRectanglesTouchNothing)
-{
-    const XRasterShape s = {10, 6, 1, 4, 4};
-    XBytes block = TileOrder(MakeLines(s), s);
-    XTB tb;
-    tb.Set(block.data(), 0, s.nXSize, s.nYSize, 1, 4, 4, 0);
-    XBytes buffer(64, 0x5A);
-    EXPECT_EQ(tb.ReadSubset(buffer.data(), 3, 2, 0, 1), 0);
-    EXPECT_EQ(tb.ReadSubset(buffer.data(), 0, 10, 0, 1), 0);
-    EXPECT_EQ(tb.ReadSubset(buffer.data(), -1, 2, 0, 1), 0);
-    EXPECT_EQ(tb.ReadSubset(buffer.data(), 0, 2, 3, 2), 0);
-    EXPECT_EQ(tb.ReadPixel(buffer.data(), 10, 0), 0);
-    EXPECT_EQ(tb.WriteSubset(buffer.data(), 0, 2, 5, 6), 0);
-    EXPECT_EQ(tb.WritePixel(buffer.data(), 0, -1), 0);
-    EXPECT_EQ(buffer, XBytes(64, 0x5A));
-    EXPECT_EQ(block, TileOrder(MakeLines(s), s));
-    EXPECT_EQ(tb.WriteTile(2, 0, buffer.data(), 4, 4), 0); // the edge tile is 2 wide
-    EXPECT_EQ(tb.WriteTile(3, 0, buffer.data(), 2, 4), 0);
-    EXPECT_EQ(block, TileOrder(MakeLines(s), s));
 }
 
 // The four bytes of tile tx of a row of 2 by 2 tiles, as ReadTile gives them.
