@@ -118,6 +118,10 @@ TEST(XArray, InsertRemoveAppendCopy)
     EXPECT_EQ(Contents(a), Contents(b));
     b.Copy(empty);
     EXPECT_EQ(b.GetUpperBound(), -1);
+    // FreeExtra on an emptied array gives back its whole block.
+    a.RemoveAt(0, a.GetSize());
+    a.FreeExtra();
+    EXPECT_EQ(a.GetData(), nullptr);
 }
 
 TEST(XArray, ImpossibleSizesThrowAndLeaveTheArray)

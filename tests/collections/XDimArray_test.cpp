@@ -96,6 +96,7 @@ TEST(XDimArray, ReformAndAllocExactOfEveryRank)
     EXPECT_EQ(two.Reform(4, 25), 1);
     EXPECT_EQ(two.Reform(-4, -25), 0);
     EXPECT_EQ(two.Reform(11, 10), 0);
+    EXPECT_EQ(two.Reform(65536, 65536), 0);
     EXPECT_EQ(two.nDim1, 4);
     EXPECT_EQ(two.nDim2, 25);
     EXPECT_EQ(noTwo.Reform(1, 1), 0);

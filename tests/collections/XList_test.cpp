@@ -53,7 +53,8 @@ TEST(XList, LinksStayConsistentInBothDirectionsAndFindWalksThem)
     list.RemoveAt(list.GetTailPosition());
     list.InsertBefore(list.GetHeadPosition(), 2);
     list.InsertAfter(list.GetTailPosition(), 41);
-    EXPECT_EQ(Elements(list), (std::vector<int>{2, 3, 40, 41}));
+    list.InsertAfter(list.GetHeadPosition(), 25);
+    EXPECT_EQ(Elements(list), (std::vector<int>{2, 25, 3, 40, 41}));
     EXPECT_EQ(list.GetHead(), 2);
     EXPECT_EQ(list.GetTail(), 41);
     while (!list.IsEmpty())

@@ -44,7 +44,7 @@ TYPED_TEST(XMatrixRecord, ElementWiseOperatorsAndTheirCompoundForms)
         const T x = a0[i], y = b0[i];
         const T expected[] = {x + y, x - y, x + 3, x - 3, x * 3, x / 3, -x, 3 * x};
         for (int k = 0; k < 8; k++) {
-            EXPECT_EQ(results[k].m[i], expected[k]) << "operator " << k << " element " << i;
+            EXPECT_EQ(static_cast<const T*>(results[k])[i], expected[k]) << "operator " << k << " element " << i;
             if (k < 6) {
                 T* pCompound = compound[k];
                 EXPECT_EQ(pCompound[i], expected[k]) << "compound " << k << " element " << i;
