@@ -105,46 +105,39 @@ TEST(XCollStream, MapsAndObjectCollectionsRoundTripInBothOrders)
         // XMapStringToOb 4, obs 5, XStringArray 6, the shared object 7.
         Bytes backRef = Concat({{3}, U32(7, nSwap != 0)});
         EXPECT_EQ(Bytes(b.end() - 5, b.end()), backRef);
-        Load(
-            b,
-            [&](XArchive& ar) {
-                XMapStringToString* pTexts = nullptr;
-                XMapStringToOb* pObs = nullptr;
-                XMapWordToOb* pWords = nullptr;
-                XObArray* pArray = nullptr;
-                XObList* pList = nullptr;
-                ar >> pTexts >> pObs >> pWords >> pArray >> pList;
-                ASSERT_NE(pList, nullptr);
-                ASSERT_EQ(pArray->GetSize(), 3);
-                XObject* pShared = pArray->GetAt(0);
-                ASSERT_NE(pShared, nullptr);
-                EXPECT_EQ(static_cast<XStringArray*>(pShared)->GetAt(0), "value");
-                EXPECT_EQ(pArray->GetAt(1), nullptr);
-                EXPECT_EQ(pArray->GetAt(2), pShared);
-                EXPECT_EQ(Walk(*pList), (std::vector<XObject*>{pShared, pShared}));
-                ASSERT_EQ(pTexts->GetCount(), 40);
-                ASSERT_EQ(pObs->GetCount(), 40);
-                ASSERT_EQ(pWords->GetCount(), 40);
-                for (int i = 0; i < 40; ++i) {
-                    XString strKey, strValue;
-                    strKey.Format("key%d", i);
-                    ASSERT_TRUE(pTexts->Lookup(strKey, strValue));
-                    EXPECT_EQ(strValue, XString('v', i));
-                    XObject* pOb = nullptr;
-                    ASSERT_TRUE(pObs->Lookup(strKey, pOb));
-                    EXPECT_EQ(pOb, i % 3 == 0 ? nullptr : pShared);
-                    ASSERT_TRUE(pWords->Lookup(static_cast<WORD>(i * 1000), pOb));
-                    EXPECT_EQ(pOb, i % 2 == 0 ? pShared : nullptr);
-                }
-                // The application owns what was read.
-                delete pShared;
-                delete pTexts;
-                delete pObs;
-                delete pWords;
-                delete pArray;
-                delete pList;
-            },
-            XArchive::load | nSwap);
+        XMapStringToString* pTexts = nullptr;
+        XMapStringToOb* pObs = nullptr;
+        XMapWordToOb* pWords = nullptr;
+        XObArray* pArray = nullptr;
+        XObList* pList = nullptr;
+        Load(b, [&](XArchive& ar) { ar >> pTexts >> pObs >> pWords >> pArray >> pList; }, XArchive::load | nSwap);
+        // The application owns what was read.
+        std::unique_ptr<XObject> owned[] = {std::unique_ptr<XObject>(pTexts), std::unique_ptr<XObject>(pObs),
+                                            std::unique_ptr<XObject>(pWords), std::unique_ptr<XObject>(pArray),
+                                            std::unique_ptr<XObject>(pList)};
+        ASSERT_NE(pList, nullptr);
+        ASSERT_EQ(pArray->GetSize(), 3);
+        std::unique_ptr<XObject> shared(pArray->GetAt(0));
+        XObject* pShared = shared.get();
+        ASSERT_NE(pShared, nullptr);
+        EXPECT_EQ(static_cast<XStringArray*>(pShared)->GetAt(0), "value");
+        EXPECT_EQ(pArray->GetAt(1), nullptr);
+        EXPECT_EQ(pArray->GetAt(2), pShared);
+        EXPECT_EQ(Walk(*pList), (std::vector<XObject*>{pShared, pShared}));
+        ASSERT_EQ(pTexts->GetCount(), 40);
+        ASSERT_EQ(pObs->GetCount(), 40);
+        ASSERT_EQ(pWords->GetCount(), 40);
+        for (int i = 0; i < 40; ++i) {
+            XString strKey, strValue;
+            strKey.Format("key%d", i);
+            ASSERT_TRUE(pTexts->Lookup(strKey, strValue));
+            EXPECT_EQ(strValue, XString('v', i));
+            XObject* pOb = nullptr;
+            ASSERT_TRUE(pObs->Lookup(strKey, pOb));
+            EXPECT_EQ(pOb, i % 3 == 0 ? nullptr : pShared);
+            ASSERT_TRUE(pWords->Lookup(static_cast<WORD>(i * 1000), pOb));
+            EXPECT_EQ(pOb, i % 2 == 0 ? pShared : nullptr);
+        }
     }
 }
 
