@@ -209,27 +209,22 @@ TEST(XThread, SuspendPausesTheWorkerAtItsNextPollPoint)
     EXPECT_EQ(thread.Terminate(), 1);
 }
 
-struct XSelfTerminate {
-    XThread* pThread = nullptr;
-    std::atomic<int> nResult{-1};
-};
-
 TEST(XThread, TerminateOnTheWorkerItselfRefusesToWait)
 {
-    XSelfTerminate state;
+    std::atomic<int> nResult{-1};
     XThread thread;
-    state.pThread = &thread;
+    // The worker gets its XThread as parameter and reports through the user data.
     auto terminateFromInside = [](void* p) -> DWORD {
-        XSelfTerminate* pState = static_cast<XSelfTerminate*>(p);
-        pState->nResult = pState->pThread->Terminate();
+        XThread* pThread = static_cast<XThread*>(p);
+        *static_cast<std::atomic<int>*>(pThread->pUserData) = pThread->Terminate();
         return 0;
     };
     // Started suspended, so that hThread is stored before the worker reads it.
-    ASSERT_NE(thread.Create(nullptr, nullptr, terminateFromInside, &state, 1), nullptr);
+    ASSERT_NE(thread.Create(&nResult, nullptr, terminateFromInside, nullptr, 1), nullptr);
     thread.Resume();
-    for (int i = 0; i < 5000 && state.nResult.load() < 0; ++i)
+    for (int i = 0; i < 5000 && nResult.load() < 0; ++i)
         XfnSysSleep(1);
-    EXPECT_EQ(state.nResult.load(), 0);
+    EXPECT_EQ(nResult.load(), 0);
     EXPECT_EQ(thread.IsValid(), 1);
     EXPECT_EQ(thread.Terminate(), 1);
 }
