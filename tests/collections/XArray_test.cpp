@@ -218,7 +218,8 @@ TEST(XCollections, EveryClassIsRegisteredUnderXObject)
     XMapPtrToWord ptrToWord;
     XMapWordToPtr wordToPtr;
     XMapStringToPtr stringToPtr;
-    const XObject* apObjects[] = {&ptrs, &ptrList, &intToPtr, &ptrToInt, &ptrToPtr, &ptrToWord, &wordToPtr, &stringToPtr};
+    const XObject* apObjects[] = {&ptrs,     &ptrList,   &intToPtr,  &ptrToInt,
+                                  &ptrToPtr, &ptrToWord, &wordToPtr, &stringToPtr};
     for (const XObject* pOb : apObjects) {
         void* p = nullptr;
         ASSERT_TRUE(XObject::RTCMap.Lookup(pOb->GetRuntimeClass()->lpszClassName, p));

@@ -176,7 +176,7 @@ TEST(XCollStream, ByteExactForms)
     EXPECT_EQ(second, Concat({NewHierarchy("XMapWordToOb"), U32(2), {0x00, 0x00, 0}, {0x01, 0x10, 0}}));
 }
 
-TEST(XCollStream, ArraysAreReplacedListsAndMapsAddedToOperatorsAskForTheirOwnClass)
+TEST(XCollStream, LoadReplacesArraysAddsToListsAndMapsAndAsksForItsOwnClass)
 {
     XWordArray small;
     small.Add(5);

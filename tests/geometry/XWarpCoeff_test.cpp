@@ -140,7 +140,7 @@ TEST(XWarpCoeff, OverdeterminedFitIsLeastSquaresTheSameInBothForms)
     EXPECT_EQ(other.GetError(), warp.GetError());
 }
 
-TEST(XWarpCoeff, CreateRefusesAndResetsAndCreateRotationKeepsTheCentreAndDistances)
+TEST(XWarpCoeff, CreateRefusesAndResetsAndARotationKeepsItsCentreAndDistances)
 {
     double sx[10] = {0, 1, 0, 1, 2, 3, 5, 7, 2, 9}, sy[10] = {0, 0, 1, 1, 5, 2, 3, 1, 8, 4};
     XWarpCoeff warp;

@@ -69,7 +69,7 @@ TEST(XBand, DefaultsAndTheClassRecord)
     EXPECT_EQ(band.GetRuntimeClass(), pClass);
 }
 
-TEST(XBand, ReadsComeDownToOneReadSubsetWhoseArrayFieldsThePointerFormGives)
+TEST(XBand, ReadsComeDownToOneReadSubsetAndThePointerFormGivesTheArrayFields)
 {
     XRecordingBand band;
     band.SetSize(10, 6);

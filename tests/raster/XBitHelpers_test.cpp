@@ -74,7 +74,7 @@ TEST(XPowerOfTwo, NearestPowerAndExponent)
     }
 }
 
-TEST(XByteSwap, InPlaceReversesKeepingTheMiddleTypedFormsWriteBigEndianAtTheirWidth)
+TEST(XByteSwap, InPlaceKeepsTheMiddleAndTypedFormsWriteBigEndianAtTheirWidth)
 {
     unsigned char abIn[5] = {1, 2, 3, 4, 5};
     XfnByteSwap(abIn, 5);
