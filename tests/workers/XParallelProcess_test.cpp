@@ -128,15 +128,18 @@ TEST(XParallelProcess, SuspendedWorkersStartWithTheFirstRunAndCreateAgainEndsThe
     EXPECT_EQ(work.TotalRuns(), 4);
 }
 
-// Each worker reports a percent of its own and can wait for a cancel.
+// Each worker reports a percent of its own, waits for a gate to open and can wait for a cancel.
 class XReporter : public XParallelProcess {
 public:
     bool bWaitForCancel = false;
-    std::atomic<int> nEntered{0};
-    std::atomic<int> nSawCancel{0};
+    std::atomic<bool> bGate{true};
+    std::atomic<int> nEntered{0}, nSawCancel{0}, nDone{0};
     void OnRun(int nThread) override
     {
         OnMessagePercent(nThread, 50 * (nThread + 1));
+        for (int i = 0; i < 10000 && !bGate.load(); ++i)
+            XfnSysSleep(1);
+        nDone++;
         if (!bWaitForCancel)
             return;
         nEntered++;
@@ -180,22 +183,10 @@ TEST(XParallelProcess, CancelReachesRunningWorkersRunClearsAnEarlierOneAndPercen
     EXPECT_EQ(work.GetPercent(), 75);
 }
 
-// Runs until a gate opens, to show Run's behaviour past the wait limit.
-class XGated : public XParallelProcess {
-public:
-    std::atomic<bool> bGate{false};
-    std::atomic<int> nDone{0};
-    void OnRun(int) override
-    {
-        for (int i = 0; i < 10000 && !bGate.load(); ++i)
-            XfnSysSleep(1);
-        nDone++;
-    }
-};
-
 TEST(XParallelProcess, MoreThan64WorkersMakeRunReturnBeforeTheyFinish)
 {
-    XGated work;
+    XReporter work;
+    work.bGate = false;
     work.Create(65, false);
     EXPECT_TRUE(work.Run());
     EXPECT_LT(work.nDone.load(), 65);
