@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cstring>
 #include <string>
 
 namespace {
@@ -40,7 +39,7 @@ std::string Contents(const XByteArray& a)
 
 } // namespace
 
-TEST(XArray, GrowthStepIsAnEighthBetweenFourAnd1024)
+TEST(XArray, GrowthStepIsAnEighthBetweenFourAnd1024AndExposedElementsAreZero)
 {
     const int cases[][2] = {{3, 7}, {100, 112}, {10000, 11024}};
     for (const auto& c : cases) {
@@ -63,11 +62,7 @@ TEST(XArray, GrowthStepIsAnEighthBetweenFourAnd1024)
     a.SetSize(19000);
     a.FreeExtra();
     EXPECT_EQ(a.GetMaxSize(), 19000);
-}
-
-TEST(XArray, ExposedElementsAreZero)
-{
-    XDWordArray a;
+    // Elements exposed again by growth are zero.
     a.SetSize(10);
     for (int i = 0; i < 10; ++i)
         a[i] = 0xA5A5A5A5u;
@@ -112,8 +107,21 @@ TEST(XArray, InsertRemoveAppendCopy)
     EXPECT_EQ(Contents(b), "8866");
     b.Copy(a);
     EXPECT_EQ(Contents(b), Contents(a));
+    // Empty and zero-length edits, and a copy onto itself, change nothing.
+    a.Copy(a);
+    a.InsertAt(0, 5, 0);
+    a.InsertAt(0, &empty);
+    a.InsertAt(0, static_cast<XByteArray*>(nullptr));
+    a.RemoveAt(3, 0);
+    a.FreeExtra();
+    a.FreeExtra();
+    EXPECT_EQ(Contents(a), Contents(b));
     b.Copy(empty);
     EXPECT_EQ(b.GetUpperBound(), -1);
+    // FreeExtra on an emptied array gives back its whole block.
+    a.RemoveAt(0, a.GetSize());
+    a.FreeExtra();
+    EXPECT_EQ(a.GetData(), nullptr);
 }
 
 TEST(XArray, ImpossibleSizesThrowAndLeaveTheArray)
@@ -200,6 +208,22 @@ TEST(XCollections, EveryClassIsRegisteredUnderXObject)
             EXPECT_EQ(pOb->GetRuntimeClass(), pClass) << c.pszName;
             delete pOb;
         }
+    }
+    // The objects of the classes that cannot be created answer with their records too.
+    XPtrArray ptrs;
+    XPtrList ptrList;
+    XMapIntToPtr intToPtr;
+    XMapPtrToInt ptrToInt;
+    XMapPtrToPtr ptrToPtr;
+    XMapPtrToWord ptrToWord;
+    XMapWordToPtr wordToPtr;
+    XMapStringToPtr stringToPtr;
+    const XObject* apObjects[] = {&ptrs,     &ptrList,   &intToPtr,  &ptrToInt,
+                                  &ptrToPtr, &ptrToWord, &wordToPtr, &stringToPtr};
+    for (const XObject* pOb : apObjects) {
+        void* p = nullptr;
+        ASSERT_TRUE(XObject::RTCMap.Lookup(pOb->GetRuntimeClass()->lpszClassName, p));
+        EXPECT_EQ(p, pOb->GetRuntimeClass());
     }
     // The templates are not registered: they answer as XObject.
     XArray<int, int> array;

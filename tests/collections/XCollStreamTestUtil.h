@@ -47,15 +47,13 @@ void Load(Bytes bytes, Fn fn, unsigned int nMode = XArchive::load)
     fn(ar);
 }
 
-// Stores x through its pointer operator and reads it back through its own:
-// once in memory, with the memory file's own block as the archive's buffer,
-// and once through a file on disk with the archive's buffer. Both streams
-// must be the same bytes; the object read from the disk file is returned,
-// and the one read from memory must match it in every stored byte.
+// Stores x through its pointer operator and reads it back through its own twice: from memory, with the
+// memory file's own block as the archive's buffer, and from a file on disk through a 128-byte buffer. Both
+// streams must be the same bytes, and so must both objects stored again; the one from the file is returned.
 template <class X>
 std::unique_ptr<X> RoundTrip(const X& x, unsigned int nSwap)
 {
-    Bytes b = Store([&](XArchive& ar) { ar << &x; }, XArchive::store | nSwap);
+    const Bytes b = Store([&](XArchive& ar) { ar << &x; }, XArchive::store | nSwap);
     X* pFromMemory = nullptr;
     Load(b, [&](XArchive& ar) { ar >> pFromMemory; }, XArchive::load | nSwap);
     std::unique_ptr<X> fromMemory(pFromMemory);
@@ -68,25 +66,22 @@ std::unique_ptr<X> RoundTrip(const X& x, unsigned int nSwap)
         ar.Close();
     }
     X* pFromFile = nullptr;
-    Bytes onDisk;
     {
         XFile file(strPath.c_str(), XFile::flagRead);
-        onDisk.resize(static_cast<size_t>(file.GetLength()));
-        if (!onDisk.empty())
-            file.Read(onDisk.data(), static_cast<unsigned int>(onDisk.size()));
+        Bytes onDisk(static_cast<size_t>(file.GetLength()) + 1);
+        onDisk.resize(file.Read(onDisk.data(), static_cast<unsigned int>(onDisk.size())));
+        EXPECT_EQ(onDisk, b) << "the stream through a file differs from the one in memory";
         file.SeekToBegin();
         XArchive ar(&file, XArchive::load | nSwap, 128);
         ar >> pFromFile;
     }
     XFile::Remove(strPath.c_str());
-    EXPECT_EQ(onDisk, b) << "the stream through a file differs from the one in memory";
     std::unique_ptr<X> fromFile(pFromFile);
+    EXPECT_EQ(fromMemory == nullptr, fromFile == nullptr);
     if (fromMemory != nullptr && fromFile != nullptr) {
-        Bytes again = Store([&](XArchive& ar) { ar << fromMemory.get(); }, XArchive::store | nSwap);
-        Bytes againFile = Store([&](XArchive& ar) { ar << fromFile.get(); }, XArchive::store | nSwap);
-        EXPECT_EQ(again, againFile) << "memory and file loads differ";
-    } else {
-        EXPECT_EQ(fromMemory == nullptr, fromFile == nullptr);
+        EXPECT_EQ(Store([&](XArchive& ar) { ar << fromMemory.get(); }, XArchive::store | nSwap),
+                  Store([&](XArchive& ar) { ar << fromFile.get(); }, XArchive::store | nSwap))
+            << "memory and file loads differ";
     }
     return fromFile;
 }

@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <type_traits>
 #include <vector>
 
@@ -14,14 +13,15 @@ using namespace collstream;
 
 namespace {
 
+// The elements of an array, or of a list from head to tail.
 template <class ARRAY>
-auto Elements(const ARRAY& a) -> std::vector<typename std::decay<decltype(a[0])>::type>
+auto Walk(const ARRAY& a) -> std::vector<typename std::decay<decltype(a.GetData()[0])>::type>
 {
     return {a.GetData(), a.GetData() + a.GetSize()};
 }
 
 template <class LIST>
-auto ListElements(const LIST& list) -> std::vector<typename std::decay<decltype(list.GetHead())>::type>
+auto Walk(const LIST& list) -> std::vector<typename std::decay<decltype(list.GetHead())>::type>
 {
     std::vector<typename std::decay<decltype(list.GetHead())>::type> values;
     for (POSITION pos = list.GetHeadPosition(); pos != nullptr;)
@@ -29,78 +29,51 @@ auto ListElements(const LIST& list) -> std::vector<typename std::decay<decltype(
     return values;
 }
 
-template <class ARRAY, class Fn>
-void FillArray(ARRAY& a, Fn fn)
+template <class ARRAY, class T>
+auto Add(ARRAY& a, const T& value) -> decltype(a.Add(value), void())
 {
-    for (int i = 0; i < 300; ++i)
-        a.Add(fn(i));
+    a.Add(value);
 }
 
-template <class LIST, class Fn>
-void FillList(LIST& list, Fn fn)
+template <class LIST, class T>
+auto Add(LIST& list, const T& value) -> decltype(list.AddTail(value), void())
 {
-    for (int i = 0; i < 5; ++i)
-        list.AddTail(fn(i));
+    list.AddTail(value);
 }
 
-#define EXPECT_ROUND_TRIP(x, nSwap, ELEMENTS)                         \
-    {                                                                 \
-        auto pBack = RoundTrip(x, nSwap);                             \
-        ASSERT_NE(pBack, nullptr);                                    \
-        EXPECT_TRUE(ELEMENTS(*pBack) == ELEMENTS(x)) << #x << nSwap;  \
+// Fills a collection with fn(0)..fn(n - 1) and walks it through RoundTrip in both orders.
+template <class X, class Fn>
+void ExpectRoundTrip(Fn fn, int n = 5)
+{
+    X x;
+    for (int i = 0; i < n; ++i)
+        Add(x, fn(i));
+    for (unsigned int nSwap : nSwapModes) {
+        auto pBack = RoundTrip(x, nSwap);
+        ASSERT_NE(pBack, nullptr);
+        EXPECT_TRUE(Walk(*pBack) == Walk(x)) << x.GetRuntimeClass()->lpszClassName << " " << nSwap;
     }
+}
 
 } // namespace
 
 TEST(XCollStream, ArraysAndListsRoundTripInBothOrders)
 {
-    XByteArray bytes;
-    XWordArray words;
-    XDWordArray dwords;
-    XUIntArray uints;
-    XStringArray strings;
-    FillArray(bytes, [](int i) { return static_cast<BYTE>(i * 7); });
-    FillArray(words, [](int i) { return static_cast<WORD>(i * 257); });
-    FillArray(dwords, [](int i) { return 0x01000001u * i; });
-    FillArray(uints, [](int i) { return 0xFFFFFFFFu - i; });
-    FillArray(strings, [](int i) { return XString('s', i); });
-    XCharList chars;
-    XUCharList uchars;
-    XShortList shorts;
-    XUShortList ushorts;
-    XIntList ints;
-    XUIntList uintList;
-    XInt64List int64s;
-    XFloatList floats;
-    XDoubleList doubles;
-    XStringList stringList;
-    FillList(chars, [](int i) { return static_cast<char>(-i); });
-    FillList(uchars, [](int i) { return static_cast<unsigned char>(250 + i); });
-    FillList(shorts, [](int i) { return static_cast<short>(-1000 * i); });
-    FillList(ushorts, [](int i) { return static_cast<unsigned short>(60000 + i); });
-    FillList(ints, [](int i) { return -100000 * i; });
-    FillList(uintList, [](int i) { return 0xF0000000u + i; });
-    FillList(int64s, [](int i) { return static_cast<int64_t>(-0x123456789ALL * i); });
-    FillList(floats, [](int i) { return 1.5f / (i + 1); });
-    FillList(doubles, [](int i) { return -2.25 / (i + 1); });
-    FillList(stringList, [](int i) { return XString('t', i * 100); });
-    for (unsigned int nSwap : nSwapModes) {
-        EXPECT_ROUND_TRIP(bytes, nSwap, Elements)
-        EXPECT_ROUND_TRIP(words, nSwap, Elements)
-        EXPECT_ROUND_TRIP(dwords, nSwap, Elements)
-        EXPECT_ROUND_TRIP(uints, nSwap, Elements)
-        EXPECT_ROUND_TRIP(strings, nSwap, Elements)
-        EXPECT_ROUND_TRIP(chars, nSwap, ListElements)
-        EXPECT_ROUND_TRIP(uchars, nSwap, ListElements)
-        EXPECT_ROUND_TRIP(shorts, nSwap, ListElements)
-        EXPECT_ROUND_TRIP(ushorts, nSwap, ListElements)
-        EXPECT_ROUND_TRIP(ints, nSwap, ListElements)
-        EXPECT_ROUND_TRIP(uintList, nSwap, ListElements)
-        EXPECT_ROUND_TRIP(int64s, nSwap, ListElements)
-        EXPECT_ROUND_TRIP(floats, nSwap, ListElements)
-        EXPECT_ROUND_TRIP(doubles, nSwap, ListElements)
-        EXPECT_ROUND_TRIP(stringList, nSwap, ListElements)
-    }
+    ExpectRoundTrip<XByteArray>([](int i) { return static_cast<BYTE>(i * 7); }, 300);
+    ExpectRoundTrip<XWordArray>([](int i) { return static_cast<WORD>(i * 257); }, 300);
+    ExpectRoundTrip<XDWordArray>([](int i) { return 0x01000001u * i; }, 300);
+    ExpectRoundTrip<XUIntArray>([](int i) { return 0xFFFFFFFFu - i; }, 300);
+    ExpectRoundTrip<XStringArray>([](int i) { return XString('s', i); }, 300);
+    ExpectRoundTrip<XCharList>([](int i) { return static_cast<char>(-i); });
+    ExpectRoundTrip<XUCharList>([](int i) { return static_cast<unsigned char>(250 + i); });
+    ExpectRoundTrip<XShortList>([](int i) { return static_cast<short>(-1000 * i); });
+    ExpectRoundTrip<XUShortList>([](int i) { return static_cast<unsigned short>(60000 + i); });
+    ExpectRoundTrip<XIntList>([](int i) { return -100000 * i; });
+    ExpectRoundTrip<XUIntList>([](int i) { return 0xF0000000u + i; });
+    ExpectRoundTrip<XInt64List>([](int i) { return static_cast<int64_t>(-0x123456789ALL * i); });
+    ExpectRoundTrip<XFloatList>([](int i) { return 1.5f / (i + 1); });
+    ExpectRoundTrip<XDoubleList>([](int i) { return -2.25 / (i + 1); });
+    ExpectRoundTrip<XStringList>([](int i) { return XString('t', i * 100); });
 }
 
 TEST(XCollStream, MapsAndObjectCollectionsRoundTripInBothOrders)
@@ -132,46 +105,39 @@ TEST(XCollStream, MapsAndObjectCollectionsRoundTripInBothOrders)
         // XMapStringToOb 4, obs 5, XStringArray 6, the shared object 7.
         Bytes backRef = Concat({{3}, U32(7, nSwap != 0)});
         EXPECT_EQ(Bytes(b.end() - 5, b.end()), backRef);
-        Load(
-            b,
-            [&](XArchive& ar) {
-                XMapStringToString* pTexts = nullptr;
-                XMapStringToOb* pObs = nullptr;
-                XMapWordToOb* pWords = nullptr;
-                XObArray* pArray = nullptr;
-                XObList* pList = nullptr;
-                ar >> pTexts >> pObs >> pWords >> pArray >> pList;
-                ASSERT_NE(pList, nullptr);
-                ASSERT_EQ(pArray->GetSize(), 3);
-                XObject* pShared = pArray->GetAt(0);
-                ASSERT_NE(pShared, nullptr);
-                EXPECT_EQ(static_cast<XStringArray*>(pShared)->GetAt(0), "value");
-                EXPECT_EQ(pArray->GetAt(1), nullptr);
-                EXPECT_EQ(pArray->GetAt(2), pShared);
-                EXPECT_EQ(ListElements(*pList), (std::vector<XObject*>{pShared, pShared}));
-                ASSERT_EQ(pTexts->GetCount(), 40);
-                ASSERT_EQ(pObs->GetCount(), 40);
-                ASSERT_EQ(pWords->GetCount(), 40);
-                for (int i = 0; i < 40; ++i) {
-                    XString strKey, strValue;
-                    strKey.Format("key%d", i);
-                    ASSERT_TRUE(pTexts->Lookup(strKey, strValue));
-                    EXPECT_EQ(strValue, XString('v', i));
-                    XObject* pOb = nullptr;
-                    ASSERT_TRUE(pObs->Lookup(strKey, pOb));
-                    EXPECT_EQ(pOb, i % 3 == 0 ? nullptr : pShared);
-                    ASSERT_TRUE(pWords->Lookup(static_cast<WORD>(i * 1000), pOb));
-                    EXPECT_EQ(pOb, i % 2 == 0 ? pShared : nullptr);
-                }
-                // The application owns what was read.
-                delete pShared;
-                delete pTexts;
-                delete pObs;
-                delete pWords;
-                delete pArray;
-                delete pList;
-            },
-            XArchive::load | nSwap);
+        XMapStringToString* pTexts = nullptr;
+        XMapStringToOb* pObs = nullptr;
+        XMapWordToOb* pWords = nullptr;
+        XObArray* pArray = nullptr;
+        XObList* pList = nullptr;
+        Load(b, [&](XArchive& ar) { ar >> pTexts >> pObs >> pWords >> pArray >> pList; }, XArchive::load | nSwap);
+        // The application owns what was read.
+        std::unique_ptr<XObject> owned[] = {std::unique_ptr<XObject>(pTexts), std::unique_ptr<XObject>(pObs),
+                                            std::unique_ptr<XObject>(pWords), std::unique_ptr<XObject>(pArray),
+                                            std::unique_ptr<XObject>(pList)};
+        ASSERT_NE(pList, nullptr);
+        ASSERT_EQ(pArray->GetSize(), 3);
+        std::unique_ptr<XObject> shared(pArray->GetAt(0));
+        XObject* pShared = shared.get();
+        ASSERT_NE(pShared, nullptr);
+        EXPECT_EQ(static_cast<XStringArray*>(pShared)->GetAt(0), "value");
+        EXPECT_EQ(pArray->GetAt(1), nullptr);
+        EXPECT_EQ(pArray->GetAt(2), pShared);
+        EXPECT_EQ(Walk(*pList), (std::vector<XObject*>{pShared, pShared}));
+        ASSERT_EQ(pTexts->GetCount(), 40);
+        ASSERT_EQ(pObs->GetCount(), 40);
+        ASSERT_EQ(pWords->GetCount(), 40);
+        for (int i = 0; i < 40; ++i) {
+            XString strKey, strValue;
+            strKey.Format("key%d", i);
+            ASSERT_TRUE(pTexts->Lookup(strKey, strValue));
+            EXPECT_EQ(strValue, XString('v', i));
+            XObject* pOb = nullptr;
+            ASSERT_TRUE(pObs->Lookup(strKey, pOb));
+            EXPECT_EQ(pOb, i % 3 == 0 ? nullptr : pShared);
+            ASSERT_TRUE(pWords->Lookup(static_cast<WORD>(i * 1000), pOb));
+            EXPECT_EQ(pOb, i % 2 == 0 ? pShared : nullptr);
+        }
     }
 }
 
@@ -198,8 +164,7 @@ TEST(XCollStream, ByteExactForms)
         EXPECT_EQ(b, Concat({NewHierarchy("XMapStringToString", bNoSwap), U32(0, bNoSwap)}));
     }
 
-    // 272 and 0 share bucket 0; the newer, 272, is stored first, and loading
-    // reverses the chain.
+    // 272 and 0 share bucket 0; the newer, 272, is stored first, and loading reverses the chain.
     XMapWordToOb map;
     map[0] = nullptr;
     map[272] = nullptr;
@@ -211,14 +176,14 @@ TEST(XCollStream, ByteExactForms)
     EXPECT_EQ(second, Concat({NewHierarchy("XMapWordToOb"), U32(2), {0x00, 0x00, 0}, {0x01, 0x10, 0}}));
 }
 
-TEST(XCollStream, ArraysAreReplacedListsAndMapsAddedTo)
+TEST(XCollStream, LoadReplacesArraysAddsToListsAndMapsAndAsksForItsOwnClass)
 {
     XWordArray small;
     small.Add(5);
     XWordArray words;
     words.SetSize(10);
     Load(Store([&](XArchive& ar) { small.Serialize(ar); }), [&](XArchive& ar) { words.Serialize(ar); });
-    EXPECT_EQ(Elements(words), (std::vector<WORD>{5}));
+    EXPECT_EQ(Walk(words), (std::vector<WORD>{5}));
 
     XDoubleList stored;
     stored.AddTail(3.0);
@@ -226,7 +191,7 @@ TEST(XCollStream, ArraysAreReplacedListsAndMapsAddedTo)
     doubles.AddTail(1.0);
     doubles.AddTail(2.0);
     Load(Store([&](XArchive& ar) { stored.Serialize(ar); }), [&](XArchive& ar) { doubles.Serialize(ar); });
-    EXPECT_EQ(ListElements(doubles), (std::vector<double>{1.0, 2.0, 3.0}));
+    EXPECT_EQ(Walk(doubles), (std::vector<double>{1.0, 2.0, 3.0}));
 
     XMapStringToString texts;
     texts["same"] = "new";
@@ -237,6 +202,25 @@ TEST(XCollStream, ArraysAreReplacedListsAndMapsAddedTo)
     XString strValue;
     EXPECT_EQ(target.GetCount(), 2);
     EXPECT_TRUE(target.Lookup("same", strValue) && strValue == "new");
+    // The pointer operators ask for their own class, and a null pointer is one zero byte.
+    Bytes b = Store([&](XArchive& ar) { ar << &words; });
+    Load(b, [&](XArchive& ar) {
+        XDWordArray* p = nullptr;
+        try {
+            ar >> p;
+            ADD_FAILURE() << "no exception";
+        } catch (const XArchiveException& e) {
+            EXPECT_EQ(e.nCause, XArchiveException::badIndex);
+        }
+    });
+    const XByteArray* pNull = nullptr;
+    b = Store([&](XArchive& ar) { ar << pNull; });
+    EXPECT_EQ(b, Bytes{0});
+    Load(b, [&](XArchive& ar) {
+        const XByteArray* p = reinterpret_cast<XByteArray*>(&words);
+        ar >> p;
+        EXPECT_EQ(p, nullptr);
+    });
 }
 
 TEST(XCollStream, DamagedStreams)
@@ -268,28 +252,6 @@ TEST(XCollStream, DamagedStreams)
             EXPECT_EQ(e.nCause, XArchiveException::endOfFile);
         }
     });
-    EXPECT_EQ(ListElements(ints), (std::vector<int>{11, 12}));
+    EXPECT_EQ(Walk(ints), (std::vector<int>{11, 12}));
 }
 
-TEST(XCollStream, OperatorsAskForTheirOwnClass)
-{
-    XWordArray words;
-    Bytes b = Store([&](XArchive& ar) { ar << &words; });
-    Load(b, [&](XArchive& ar) {
-        XDWordArray* p = nullptr;
-        try {
-            ar >> p;
-            ADD_FAILURE() << "no exception";
-        } catch (const XArchiveException& e) {
-            EXPECT_EQ(e.nCause, XArchiveException::badIndex);
-        }
-    });
-    const XByteArray* pNull = nullptr;
-    b = Store([&](XArchive& ar) { ar << pNull; });
-    EXPECT_EQ(b, Bytes{0});
-    Load(b, [&](XArchive& ar) {
-        const XByteArray* p = reinterpret_cast<XByteArray*>(&words);
-        ar >> p;
-        EXPECT_EQ(p, nullptr);
-    });
-}

@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-TEST(XDimArray, OffsetTablesAddressEveryElementOnce)
+TEST(XDimArray, OffsetTablesAddressEveryElementOnceAndAllocKeepsCapacity)
 {
     tagXArr1 a1(5, 4);
     EXPECT_EQ(a1.pOffset1[4], 16);
@@ -32,10 +32,6 @@ TEST(XDimArray, OffsetTablesAddressEveryElementOnce)
     tagXArr2 empty;
     EXPECT_EQ(empty.pData, nullptr);
     EXPECT_EQ(empty.pOffset1, nullptr);
-}
-
-TEST(XDimArray, AllocKeepsCapacityAllocExactDoesNot)
-{
     tagXArr2 a;
     ASSERT_EQ(a.Alloc(10, 10, 1), 1);
     BYTE* pFirst = a.pData;
@@ -66,31 +62,56 @@ TEST(XDimArray, WrappedMemoryIsNeverFreed)
         EXPECT_EQ(a.pOffset2[5], 50);
         EXPECT_EQ(a.Reform(31, 1), 0);
         EXPECT_EQ(a.Reform(2, 2), 1);
-        EXPECT_EQ(a.Reform(5, 6), 0);  // measured against the current count
+        EXPECT_EQ(a.Reform(5, 6), 0); // measured against the current count
         EXPECT_EQ(a.nDim1, 2);
+        tagXArr3 c(buffer, 3, 2, 5, 2);
+        EXPECT_EQ(c.Reform(2, 3, 5), 1);
+        EXPECT_EQ(c.Reform(2, 3, 6), 0);
+        EXPECT_EQ(c.pOffset3[4], 48);
     }
     tagXArr1 b(buffer, 60, 1);
-    ASSERT_EQ(b.Alloc(100, 1), 1);  // a bigger shape takes a buffer of its own
+    ASSERT_EQ(b.Alloc(100, 1), 1); // a bigger shape takes a buffer of its own
     EXPECT_NE(b.pData, buffer);
     EXPECT_EQ(b.nAlloc, 100);
 }
 
-TEST(XDimArray, ReformOnOwnedBlocks)
+// Reform keeps the block and fails beyond its capacity; the same shape is always a success, a block
+// never allocated or a negative extent never is.
+TEST(XDimArray, ReformAndAllocExactOfEveryRank)
 {
-    tagXArr2 a(10, 10, 1);
-    EXPECT_EQ(a.Reform(4, 25), 1);
-    EXPECT_EQ(a.pOffset2[24], 96);
-    EXPECT_EQ(a.Reform(11, 10), 0);
-    EXPECT_EQ(a.nDim1, 4);
-    EXPECT_EQ(a.nDim2, 25);
-    tagXArr2 empty;
-    EXPECT_EQ(empty.Reform(1, 1), 0);
-    tagXArr1 one(8, 2);
+    tagXArr1 one(8, 2), noOne;
+    EXPECT_EQ(one.Reform(8), 1);
     EXPECT_EQ(one.Reform(9), 0);
-    tagXArr3 three(2, 2, 2, 4);
+    EXPECT_EQ(one.Reform(-1), 0);
+    EXPECT_EQ(one.Reform(3), 1);
+    EXPECT_EQ(one.pOffset1[2], 4);
+    EXPECT_EQ(noOne.Reform(1), 0);
+    EXPECT_EQ(one.Alloc(-1, 2), 0);
+    EXPECT_EQ(one.AllocExact(5, 3), 1);
+    EXPECT_EQ(one.nAlloc, 15);
+
+    tagXArr2 two(10, 10, 1), noTwo;
+    EXPECT_EQ(two.Reform(4, 25), 1);
+    EXPECT_EQ(two.pOffset2[24], 96);
+    EXPECT_EQ(two.Reform(4, 25), 1);
+    EXPECT_EQ(two.Reform(-4, -25), 0);
+    EXPECT_EQ(two.Reform(11, 10), 0);
+    EXPECT_EQ(two.Reform(65536, 65536), 0);
+    EXPECT_EQ(two.nDim1, 4);
+    EXPECT_EQ(two.nDim2, 25);
+    EXPECT_EQ(noTwo.Reform(1, 1), 0);
+
+    tagXArr3 three(2, 2, 2, 4), noThree;
     EXPECT_EQ(three.Reform(8, 1, 1), 1);
     EXPECT_EQ(three.pOffset1[7], 28);
+    EXPECT_EQ(three.Reform(8, 1, 1), 1);
     EXPECT_EQ(three.Reform(2, 2, 3), 0);
+    EXPECT_EQ(three.Reform(-2, 2, 2), 0);
+    EXPECT_EQ(three.Reform(65536, 65536, 1), 0);
+    EXPECT_EQ(noThree.Reform(1, 1, 1), 0);
+    EXPECT_EQ(three.AllocExact(1, 2, 3, 4), 1);
+    EXPECT_EQ(three.nAlloc, 24);
+    EXPECT_EQ(three.pOffset3[2], 16);
 }
 
 TEST(XThreadSafeArr, EachThreadHasItsOwnBlock)
@@ -122,12 +143,17 @@ TEST(XThreadSafeArr, EachThreadHasItsOwnBlock)
     safe.FreeAll();
     EXPECT_EQ(safe.GetBuffer(), nullptr);
 
+    // The one- and three-dimensional forms hold to the same rules.
     XThreadSafeArr1 safe1;
     ASSERT_NE(safe1.GetBuffer(10, 2), nullptr);
     EXPECT_EQ(safe1.GetBuffer()->nDim1, 10);
+    safe1.FreeCurrentThreadsBuffer();
+    EXPECT_EQ(safe1.GetBuffer(), nullptr);
     XThreadSafeArr3 safe3;
     ASSERT_NE(safe3.GetBuffer(2, 3, 4, 1), nullptr);
     EXPECT_EQ(safe3.GetBuffer()->nAlloc, 24);
+    safe3.FreeCurrentThreadsBuffer();
+    EXPECT_EQ(safe3.GetBuffer(), nullptr);
 }
 
 TEST(XThreadSafeArr, ManyThreadsWriteTheirBlocksUndisturbed)

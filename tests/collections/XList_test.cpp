@@ -33,7 +33,7 @@ std::vector<int> Elements(const XIntList& list)
 
 } // namespace
 
-TEST(XList, LinksStayConsistentInBothDirections)
+TEST(XList, LinksStayConsistentInBothDirectionsAndFindWalksThem)
 {
     XIntList list;
     POSITION pos2 = list.AddTail(2);
@@ -51,25 +51,28 @@ TEST(XList, LinksStayConsistentInBothDirections)
     EXPECT_EQ(Elements(list), (std::vector<int>{1, 3, 40, 5}));
     list.RemoveAt(list.GetHeadPosition());
     list.RemoveAt(list.GetTailPosition());
-    EXPECT_EQ(Elements(list), (std::vector<int>{3, 40}));
-    EXPECT_EQ(list.GetHead(), 3);
-    EXPECT_EQ(list.GetTail(), 40);
-}
-
-TEST(XList, FindAndFindIndex)
-{
-    XShortList list;
+    list.InsertBefore(list.GetHeadPosition(), 2);
+    list.InsertAfter(list.GetTailPosition(), 41);
+    list.InsertAfter(list.GetHeadPosition(), 25);
+    EXPECT_EQ(Elements(list), (std::vector<int>{2, 25, 3, 40, 41}));
+    EXPECT_EQ(list.GetHead(), 2);
+    EXPECT_EQ(list.GetTail(), 41);
+    while (!list.IsEmpty())
+        list.RemoveHead();
+    EXPECT_EQ(Elements(list), std::vector<int>());
+    // Find starts after the position given; FindIndex counts from the head.
+    XShortList shorts;
     for (short n : {7, 8, 7, 9})
-        list.AddTail(n);
-    POSITION first = list.Find(7);
-    EXPECT_EQ(first, list.GetHeadPosition());
-    POSITION second = list.Find(7, first);
-    EXPECT_EQ(second, list.FindIndex(2));
-    EXPECT_EQ(list.Find(7, second), nullptr);
-    EXPECT_EQ(list.Find(9, list.GetTailPosition()), nullptr);
-    EXPECT_EQ(list.FindIndex(list.GetCount()), nullptr);
-    EXPECT_EQ(list.FindIndex(-1), nullptr);
-    EXPECT_EQ(list.FindIndex(list.GetCount() - 1), list.GetTailPosition());
+        shorts.AddTail(n);
+    POSITION first = shorts.Find(7);
+    EXPECT_EQ(first, shorts.GetHeadPosition());
+    POSITION second = shorts.Find(7, first);
+    EXPECT_EQ(second, shorts.FindIndex(2));
+    EXPECT_EQ(shorts.Find(7, second), nullptr);
+    EXPECT_EQ(shorts.Find(9, shorts.GetTailPosition()), nullptr);
+    EXPECT_EQ(shorts.FindIndex(shorts.GetCount()), nullptr);
+    EXPECT_EQ(shorts.FindIndex(-1), nullptr);
+    EXPECT_EQ(shorts.FindIndex(shorts.GetCount() - 1), shorts.GetTailPosition());
 
     // Strings compare by text, objects by address.
     XStringList strings;
@@ -85,7 +88,7 @@ TEST(XList, FindAndFindIndex)
     EXPECT_EQ(obs.Find(&obs), obs.GetTailPosition());
 }
 
-TEST(XList, PooledNodesAndEmptyingFreesEverything)
+TEST(XList, PooledNodesEmptyingFreesEverythingAndTheStackReusesCells)
 {
     XProbeDoubles list(4);
     for (int i = 0; i < 9; ++i)
@@ -113,10 +116,6 @@ TEST(XList, PooledNodesAndEmptyingFreesEverything)
     list.AddTail(1.5);
     EXPECT_EQ(list.CountBlocks(), 1);
     EXPECT_EQ(list.GetHead(), 1.5);
-}
-
-TEST(XStack, LastInFirstOutOverReusedCells)
-{
     int a = 1, b = 2, c = 3;
     XStack<int*> stack(2);
     EXPECT_TRUE(stack.IsEmpty());
@@ -142,3 +141,4 @@ TEST(XStack, LastInFirstOutOverReusedCells)
     EXPECT_EQ(single.Pop(), &b);
     EXPECT_EQ(single.Pop(), &a);
 }
+

@@ -40,7 +40,7 @@ std::vector<int> WalkKeys(const XMapIntToPtr& map)
 
 } // namespace
 
-TEST(XMap, Hashes)
+TEST(XMap, HashesAndTheWalkByBucketThenNewestFirst)
 {
     XMapIntToPtr mapInt;
     EXPECT_EQ(mapInt.HashKey(0x1234), 0x123u);
@@ -52,10 +52,6 @@ TEST(XMap, Hashes)
     EXPECT_EQ(mapString.HashKey("\xFF"), 0xFFFFFFFFu);  // bytes count as signed
     XMap<DWORD, DWORD, int*, int*> mapTemplate;
     EXPECT_EQ(mapTemplate.HashKey(0xFFFFFFF0u), 0x0FFFFFFFu);
-}
-
-TEST(XMap, WalkIsByBucketThenNewestFirst)
-{
     XMapIntToPtr map;
     EXPECT_EQ(map.GetStartPosition(), nullptr);
     EXPECT_EQ(map.GetHashTableSize(), 17u);
@@ -73,7 +69,7 @@ TEST(XMap, WalkIsByBucketThenNewestFirst)
     EXPECT_EQ(WalkKeys(map), (std::vector<int>{272, 0, 16, 32}));
 }
 
-TEST(XMap, EmptiedMapGivesBackItsMemory)
+TEST(XMap, EmptiedMapGivesBackItsMemoryAndInitHashTableKeepsEveryEntry)
 {
     XProbePtrMap map(4);
     void* value = nullptr;
@@ -95,24 +91,20 @@ TEST(XMap, EmptiedMapGivesBackItsMemory)
     map[AsPtr(5)] = AsPtr(6);
     EXPECT_EQ(map.GetHashTableSize(), 31u);
     EXPECT_EQ(map.CountBlocks(), 1);
-}
-
-TEST(XMap, InitHashTableOnAFilledMapKeepsEveryEntry)
-{
-    XMapIntToPtr map;
+    // InitHashTable on a filled map keeps every entry.
+    XMapIntToPtr filled;
     for (int i = 0; i < 300; ++i)
-        map[i * 3] = AsPtr(i);
-    map.InitHashTable(101);
-    EXPECT_EQ(map.GetHashTableSize(), 101u);
-    EXPECT_EQ(WalkKeys(map).size(), 300u);
+        filled[i * 3] = AsPtr(i);
+    filled.InitHashTable(101);
+    EXPECT_EQ(filled.GetHashTableSize(), 101u);
+    EXPECT_EQ(WalkKeys(filled).size(), 300u);
     for (int i = 0; i < 300; ++i) {
-        void* value = nullptr;
-        ASSERT_TRUE(map.Lookup(i * 3, value));
+        ASSERT_TRUE(filled.Lookup(i * 3, value));
         EXPECT_EQ(value, AsPtr(i));
     }
-    map.InitHashTable(0);  // counts as 1
-    EXPECT_TRUE(map.RemoveKey(297));
-    EXPECT_EQ(map.GetCount(), 299);
+    filled.InitHashTable(0); // counts as 1
+    EXPECT_TRUE(filled.RemoveKey(297));
+    EXPECT_EQ(filled.GetCount(), 299);
 }
 
 TEST(XMap, StringKeysAreExactText)
@@ -137,12 +129,12 @@ TEST(XMap, StringKeysAreExactText)
     XMapStringToPtr many;
     for (int i = 0; i < 1000; ++i) {
         XString strName;
-        strName.Format("name%d", i);
+        strName.Format(i % 3 == 0 ? "n%d" : "a longer name %d", i);
         many[strName] = AsPtr(i);
     }
     for (int i = 0; i < 1000; i += 2) {
         XString strName;
-        strName.Format("name%d", i);
+        strName.Format(i % 3 == 0 ? "n%d" : "a longer name %d", i);
         EXPECT_TRUE(many.RemoveKey(strName));
     }
     int nSeen = 0;
@@ -153,4 +145,9 @@ TEST(XMap, StringKeysAreExactText)
         EXPECT_EQ(reinterpret_cast<intptr_t>(p) % 2, 1);
     }
     EXPECT_EQ(nSeen, 500);
+    // Long keys compare eight bytes at a time; a difference anywhere tells.
+    for (const char* psz : {"a longer name 1x", "b longer name 1", "a longer_name 1", "a longer name 1000"}) {
+        void* p = nullptr;
+        EXPECT_FALSE(many.Lookup(psz, p)) << psz;
+    }
 }

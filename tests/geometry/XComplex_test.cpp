@@ -14,6 +14,22 @@ typedef ::testing::Types<tagXComplex, tagXComplexf, tagXComplexc, tagXComplexs, 
     XSignedRecords;
 TYPED_TEST_SUITE(XComplexSigned, XSignedRecords);
 
+template <class C>
+C Narrowed(double dRe, double dIm)
+{
+    C c(0, 0);
+    c = tagXComplex(dRe, dIm);
+    return c;
+}
+
+template <class C>
+tagXComplex Widened(const C& c)
+{
+    tagXComplex z;
+    z = c;
+    return z;
+}
+
 } // namespace
 
 TYPED_TEST(XComplexSigned, ArithmeticIdentities)
@@ -36,7 +52,7 @@ TYPED_TEST(XComplexSigned, ArithmeticIdentities)
     EXPECT_EQ(c, TypeParam(3, 5));
 }
 
-TEST(XComplex, IntegerWrapAround)
+TEST(XComplex, IntegerRecordsWrapAroundAndDivideTowardZero)
 {
     EXPECT_EQ(tagXComplexc(100, 0) * tagXComplexc(2, 0), tagXComplexc(-56, 0));
     EXPECT_EQ(tagXComplexc(127, -128) + tagXComplexc(1, -1), tagXComplexc(-128, 127));
@@ -49,10 +65,6 @@ TEST(XComplex, IntegerWrapAround)
               tagXComplexll(std::numeric_limits<int64_t>::min(), 0));
     // 65535 * 65535 wraps in 32 bits and keeps its low 16 bits.
     EXPECT_EQ(tagXComplexus(65535, 2) * tagXComplexus(65535, 0), tagXComplexus(1, 65534));
-}
-
-TEST(XComplex, IntegerDivisionTruncatesTowardZero)
-{
     EXPECT_EQ(tagXComplexl(7, 0) / tagXComplexl(2, 0), tagXComplexl(3, 0));
     EXPECT_EQ(tagXComplexl(-7, 0) / tagXComplexl(2, 0), tagXComplexl(-3, 0));
     EXPECT_EQ(tagXComplexs(10, 5) / tagXComplexs(1, 1), tagXComplexs(7, -2));
@@ -91,42 +103,27 @@ TEST(XComplex, CompoundProductGoesThroughFloatingPoint)
     EXPECT_EQ(c, tagXComplexs(0, 0));
 }
 
+// Assignment from the double record truncates toward zero and keeps the low bits of 32 (or 64) bits;
+// a value out of range first becomes the integer indefinite.
 TEST(XComplex, ConversionsThroughTheDoubleRecord)
 {
-    tagXComplexuc uc(0, 0);
-    uc = tagXComplex(300.9, -1.5);
-    EXPECT_EQ(uc, tagXComplexuc(44, 255));
-    tagXComplexc c(0, 0);
-    c = tagXComplex(-129.7, 128.2);
-    EXPECT_EQ(c, tagXComplexc(127, -128));
-    tagXComplexus us(0, 0);
-    us = tagXComplex(65536.5, -2.9);
-    EXPECT_EQ(us, tagXComplexus(0, 65534));
-    tagXComplexl l(0, 0);
-    l = tagXComplex(-2.9, 2147483647.9);
-    EXPECT_EQ(l, tagXComplexl(-2, 2147483647));
-    tagXComplexul ul(0, 0);
-    ul = tagXComplex(4000000000.7, 5.5);
-    EXPECT_EQ(ul, tagXComplexul(4000000000u, 5));
-    tagXComplexll ll(0, 0);
-    ll = tagXComplex(-1e18, 2.5);
-    EXPECT_EQ(ll, tagXComplexll(-1000000000000000000LL, 2));
-    tagXComplexull ull(0, 0);
-    ull = tagXComplex(1e19, 0.5);
-    EXPECT_EQ(ull, tagXComplexull(10000000000000000000ULL, 0));
-    tagXComplexf f(0, 0);
-    f = tagXComplex(0.1, 1.0 / 3);
-    EXPECT_EQ(f, tagXComplexf(0.1f, static_cast<float>(1.0 / 3)));
+    EXPECT_EQ(Narrowed<tagXComplexuc>(300.9, -1.5), tagXComplexuc(44, 255));
+    EXPECT_EQ(Narrowed<tagXComplexc>(-129.7, 128.2), tagXComplexc(127, -128));
+    EXPECT_EQ(Narrowed<tagXComplexus>(65536.5, -2.9), tagXComplexus(0, 65534));
+    EXPECT_EQ(Narrowed<tagXComplexs>(-40000.5, 3e9), tagXComplexs(25536, 0));
+    EXPECT_EQ(Narrowed<tagXComplexl>(-2.9, 2147483647.9), tagXComplexl(-2, 2147483647));
+    EXPECT_EQ(Narrowed<tagXComplexl>(2147483648.0, -1e300), tagXComplexl(INT32_MIN, INT32_MIN));
+    EXPECT_EQ(Narrowed<tagXComplexul>(4000000000.7, 5.5), tagXComplexul(4000000000u, 5));
+    EXPECT_EQ(Narrowed<tagXComplexll>(-1e18, 2.5), tagXComplexll(-1000000000000000000LL, 2));
+    EXPECT_EQ(Narrowed<tagXComplexll>(1e19, std::nan("")), tagXComplexll(INT64_MIN, INT64_MIN));
+    EXPECT_EQ(Narrowed<tagXComplexull>(1e19, 0.5), tagXComplexull(10000000000000000000ULL, 0));
+    EXPECT_EQ(Narrowed<tagXComplexf>(0.1, 1.0 / 3), tagXComplexf(0.1f, static_cast<float>(1.0 / 3)));
 
-    tagXComplex z;
-    z = tagXComplexuc(255, 1);
-    EXPECT_EQ(z, tagXComplex(255, 1));
-    z = tagXComplexus(65535, 2);
-    EXPECT_EQ(z, tagXComplex(65535, 2));
-    z = tagXComplexul(4294967295u, 3);
-    EXPECT_EQ(z, tagXComplex(4294967295.0, 3));
-    z = tagXComplexl(-2147483647 - 1, 6);
-    EXPECT_EQ(z, tagXComplex(-2147483648.0, 6));
-    z = tagXComplexf(0.1f, 7);
-    EXPECT_EQ(z, tagXComplex(static_cast<double>(0.1f), 7));
+    EXPECT_EQ(Widened(tagXComplexuc(255, 1)), tagXComplex(255, 1));
+    EXPECT_EQ(Widened(tagXComplexc(-128, 1)), tagXComplex(-128, 1));
+    EXPECT_EQ(Widened(tagXComplexus(65535, 2)), tagXComplex(65535, 2));
+    EXPECT_EQ(Widened(tagXComplexs(-32768, 2)), tagXComplex(-32768, 2));
+    EXPECT_EQ(Widened(tagXComplexul(4294967295u, 3)), tagXComplex(4294967295.0, 3));
+    EXPECT_EQ(Widened(tagXComplexl(-2147483647 - 1, 6)), tagXComplex(-2147483648.0, 6));
+    EXPECT_EQ(Widened(tagXComplexf(0.1f, 7)), tagXComplex(static_cast<double>(0.1f), 7));
 }

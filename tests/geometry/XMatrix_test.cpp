@@ -2,19 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <type_traits>
 
 namespace {
-
-tagXMatrix Translation(double x, double y, double z)
-{
-    tagXMatrix m;
-    m.Identity();
-    m(3, 0) = x;
-    m(3, 1) = y;
-    m(3, 2) = z;
-    return m;
-}
 
 void ExpectNearIdentity(const tagXMatrix& m, double dTolerance)
 {
@@ -24,20 +14,55 @@ void ExpectNearIdentity(const tagXMatrix& m, double dTolerance)
     }
 }
 
+template <class M>
+class XMatrixRecord : public ::testing::Test {};
+
+typedef ::testing::Types<tagXMatrix, tagXMatrixf> XMatrixRecords;
+TYPED_TEST_SUITE(XMatrixRecord, XMatrixRecords);
+
 } // namespace
 
-TEST(XMatrix, ConstructionLayoutAndIdentity)
+// Sums, differences and scalar forms work element by element in the record's type.
+TYPED_TEST(XMatrixRecord, ElementWiseOperatorsAndTheirCompoundForms)
+{
+    typedef typename std::decay<decltype(TypeParam().m[0])>::type T;
+    T a0[16], b0[16];
+    for (int i = 0; i < 16; i++) {
+        a0[i] = T(i - 5);
+        b0[i] = T(2 * i + 1);
+    }
+    const TypeParam a(a0), b(b0);
+    const TypeParam results[] = {a + b, a - b, a + T(3), a - T(3), a * T(3), a / T(3), -a, T(3) * a};
+    TypeParam compound[] = {a, a, a, a, a, a};
+    compound[0] += b;
+    compound[1] -= b;
+    compound[2] += T(3);
+    compound[3] -= T(3);
+    compound[4] *= T(3);
+    compound[5] /= T(3);
+    for (int i = 0; i < 16; i++) {
+        const T x = a0[i], y = b0[i];
+        const T expected[] = {x + y, x - y, x + 3, x - 3, x * 3, x / 3, -x, 3 * x};
+        for (int k = 0; k < 8; k++) {
+            EXPECT_EQ(static_cast<const T*>(results[k])[i], expected[k]) << "operator " << k << " element " << i;
+            if (k < 6) {
+                T* pCompound = compound[k];
+                EXPECT_EQ(pCompound[i], expected[k]) << "compound " << k << " element " << i;
+            }
+        }
+    }
+    EXPECT_TRUE(compound[0] == results[0]);
+    EXPECT_TRUE(compound[0] != results[1]);
+}
+
+TEST(XMatrix, ConstructionLayoutAndExactIdentity)
 {
     tagXMatrix zero;
     EXPECT_EQ(zero.IsIdentity(), 0);
-    for (int i = 0; i < 16; i++)
-        EXPECT_EQ(zero.m[i], 0.0);
-
+    EXPECT_EQ(zero, tagXMatrix(0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0));
     const tagXMatrix m(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
     EXPECT_EQ(m(2, 1), 9.0);
     EXPECT_EQ(static_cast<const double*>(m)[7], 7.0);
-    EXPECT_EQ(tagXMatrix(static_cast<const double*>(m)), m);
-
     tagXMatrix id;
     id.Identity();
     EXPECT_EQ(id.IsIdentity(), 1);
@@ -46,86 +71,66 @@ TEST(XMatrix, ConstructionLayoutAndIdentity)
     id.Identity();
     id(3, 3) = 1.0000000000000002;
     EXPECT_EQ(id.IsIdentity(), 0);
-
     tagXMatrixf idf;
     idf.Identity();
     EXPECT_EQ(idf.IsIdentity(), 1);
 }
 
-TEST(XMatrix, ProductRowByColumn)
+TEST(XMatrix, ProductRowByColumnAndVectorAsARowOnTheLeft)
 {
     const tagXMatrix a(1, 2, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 3, 4, 0, 1);
     const tagXMatrix b(2, 0, 0, 0, 1, 3, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1);
     const tagXMatrix ab = a * b;
     EXPECT_EQ(ab, tagXMatrix(4, 6, 0, 0, 1, 3, 0, 0, 0, 0, 1, 0, 10, 12, 0, 1));
     EXPECT_NE(ab, b * a);
-
     // *= works on a copy, so a matrix may multiply itself.
     tagXMatrix c = a;
     c *= c;
     EXPECT_EQ(c, a * a);
-
     tagXMatrixf af(1, 2, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 3, 4, 0, 1);
     af *= tagXMatrixf(2, 0, 0, 0, 1, 3, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1);
     EXPECT_EQ(af, tagXMatrixf(4, 6, 0, 0, 1, 3, 0, 0, 0, 0, 1, 0, 10, 12, 0, 1));
-}
 
-TEST(XMatrix, VectorIsARowOnTheLeft)
-{
-    const tagXMatrix t = Translation(5, -6, 7);
-    EXPECT_EQ(t * tagXVector3(0, 0, 0), tagXVector3(5, -6, 7));
+    // Translation sits in row 3; the three-component form divides by the resulting w.
+    tagXMatrix t(1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 5, -6, 7, 1);
     EXPECT_EQ(t * tagXVector3(1, 2, 3), tagXVector3(6, -4, 10));
     EXPECT_EQ(t * tagXVector4(1, 2, 3, 0), tagXVector4(1, 2, 3, 0));
-
-    // The three-component form divides by the resulting w.
-    tagXMatrix p = t;
-    p(3, 3) = 2;
-    p(2, 3) = 1;
-    EXPECT_EQ(p * tagXVector3(1, 2, 3), tagXVector3(6.0 / 5, -4.0 / 5, 10.0 / 5));
-
+    t(3, 3) = 2;
+    t(2, 3) = 1;
+    EXPECT_EQ(t * tagXVector3(1, 2, 3), tagXVector3(6.0 / 5, -4.0 / 5, 10.0 / 5));
     // Column j of the matrix meets the vector: a rotation of x toward y.
     const tagXMatrixf r(0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1);
     EXPECT_EQ(r * tagXVector3f(1, 0, 0), tagXVector3f(0, 1, 0));
     EXPECT_EQ(r * tagXVector4f(0, 1, 0, 1), tagXVector4f(-1, 0, 0, 1));
 }
 
-TEST(XMatrix, InverseOfAffineTransforms)
+TEST(XMatrix, InverseOfAffineTransformsAndFailuresThatLeaveTheMatrix)
 {
     tagXMatrix m(0, 2, 0, 0, -3, 0, 0, 0, 0, 0, 4, 0, 10, 20, 30, 1);
     const tagXMatrix original = m;
     ASSERT_EQ(m.Inverse(), 1);
     ExpectNearIdentity(original * m, 1e-15);
     ExpectNearIdentity(m * original, 1e-15);
-
     // A matrix whose pivots need a cycle of row exchanges.
     tagXMatrix cyc(0, 0, 1, 2, 3, 0, 0, 1, 0, 5, 0, 0, 1, 1, 1, 7);
     const tagXMatrix cycOriginal = cyc;
     ASSERT_EQ(cyc.Inverse(), 1);
     ExpectNearIdentity(cycOriginal * cyc, 1e-14);
-
     tagXMatrixf f(2, 0, 0, 0, 0, 4, 0, 0, 0, 0, 8, 0, 1, 1, 1, 1);
     ASSERT_EQ(f.Inverse(), 1);
     EXPECT_EQ(f, tagXMatrixf(0.5f, 0, 0, 0, 0, 0.25f, 0, 0, 0, 0, 0.125f, 0, -0.5f, -0.25f, -0.125f, 1));
-}
-
-TEST(XMatrix, FailedInverseLeavesTheMatrix)
-{
-    tagXMatrix m(1, 2, 3, 4, 0, 0, 0, 0, 5, 6, 7, 8, 9, 1, 2, 3);
-    const tagXMatrix original = m;
-    EXPECT_EQ(m.Inverse(), 0);
-    EXPECT_EQ(m, original);
-
-    tagXMatrix zero;
-    EXPECT_EQ(zero.Inverse(), 0);
-    EXPECT_EQ(zero, tagXMatrix());
 
     tagXMatrix tiny;
     tiny.Identity();
     tiny *= 1e-10;
-    EXPECT_EQ(tiny.Inverse(), 0);
-
-    tagXMatrixf f(1, 2, 0, 0, 3, 4, 0, 0, 5, 6, 7, 8, 0, 0, 0, 0);
-    const tagXMatrixf fOriginal = f;
-    EXPECT_EQ(f.Inverse(), 0);
-    EXPECT_EQ(f, fOriginal);
+    const tagXMatrix failing[] = {tagXMatrix(1, 2, 3, 4, 0, 0, 0, 0, 5, 6, 7, 8, 9, 1, 2, 3), tagXMatrix(), tiny};
+    for (const tagXMatrix& bad : failing) {
+        tagXMatrix work = bad;
+        EXPECT_EQ(work.Inverse(), 0);
+        EXPECT_EQ(work, bad);
+    }
+    tagXMatrixf singular(1, 2, 0, 0, 3, 4, 0, 0, 5, 6, 7, 8, 0, 0, 0, 0);
+    const tagXMatrixf fOriginal = singular;
+    EXPECT_EQ(singular.Inverse(), 0);
+    EXPECT_EQ(singular, fOriginal);
 }

@@ -12,41 +12,37 @@ namespace {
 // continuous across the quadrant edges, so that a 2 by 2 grid fits it
 // exactly while no single polynomial does. Each quadrant's affine piece
 // holds beyond the square too.
-void PiecewiseMap(double x, double y, double& u, double& v)
+tagXVector2 PiecewiseMap(double x, double y)
 {
-    u = 2 * x + y + 0.5 * std::fabs(x - 2) - 0.75 * std::fabs(y - 2);
-    v = x - y + 0.25 * std::fabs(x - 2) + 0.5 * std::fabs(y - 2);
+    return tagXVector2(2 * x + y + 0.5 * std::fabs(x - 2) - 0.75 * std::fabs(y - 2),
+                       x - y + 0.25 * std::fabs(x - 2) + 0.5 * std::fabs(y - 2));
 }
 
-struct tagPoints {
+// The 9 by 9 lattice of step 0.5 over [0,4] x [0,4] and its images, optionally without the closed upper right quadrant.
+struct tagLattice {
     std::vector<double> sx, sy, tx, ty;
 
-    void Add(double x, double y)
+    explicit tagLattice(bool bSkipUpperRight = false)
     {
-        double u, v;
-        PiecewiseMap(x, y, u, v);
-        sx.push_back(x);
-        sy.push_back(y);
-        tx.push_back(u);
-        ty.push_back(v);
-    }
-    int Count() const { return static_cast<int>(sx.size()); }
-};
-
-// The 9 by 9 lattice of step 0.5 over [0,4] x [0,4], optionally without
-// the closed upper right quadrant.
-tagPoints MakeLattice(bool bSkipUpperRight)
-{
-    tagPoints points;
-    for (int j = 0; j <= 8; j++) {
-        for (int i = 0; i <= 8; i++) {
-            if (bSkipUpperRight && i >= 4 && j >= 4)
-                continue;
-            points.Add(i * 0.5, j * 0.5);
+        for (int j = 0; j <= 8; j++) {
+            for (int i = 0; i <= 8; i++) {
+                if (bSkipUpperRight && i >= 4 && j >= 4)
+                    continue;
+                const tagXVector2 t = PiecewiseMap(i * 0.5, j * 0.5);
+                sx.push_back(i * 0.5);
+                sy.push_back(j * 0.5);
+                tx.push_back(t.x);
+                ty.push_back(t.y);
+            }
         }
     }
-    return points;
-}
+    int Count() const { return static_cast<int>(sx.size()); }
+    int Fit(XWarpCoeff& warp) { return warp.Create(2, Count(), sx.data(), sy.data(), tx.data(), ty.data(), nullptr); }
+    int Fit(XWarp2D& warp, int nCellsX, int nCellsY, int nOrder = 2)
+    {
+        return warp.Create(nOrder, Count(), sx.data(), sy.data(), tx.data(), ty.data(), nullptr, nCellsX, nCellsY);
+    }
+};
 
 // Reaches the protected lookup and grid, and can be told to fail.
 class XWarp2DProbe : public XWarp2D {
@@ -78,12 +74,12 @@ TEST(XWarp2D, ResetWarpPassesPointsWhereXWarpCoeffFails)
     EXPECT_EQ(warp.GetMaxPoint(), tagXVector2(1.7e308, 1.7e308));
     double x = 3, y = 4;
     EXPECT_EQ(coeff.WarpPoint(x, y), 0);
-    // Through the base's table and an array form; a failed fit leaves the
-    // same state.
+    // Through the base's table and an array form; a failed fit of either form leaves the same state.
     double sx[2] = {0, 1}, sy[2] = {0, 1};
-    EXPECT_EQ(warp.Create(2, 2, sx, sy, sx, sy, nullptr, 2, 2), 0);
-    XWarpCoeff& base = warp;
     tagXVector2 points[2] = {{1, 2}, {5, 6}};
+    EXPECT_EQ(warp.Create(2, 2, sx, sy, sx, sy, nullptr, 2, 2), 0);
+    EXPECT_EQ(warp.Create(2, 2, points, points, nullptr, 2, 2), 0);
+    XWarpCoeff& base = warp;
     EXPECT_EQ(base.WarpPoint(points, 2), 1);
     EXPECT_EQ(points[1], tagXVector2(5, 6));
     EXPECT_EQ(warp.GetOrder(), -1);
@@ -92,20 +88,15 @@ TEST(XWarp2D, ResetWarpPassesPointsWhereXWarpCoeffFails)
 
 TEST(XWarp2D, GridFitsEachCellAndFallsBackOnEmptyOnes)
 {
-    tagPoints points = MakeLattice(false);
-    const int n = points.Count();
+    tagLattice points;
     XWarpCoeff global;
-    ASSERT_EQ(global.Create(2, n, points.sx.data(), points.sy.data(), points.tx.data(), points.ty.data(), nullptr),
-              1);
     XWarp2D warp;
-    ASSERT_EQ(warp.Create(2, n, points.sx.data(), points.sy.data(), points.tx.data(), points.ty.data(), nullptr, 2,
-                          2),
-              1);
+    ASSERT_EQ(points.Fit(global), 1);
+    ASSERT_EQ(points.Fit(warp, 2, 2), 1);
     EXPECT_EQ(warp.GetMinPoint(), tagXVector2(0, 0));
     EXPECT_EQ(warp.GetMaxPoint(), tagXVector2(4, 4));
     ASSERT_EQ(warp.GetLocalCoeffs().GetSize(), 4);
-    // The global model is a plain fit; the error is that of the piecewise
-    // model, which is exact here.
+    // The global model is a plain fit; the error is that of the piecewise model, which is exact here.
     EXPECT_EQ(warp.GetCoeffX()[1], global.GetCoeffX()[1]);
     EXPECT_GT(global.GetError().z, 0.1);
     EXPECT_LT(warp.GetError().z, 1e-12);
@@ -113,35 +104,33 @@ TEST(XWarp2D, GridFitsEachCellAndFallsBackOnEmptyOnes)
     // cell's polynomial serves and not the global one.
     const double probes[][2] = {{1.3, 0.7}, {3.1, 0.2}, {0.4, 3.9}, {2.9, 2.1}, {100, -50}, {-30, 70}, {1e4, 1e4}};
     for (const auto& p : probes) {
-        double u, v, x = p[0], y = p[1];
-        PiecewiseMap(x, y, u, v);
+        const tagXVector2 t = PiecewiseMap(p[0], p[1]);
+        double x = p[0], y = p[1];
         ASSERT_EQ(warp.WarpPoint(x, y), 1);
-        EXPECT_NEAR(x, u, 1e-9 * (1 + std::fabs(u))) << p[0] << "," << p[1];
-        EXPECT_NEAR(y, v, 1e-9 * (1 + std::fabs(v))) << p[0] << "," << p[1];
+        EXPECT_NEAR(x, t.x, 1e-9 * (1 + std::fabs(t.x))) << p[0] << "," << p[1];
+        EXPECT_NEAR(y, t.y, 1e-9 * (1 + std::fabs(t.y))) << p[0] << "," << p[1];
     }
 
     // Without the upper right quadrant its cell has no model, and a point
     // there moves by the global one. This time through the vector form.
-    points = MakeLattice(true);
+    tagLattice partial(true);
     std::vector<tagXVector2> src, dst;
-    for (int i = 0; i < points.Count(); i++) {
-        src.emplace_back(points.sx[i], points.sy[i]);
-        dst.emplace_back(points.tx[i], points.ty[i]);
+    for (int i = 0; i < partial.Count(); i++) {
+        src.emplace_back(partial.sx[i], partial.sy[i]);
+        dst.emplace_back(partial.tx[i], partial.ty[i]);
     }
-    ASSERT_EQ(global.Create(2, points.Count(), points.sx.data(), points.sy.data(), points.tx.data(),
-                            points.ty.data(), nullptr),
-              1);
-    ASSERT_EQ(warp.Create(2, points.Count(), src.data(), dst.data(), nullptr, 2, 2), 1);
+    ASSERT_EQ(partial.Fit(global), 1);
+    ASSERT_EQ(warp.Create(2, partial.Count(), src.data(), dst.data(), nullptr, 2, 2), 1);
     ASSERT_EQ(warp.GetLocalCoeffs().GetSize(), 4);
     EXPECT_EQ(warp.GetLocalCoeffs()[2].GetOrder(), 2);
     EXPECT_EQ(warp.GetLocalCoeffs()[3].GetOrder(), -1);
-    double x = 3.5, y = 2.5, gx = x, gy = y;
-    ASSERT_EQ(global.WarpPoint(gx, gy), 1);
-    EXPECT_EQ(warp.WarpPoint(x, y), 1);
-    EXPECT_EQ(tagXVector2(x, y), tagXVector2(gx, gy));
+    tagXVector2 viaGrid(3.5, 2.5), viaGlobal(3.5, 2.5);
+    ASSERT_EQ(global.WarpPoint(viaGlobal), 1);
+    EXPECT_EQ(warp.WarpPoint(viaGrid), 1);
+    EXPECT_EQ(viaGrid, viaGlobal);
 }
 
-TEST(XWarp2D, CellsAreClosedAndHonourTheUseMask)
+TEST(XWarp2D, CellsAreClosedHonourTheUseMaskAndDegenerateShapesGiveAGlobalWarp)
 {
     // Two cells side by side over [0,4] x [0,2]. The right cell has three
     // points only because (2, 1) on the shared edge counts for both.
@@ -155,7 +144,6 @@ TEST(XWarp2D, CellsAreClosedAndHonourTheUseMask)
     ASSERT_EQ(warp.GetLocalCoeffs().GetSize(), 2);
     EXPECT_EQ(warp.GetLocalCoeffs()[0].GetOrder(), 2);
     EXPECT_EQ(warp.GetLocalCoeffs()[1].GetOrder(), 2);
-
     // Without the edge point the right cell cannot be fitted; leaving out
     // the rightmost point also narrows the box, so the edge moves.
     int use[6] = {1, 1, 1, 0, 1, 1};
@@ -165,26 +153,17 @@ TEST(XWarp2D, CellsAreClosedAndHonourTheUseMask)
     int useNarrow[6] = {1, 1, 1, 1, 0, 1};
     ASSERT_EQ(warp.Create(2, 6, sx, sy, tx, ty, useNarrow, 2, 1), 1);
     EXPECT_EQ(warp.GetMaxPoint(), tagXVector2(3, 2));
-}
-
-TEST(XWarp2D, GridShapesThatGiveAGlobalWarp)
-{
-    tagPoints points = MakeLattice(false);
-    const int n = points.Count();
-    XWarp2D warp;
+    // Shapes of fewer than two cells, or of more cells than an int holds, give a global warp.
+    tagLattice points;
     const int shapes[][2] = {{1, 1}, {0, 5}, {5, 0}, {-2, -2}, {1 << 16, 1 << 16}};
     for (const auto& shape : shapes) {
-        ASSERT_EQ(warp.Create(2, n, points.sx.data(), points.sy.data(), points.tx.data(), points.ty.data(),
-                              nullptr, shape[0], shape[1]),
-                  1);
+        ASSERT_EQ(points.Fit(warp, shape[0], shape[1]), 1);
         EXPECT_EQ(warp.GetLocalCoeffs().GetSize(), 0) << shape[0] << "x" << shape[1];
         EXPECT_EQ(warp.GetNumCellsX(), 0);
         EXPECT_GT(warp.GetError().z, 0.1);
     }
     // A single column of three rows is a grid.
-    ASSERT_EQ(warp.Create(2, n, points.sx.data(), points.sy.data(), points.tx.data(), points.ty.data(), nullptr, 1,
-                          3),
-              1);
+    ASSERT_EQ(points.Fit(warp, 1, 3), 1);
     EXPECT_EQ(warp.GetLocalCoeffs().GetSize(), 3);
 }
 
@@ -200,9 +179,7 @@ TEST(XWarp2D, CellLookupHoldsToTheGrid)
     EXPECT_EQ(warp.GetWarpCoeffLocal(1e9, -1e9), pCells + 3);
     // Billions of cells away the quotient has no int value: the first cell.
     EXPECT_EQ(warp.GetWarpCoeffLocal(1e12, 21), pCells);
-
-    // All points at one x give a grid of zero width: every x, even NaN,
-    // falls in the first column.
+    // All points at one x give a grid of zero width: every x, even NaN, falls in the first column.
     warp.SetGrid(2, 2, tagXVector2(5, 0), tagXVector2(5, 4));
     pCells = warp.GetLocalCoeffs().GetData();
     for (double x : {5.0, 4.0, 6.0, std::numeric_limits<double>::quiet_NaN()})
@@ -224,14 +201,12 @@ TEST(XWarp2D, ChainRunsPrevThenSelfThenNext)
     ASSERT_EQ(center.WarpPoint(x, y), 1);
     EXPECT_NEAR(x, 22, 1e-12);
     EXPECT_NEAR(y, 6, 1e-12);
-
     // Each warp follows its own links: shift's next runs inside center's prev.
     XWarp2D twiceAgain(twice);
     shift.SetNext(&twiceAgain);
-    x = 1;
-    y = 3;
-    ASSERT_EQ(center.WarpPoint(x, y), 1);
-    EXPECT_NEAR(x, 44, 1e-12);
+    tagXVector2 p(1, 3);
+    ASSERT_EQ(center.WarpPoint(p), 1);
+    EXPECT_NEAR(p.x, 44, 1e-12);
     EXPECT_EQ(twiceAgain.GetPrev(), nullptr);
 
     // A failing prev stops the call before anything moves the point.
@@ -266,7 +241,6 @@ TEST(XWarp2D, IsUnchangedLooksThroughLinksAndCells)
     EXPECT_EQ(center.IsUnchanged(), 0);
     moving.Reset();
     EXPECT_EQ(center.IsUnchanged(), 1);
-
     // Cells alone, with no global model, still change points.
     XWarp2DProbe probe;
     probe.SetGrid(2, 1, tagXVector2(0, 0), tagXVector2(2, 1));
@@ -283,36 +257,34 @@ TEST(XWarp2D, IsUnchangedLooksThroughLinksAndCells)
 
 TEST(XWarp2D, CopiesAreDeepForCellsAndShallowForLinks)
 {
-    tagPoints points = MakeLattice(false);
-    const int n = points.Count();
-    XWarp2D link;
-    XWarp2D warp;
-    ASSERT_EQ(warp.Create(2, n, points.sx.data(), points.sy.data(), points.tx.data(), points.ty.data(), nullptr, 2,
-                          2),
-              1);
+    tagLattice points;
+    XWarp2D link, warp, assigned;
+    ASSERT_EQ(points.Fit(warp, 2, 2), 1);
     warp.SetNext(&link);
     XWarp2D copy(warp);
-    XWarp2D assigned;
-    assigned.Create(4, n, points.sx.data(), points.sy.data(), points.tx.data(), points.ty.data(), nullptr, 3, 3);
+    points.Fit(assigned, 3, 3, 4);
     assigned = warp;
     assigned = assigned;
     warp.Reset();
+    const tagXVector2 t = PiecewiseMap(3.5, 0.5);
     for (XWarp2D* pWarp : {&copy, &assigned}) {
         EXPECT_EQ(pWarp->GetNext(), &link);
         ASSERT_EQ(pWarp->GetLocalCoeffs().GetSize(), 4);
         EXPECT_EQ(pWarp->GetNumCellsX(), 2);
-        double x = 3.5, y = 0.5, u, v;
-        PiecewiseMap(x, y, u, v);
-        ASSERT_EQ(pWarp->WarpPoint(x, y), 1);
-        EXPECT_NEAR(x, u, 1e-12);
-        EXPECT_NEAR(y, v, 1e-12);
+        // Every form of the copy ends in its grid.
+        tagXVector2 out;
+        double x = 3.5, y = 0.5;
+        ASSERT_EQ(pWarp->WarpPoint(tagXVector2(3.5, 0.5), out), 1);
+        ASSERT_EQ(pWarp->WarpPoint(&x, &y, 1), 1);
+        EXPECT_NEAR(out.x, t.x, 1e-12);
+        EXPECT_NEAR(out.y, t.y, 1e-12);
+        EXPECT_EQ(tagXVector2(x, y), out);
     }
 }
 
 TEST(XWarp2D, ArrayOfWarpsKeepsElementsWhole)
 {
-    // The element is polymorphic: growth must copy each one properly,
-    // keeping its model and its table.
+    // The element is polymorphic: growth must copy each one properly, keeping its model and its table.
     XArray<XWarpCoeff, XWarpCoeff> cells;
     for (int i = 0; i < 300; i++) {
         XWarpCoeff rotation;
@@ -322,13 +294,10 @@ TEST(XWarp2D, ArrayOfWarpsKeepsElementsWhole)
     cells.SetAtGrow(400, cells[90]);
     ASSERT_EQ(cells.GetSize(), 401);
     EXPECT_EQ(cells[350].GetOrder(), -1);
-    XWarpCoeff* pCell = &cells[400];
-    double x = 1, y = 0;
-    ASSERT_EQ(pCell->WarpPoint(x, y), 1);
-    EXPECT_NEAR(x, 0, 1e-15);
-    EXPECT_NEAR(y, 1, 1e-15);
-    x = 1;
-    y = 0;
-    ASSERT_EQ(cells[299].WarpPoint(x, y), 1);
-    EXPECT_NEAR(x, std::cos(299 * 0.017453292519943295), 1e-15);
+    tagXVector2 p(1, 0), q(1, 0);
+    ASSERT_EQ(cells[400].WarpPoint(p), 1);
+    EXPECT_NEAR(p.x, 0, 1e-15);
+    EXPECT_NEAR(p.y, 1, 1e-15);
+    ASSERT_EQ(cells[299].WarpPoint(q), 1);
+    EXPECT_NEAR(q.x, std::cos(299 * 0.017453292519943295), 1e-15);
 }

@@ -10,8 +10,7 @@
 
 namespace {
 
-// One palette as filled by XfnGetPalette, with the arrays pre-set to a marker
-// so that untouched entries show.
+// One palette as filled by XfnGetPalette, with the arrays pre-set to a marker so that untouched entries show.
 struct tagPal {
     unsigned char r[256], g[256], b[256];
     explicit tagPal(int nIndex, unsigned char nFill = 0x5A)
@@ -44,7 +43,7 @@ XString NameOf(int nIndex)
     return str;
 }
 
-TEST(XPalette, CatalogueHasSixtyEightNamedPalettes)
+TEST(XPalette, CatalogueHasSixtyEightNamedPalettesAndDefaultsOutside)
 {
     EXPECT_EQ(XfnGetNumberOfPalette(), 68);
     EXPECT_TRUE(NameOf(1) == "Grey");
@@ -60,10 +59,6 @@ TEST(XPalette, CatalogueHasSixtyEightNamedPalettes)
         setNames.insert(static_cast<const char*>(str));
     }
     EXPECT_EQ(setNames.size(), 68u);
-}
-
-TEST(XPalette, NumbersOutsideTheCatalogue)
-{
     for (int i : {0, 69, -1, 1000}) {
         EXPECT_TRUE(NameOf(i) == "Default") << i;
         tagPal pal(i);
@@ -128,14 +123,7 @@ TEST(XPalette, DerivedPalettesKeepTheirRelations)
     EXPECT_TRUE(p62.SameAs(p1));
 }
 
-TEST(XPalette, StepTablesHaveTheirColourCounts)
-{
-    EXPECT_EQ(tagPal(26).DistinctColours(), 20);
-    EXPECT_EQ(tagPal(52).DistinctColours(), 17);
-    EXPECT_EQ(tagPal(66).DistinctColours(), 256);
-}
-
-TEST(XPalette, MixedPaletteSixteenStartsDark)
+TEST(XPalette, MixedPaletteSixteenStartsDarkAndStepTablesHaveTheirColourCounts)
 {
     tagPal pal(16);
     for (int i = 0; i <= 192; ++i)
@@ -145,10 +133,12 @@ TEST(XPalette, MixedPaletteSixteenStartsDark)
     EXPECT_NE(pal.r[193], 0);
     EXPECT_NE(pal.g[97], 0);
     EXPECT_EQ(pal.At(255), RGB(255, 255, 255));
+    EXPECT_EQ(tagPal(26).DistinctColours(), 20);
+    EXPECT_EQ(tagPal(52).DistinctColours(), 17);
+    EXPECT_EQ(tagPal(66).DistinctColours(), 256);
 }
 
-// Control entries: exact, with the values in between running straight from
-// one to the next within nTolerance steps.
+// Control entries: exact, with the values in between running straight from one to the next within nTolerance steps.
 struct tagControl {
     int nEntry;
     RGB rgb;
@@ -174,7 +164,7 @@ void ExpectControls(int nIndex, std::initializer_list<tagControl> aControl, doub
     }
 }
 
-TEST(XPalette, TellingRows)
+TEST(XPalette, TellingRowsAndTwoColourRamps)
 {
     ExpectControls(2, {{0, {229, 0, 255}}, {38, {81, 0, 255}}, {58, {3, 100, 255}}, {63, {0, 125, 255}},
                        {89, {0, 255, 151}}, {114, {0, 153, 51}}, {127, {56, 153, 0}}, {153, {168, 255, 0}},
@@ -191,10 +181,6 @@ TEST(XPalette, TellingRows)
     ExpectControls(63, {{0, {0, 0, 255}}, {64, {0, 255, 255}}, {128, {0, 255, 0}}, {192, {255, 255, 0}},
                         {255, {255, 4, 0}}});
     EXPECT_EQ(tagPal(22).At(255), RGB(254, 254, 254));
-}
-
-TEST(XPalette, TwoColourRamps)
-{
     ExpectControls(58, {{0, {255, 0, 0}}, {255, {0, 0, 255}}}, 0.5);
     ExpectControls(59, {{0, {255, 0, 0}}, {255, {255, 255, 0}}}, 0.5);
     ExpectControls(68, {{0, {255, 255, 0}}, {255, {0, 0, 255}}}, 0.5);

@@ -21,88 +21,66 @@ bool FileExists(const char* pszPath)
     return XFile::GetStatus(pszPath, status) != 0;
 }
 
-// Budgets: the whole raster, a few rows that do not divide the tile height,
-// and one row.
+// The whole content of a file.
+XBytes FileBytes(XFile& file)
+{
+    XBytes all(static_cast<size_t>(file.GetLength()));
+    file.SeekToBegin();
+    EXPECT_EQ(file.Read(all.data(), unsigned(all.size())), all.size());
+    return all;
+}
+
+// Budgets: the whole raster, a few rows that do not divide the tile height, and one row.
 std::vector<int> Budgets(const XRasterShape& s)
 {
     const int nRow = s.nXSize * s.nDataSize;
     return {nRow * s.nYSize, nRow * 3, nRow};
 }
 
-TEST(XTBConvert, RoundTripInMemoryRestoresEveryByte)
-{
-    for (const XRasterShape& s : aShapes) {
-        const XBytes lines = MakeLines(s, 7);
-        XBytes block(3, 0x42);
-        block.insert(block.end(), lines.begin(), lines.end());
-        block.push_back(0x43);
-        XTB tb;
-        tb.Set(block.data(), 3, s.nXSize, s.nYSize, s.nDataSize, s.nXTile, s.nYTile, 0);
-        ASSERT_EQ(tb.Tile(0, nullptr), 1);
-        ASSERT_EQ(XBytes(block.begin() + 3, block.end() - 1), TileOrder(lines, s)) << s.nXSize << "x" << s.nYSize;
-        tb.Set(block.data(), 3, s.nXSize, s.nYSize, s.nDataSize, s.nXTile, s.nYTile, 0);
-        ASSERT_EQ(tb.Untile(0, nullptr), 1);
-        EXPECT_EQ(XBytes(block.begin() + 3, block.end() - 1), lines);
-        EXPECT_EQ(block.front(), 0x42);
-        EXPECT_EQ(block.back(), 0x43);
-    }
-}
-
-TEST(XTBConvert, RoundTripOnFileRestoresEveryByteForEveryBudget)
+// Tile then Untile restores every byte and nothing around the block, for every kind of block: memory
+// converted whole, memory through a temporary file (untiled whole) and a file, in chunks of every budget.
+TEST(XTBConvert, RoundTripRestoresEveryByteForEveryKindAndBudget)
 {
     const XString strPath = TestFileName("kvd_xtb_file_");
-    const XString strTemp = strPath + ".$XTBTEMP$";
-    for (const XRasterShape& s : aShapes) {
-        for (int nBudget : Budgets(s)) {
-            const XBytes lines = MakeLines(s, unsigned(nBudget));
-            XFile file;
-            ASSERT_TRUE(file.Open(strPath, XFile::flagCreate | XFile::flagReadWrite));
-            file.Write("head", 4);
-            file.Write(lines.data(), unsigned(lines.size()));
-            file.Write("tail", 4);
-            XTB tb;
-            tb.Set(&file, 4, s.nXSize, s.nYSize, s.nDataSize, s.nXTile, s.nYTile);
-            ASSERT_EQ(tb.Tile(nBudget, nullptr), 1);
-            EXPECT_FALSE(FileExists(strTemp));
-
-            XBytes all(lines.size() + 8);
-            file.SeekToBegin();
-            ASSERT_EQ(file.Read(all.data(), unsigned(all.size())), all.size());
-            EXPECT_EQ(XBytes(all.begin() + 4, all.end() - 4), TileOrder(lines, s))
-                << s.nXSize << "x" << s.nYSize << " budget " << nBudget;
-
-            tb.Set(&file, 4, s.nXSize, s.nYSize, s.nDataSize, s.nXTile, s.nYTile);
-            ASSERT_EQ(tb.Untile(nBudget, nullptr), 1);
-            file.SeekToBegin();
-            ASSERT_EQ(file.Read(all.data(), unsigned(all.size())), all.size());
-            EXPECT_EQ(XBytes(all.begin() + 4, all.end() - 4), lines);
-            EXPECT_EQ(std::string(all.begin(), all.begin() + 4), "head");
-            EXPECT_EQ(std::string(all.end() - 4, all.end()), "tail");
-            EXPECT_EQ(file.GetLength(), int64_t(all.size()));
-            file.Close();
+    for (int nKind = 0; nKind < 3; ++nKind) {
+        for (const XRasterShape& s : aShapes) {
+            for (int nBudget : Budgets(s)) {
+                SCOPED_TRACE(testing::Message() << "kind " << nKind << " " << s.nXSize << "x" << s.nYSize << " budget "
+                                                << nBudget);
+                const XBytes lines = MakeLines(s, unsigned(nBudget));
+                XBytes block(4, 'h');
+                block.insert(block.end(), lines.begin(), lines.end());
+                block.insert(block.end(), 4, 't');
+                XFile file;
+                XTB tb;
+                auto Attach = [&] {
+                    if (nKind == 2)
+                        tb.Set(&file, 4, s.nXSize, s.nYSize, s.nDataSize, s.nXTile, s.nYTile);
+                    else
+                        tb.Set(block.data(), 4, s.nXSize, s.nYSize, s.nDataSize, s.nXTile, s.nYTile, nKind);
+                };
+                auto Contents = [&] {
+                    if (nKind == 2)
+                        block = FileBytes(file);
+                    return XBytes(block.begin() + 4, block.end() - 4);
+                };
+                if (nKind == 2) {
+                    ASSERT_TRUE(file.Open(strPath, XFile::flagCreate | XFile::flagReadWrite));
+                    file.Write(block.data(), unsigned(block.size()));
+                }
+                Attach();
+                ASSERT_EQ(tb.Tile(nBudget, nullptr), 1);
+                EXPECT_EQ(Contents(), TileOrder(lines, s));
+                Attach();
+                ASSERT_EQ(tb.Untile(nKind == 1 ? s.nXSize * s.nYSize * s.nDataSize : nBudget, nullptr), 1);
+                EXPECT_EQ(Contents(), lines);
+                EXPECT_EQ(std::string(block.begin(), block.begin() + 4), "hhhh");
+                EXPECT_EQ(std::string(block.end() - 4, block.end()), "tttt");
+                EXPECT_FALSE(FileExists(strPath + ".$XTBTEMP$"));
+            }
         }
     }
     XFile::Remove(strPath);
-}
-
-TEST(XTBConvert, MemoryBlockThroughATemporaryFile)
-{
-    XfnSetTempPath(TestTempDir()); // where the memory block converts
-    for (const XRasterShape& s : aShapes) {
-        // Tile in chunks of every size, then Untile with the whole raster
-        // in one chunk.
-        for (int nBudget : Budgets(s)) {
-            const XBytes lines = MakeLines(s, 9);
-            XBytes block = lines;
-            XTB tb;
-            tb.Set(block.data(), 0, s.nXSize, s.nYSize, s.nDataSize, s.nXTile, s.nYTile, 1);
-            ASSERT_EQ(tb.Tile(nBudget, nullptr), 1);
-            ASSERT_EQ(block, TileOrder(lines, s)) << s.nXSize << "x" << s.nYSize << " budget " << nBudget;
-            tb.Set(block.data(), 0, s.nXSize, s.nYSize, s.nDataSize, s.nXTile, s.nYTile, 1);
-            ASSERT_EQ(tb.Untile(s.nXSize * s.nYSize * s.nDataSize, nullptr), 1);
-            EXPECT_EQ(block, lines);
-        }
-    }
 }
 
 TEST(XTBConvert, MemoryUntileInChunksReadsOnFromTheEndOfTheTemporaryFile)
@@ -122,17 +100,29 @@ TEST(XTBConvert, MemoryUntileInChunksReadsOnFromTheEndOfTheTemporaryFile)
     EXPECT_EQ(XBytes(block.begin() + 8, block.end()), lastRows);
 }
 
-TEST(XTBConvert, EmptyRasterCreatesAndRemovesTheTemporaryFileAndFails)
+TEST(XTBConvert, EmptyRasterAndBlockedTemporaryFileFail)
 {
+    // A raster of no rows creates and removes its temporary file; one of no columns gets no chunk buffer.
     const XString strPath = TestFileName("kvd_xtb_empty_");
     XFile file;
     ASSERT_TRUE(file.Open(strPath, XFile::flagCreate | XFile::flagReadWrite));
     XTB tb;
-    tb.Set(&file, 0, 10, 0, 1, 4, 4);
-    EXPECT_EQ(tb.Tile(1000, nullptr), 0);
-    EXPECT_EQ(tb.Untile(1000, nullptr), 0);
-    EXPECT_FALSE(FileExists(strPath + ".$XTBTEMP$"));
-    EXPECT_EQ(file.GetLength(), 0);
+    for (int nWidth : {10, 0}) {
+        tb.Set(&file, 0, nWidth, 10 - nWidth, 1, 4, 4);
+        EXPECT_EQ(tb.Tile(1000, nullptr), 0);
+        EXPECT_EQ(tb.Untile(1000, nullptr), 0);
+        EXPECT_FALSE(FileExists(strPath + ".$XTBTEMP$"));
+        EXPECT_EQ(file.GetLength(), 0);
+    }
+    // A directory in the temporary file's place fails the conversion and leaves the file as it was.
+    const XBytes lines = MakeLines({4, 4, 1, 2, 2});
+    file.Write(lines.data(), unsigned(lines.size()));
+    std::filesystem::create_directory(static_cast<const char*>(strPath + ".$XTBTEMP$"));
+    tb.Set(&file, 0, 4, 4, 1, 2, 2);
+    EXPECT_EQ(tb.Tile(8, nullptr), 0);
+    EXPECT_EQ(tb.Untile(8, nullptr), 0);
+    EXPECT_EQ(FileBytes(file), lines);
+    std::filesystem::remove(static_cast<const char*>(strPath + ".$XTBTEMP$"));
     file.Close();
     XFile::Remove(strPath);
 }
@@ -184,7 +174,6 @@ TEST(XTBConvert, ProgressAndCancelThroughAThread)
     file.Write(lines.data(), unsigned(lines.size()));
     XTB tb;
     tb.Set(&file, 0, s.nXSize, s.nYSize, 1, s.nXTile, s.nYTile);
-    XBytes all(lines.size());
 
     // Cancelled: the file stays in line order and the temporary file goes.
     for (bool bUntile : {false, true}) {
@@ -192,9 +181,7 @@ TEST(XTBConvert, ProgressAndCancelThroughAThread)
         std::vector<LONG> percents = RunJob(job, true);
         EXPECT_EQ(job.nResult, 0);
         EXPECT_TRUE(percents.empty());
-        file.SeekToBegin();
-        file.Read(all.data(), unsigned(all.size()));
-        EXPECT_EQ(all, lines);
+        EXPECT_EQ(FileBytes(file), lines);
         EXPECT_FALSE(FileExists(strPath + ".$XTBTEMP$"));
     }
 
@@ -204,17 +191,13 @@ TEST(XTBConvert, ProgressAndCancelThroughAThread)
     EXPECT_EQ(job.nResult, 1);
     const std::vector<LONG> expected = {0, 10, 20, 30, 40, 50, 60, 70, 80, 90, 100};
     EXPECT_EQ(percents, expected);
-    file.SeekToBegin();
-    file.Read(all.data(), unsigned(all.size()));
-    EXPECT_EQ(all, TileOrder(lines, s));
+    EXPECT_EQ(FileBytes(file), TileOrder(lines, s));
 
     XConvertJob back{&tb, 40 * 10, true, -1};
     tb.Set(&file, 0, s.nXSize, s.nYSize, 1, s.nXTile, s.nYTile);
     RunJob(back, false);
     EXPECT_EQ(back.nResult, 1);
-    file.SeekToBegin();
-    file.Read(all.data(), unsigned(all.size()));
-    EXPECT_EQ(all, lines);
+    EXPECT_EQ(FileBytes(file), lines);
     file.Close();
     XFile::Remove(strPath);
 }

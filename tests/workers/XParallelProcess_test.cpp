@@ -30,7 +30,7 @@ public:
     }
 };
 
-TEST(XParallelProcess, WithoutWorkersRunCallsOnRunZeroOnTheCaller)
+TEST(XParallelProcess, WithoutWorkersRunCallsOnRunZeroOnTheCallerAndANegativeCountNothing)
 {
     XRecorder never;
     EXPECT_TRUE(never.Run());
@@ -41,10 +41,18 @@ TEST(XParallelProcess, WithoutWorkersRunCallsOnRunZeroOnTheCaller)
     zero.Create(0, false);
     EXPECT_EQ(zero.GetNumThreads(), 0);
     EXPECT_TRUE(zero.Run());
+    EXPECT_EQ(zero.anRuns[0].load(), 1);
     EXPECT_EQ(zero.anThreadIds[0].load(), XfnSysGetCurrentThreadId());
     EXPECT_EQ(zero.GetPercent(), 0);
     EXPECT_TRUE(zero.Quit());
     EXPECT_TRUE(zero.Quit());
+
+    XRecorder negative;
+    negative.Create(-3, false);
+    EXPECT_EQ(negative.GetNumThreads(), -3);
+    EXPECT_TRUE(negative.Run());
+    EXPECT_EQ(negative.TotalRuns(), 0);
+    EXPECT_EQ(negative.GetPercent(), 0);
 }
 
 TEST(XParallelProcess, EachRunCallsEveryWorkerOnceOnItsOwnThread)
@@ -60,7 +68,6 @@ TEST(XParallelProcess, EachRunCallsEveryWorkerOnceOnItsOwnThread)
     // The threads live across runs: each index always ran on its own thread.
     for (int i = 0; i < 3; ++i) {
         EXPECT_TRUE(work.IsValid(i));
-        EXPECT_NE(work.GetThreadID(i), 0u);
         EXPECT_EQ(work.anThreadIds[i].load(), work.GetThreadID(i));
         EXPECT_NE(work.GetThreadID(i), XfnSysGetCurrentThreadId());
     }
@@ -70,6 +77,10 @@ TEST(XParallelProcess, EachRunCallsEveryWorkerOnceOnItsOwnThread)
     EXPECT_TRUE(work.Quit());
     EXPECT_EQ(work.GetNumThreads(), 0);
     EXPECT_EQ(work.phThreads, nullptr);
+
+    // A count of -1 asks for one worker per processor.
+    work.Create(-1, false);
+    EXPECT_EQ(work.GetNumThreads(), XfnSysGetProcessorCount());
 }
 
 TEST(XParallelProcess, WorkerIIsPinnedToProcessorIAndTheMaskWrapsAt32)
@@ -94,7 +105,7 @@ TEST(XParallelProcess, WorkerIIsPinnedToProcessorIAndTheMaskWrapsAt32)
         EXPECT_EQ(work.anRuns[i].load(), 2) << "worker " << i;
 }
 
-TEST(XParallelProcess, SuspendedWorkersStartWithTheFirstRunAndQuitWithoutOne)
+TEST(XParallelProcess, SuspendedWorkersStartWithTheFirstRunAndCreateAgainEndsTheFirstSet)
 {
     XRecorder quitOnly;
     quitOnly.Create(2, true);
@@ -103,45 +114,32 @@ TEST(XParallelProcess, SuspendedWorkersStartWithTheFirstRunAndQuitWithoutOne)
     EXPECT_TRUE(quitOnly.Quit());
     EXPECT_EQ(quitOnly.TotalRuns(), 0);
 
-    XRecorder run;
-    run.Create(2, true);
-    EXPECT_TRUE(run.Run());
-    EXPECT_EQ(run.anRuns[0].load(), 1);
-    EXPECT_EQ(run.anRuns[1].load(), 1);
-}
-
-TEST(XParallelProcess, CreateAgainEndsTheFirstSet)
-{
     XRecorder work;
-    work.Create(2, false);
+    work.Create(2, true);
     HANDLE hFirst = XfnSysDuplicateThreadHandle(work.phThreads[0]);
+    EXPECT_TRUE(work.Run());
+    EXPECT_EQ(work.anRuns[0].load(), 1);
+    EXPECT_EQ(work.anRuns[1].load(), 1);
     work.Create(2, false);
     EXPECT_TRUE(XfnSysIsThreadFinished(hFirst));
     EXPECT_EQ(XfnSysGetThreadExitCode(hFirst), 1u); // left through its quit event
     XfnSysCloseThread(hFirst);
     EXPECT_TRUE(work.Run());
-    EXPECT_EQ(work.TotalRuns(), 2);
+    EXPECT_EQ(work.TotalRuns(), 4);
 }
 
-TEST(XParallelProcess, NegativeCountRunsNothingAndSucceeds)
-{
-    XRecorder work;
-    work.Create(-3, false);
-    EXPECT_EQ(work.GetNumThreads(), -3);
-    EXPECT_TRUE(work.Run());
-    EXPECT_EQ(work.TotalRuns(), 0);
-    EXPECT_EQ(work.GetPercent(), 0);
-}
-
-// Each worker reports a percent of its own and can wait for a cancel.
+// Each worker reports a percent of its own, waits for a gate to open and can wait for a cancel.
 class XReporter : public XParallelProcess {
 public:
     bool bWaitForCancel = false;
-    std::atomic<int> nEntered{0};
-    std::atomic<int> nSawCancel{0};
+    std::atomic<bool> bGate{true};
+    std::atomic<int> nEntered{0}, nSawCancel{0}, nDone{0};
     void OnRun(int nThread) override
     {
         OnMessagePercent(nThread, 50 * (nThread + 1));
+        for (int i = 0; i < 10000 && !bGate.load(); ++i)
+            XfnSysSleep(1);
+        nDone++;
         if (!bWaitForCancel)
             return;
         nEntered++;
@@ -152,36 +150,20 @@ public:
     }
 };
 
-TEST(XParallelProcess, PercentIsTheMeanOfTheWorkers)
-{
-    XReporter work;
-    work.Create(2, false);
-    ASSERT_TRUE(work.Run());
-    EXPECT_EQ(work.GetPercent(0), 50);
-    EXPECT_EQ(work.GetPercent(1), 100);
-    EXPECT_EQ(work.GetPercent(2), 0);
-    EXPECT_EQ(work.GetPercent(), 75);
-    work.OnMessagePercent(5, 99); // out of range: ignored
-    EXPECT_EQ(work.GetPercent(), 75);
-}
-
-TEST(XParallelProcess, CancelReachesRunningWorkersAndRunClearsAnEarlierOne)
+TEST(XParallelProcess, CancelReachesRunningWorkersRunClearsAnEarlierOneAndPercentIsTheMean)
 {
     XReporter work;
     work.bWaitForCancel = true;
     work.Create(2, false);
-    struct XCanceller {
-        // Cancels once both workers are inside OnRun.
-        static DWORD Proc(void* p)
-        {
-            XReporter* pWork = static_cast<XReporter*>(p);
-            for (int i = 0; i < 10000 && pWork->nEntered.load() < 2; ++i)
-                XfnSysSleep(1);
-            pWork->Cancel();
-            return 0;
-        }
+    // Cancels once both workers are inside OnRun.
+    auto canceller = [](void* p) -> DWORD {
+        XReporter* pWork = static_cast<XReporter*>(p);
+        for (int i = 0; i < 10000 && pWork->nEntered.load() < 2; ++i)
+            XfnSysSleep(1);
+        pWork->Cancel();
+        return 0;
     };
-    HANDLE hCanceller = XfnSysCreateThread(XCanceller::Proc, &work, false, nullptr);
+    HANDLE hCanceller = XfnSysCreateThread(canceller, &work, false, nullptr);
     ASSERT_NE(hCanceller, nullptr);
     EXPECT_TRUE(work.Run());
     EXPECT_EQ(work.nSawCancel.load(), 2);
@@ -192,24 +174,19 @@ TEST(XParallelProcess, CancelReachesRunningWorkersAndRunClearsAnEarlierOne)
     work.Cancel();
     EXPECT_TRUE(work.Run());
     EXPECT_FALSE(work.IsCanceled());
+    // The percent is the mean of the workers'; an index out of range is ignored.
+    EXPECT_EQ(work.GetPercent(0), 50);
+    EXPECT_EQ(work.GetPercent(1), 100);
+    EXPECT_EQ(work.GetPercent(2), 0);
+    EXPECT_EQ(work.GetPercent(), 75);
+    work.OnMessagePercent(5, 99);
+    EXPECT_EQ(work.GetPercent(), 75);
 }
-
-// Runs until a gate opens, to show Run's behaviour past the wait limit.
-class XGated : public XParallelProcess {
-public:
-    std::atomic<bool> bGate{false};
-    std::atomic<int> nDone{0};
-    void OnRun(int) override
-    {
-        for (int i = 0; i < 10000 && !bGate.load(); ++i)
-            XfnSysSleep(1);
-        nDone++;
-    }
-};
 
 TEST(XParallelProcess, MoreThan64WorkersMakeRunReturnBeforeTheyFinish)
 {
-    XGated work;
+    XReporter work;
+    work.bGate = false;
     work.Create(65, false);
     EXPECT_TRUE(work.Run());
     EXPECT_LT(work.nDone.load(), 65);
@@ -220,21 +197,31 @@ TEST(XParallelProcess, MoreThan64WorkersMakeRunReturnBeforeTheyFinish)
     EXPECT_TRUE(work.Quit());
 }
 
+// A copy of another set.
+class XCopy : public XParallelProcess {
+public:
+    explicit XCopy(const XParallelProcess& src) : XParallelProcess(src) {}
+    void OnRun(int) override {}
+};
+
 TEST(XParallelProcess, CopiesShareTheWorkersAndTheFirstQuitEndsThem)
 {
     std::unique_ptr<XRecorder> pWork(new XRecorder);
     pWork->Create(2, false);
     ASSERT_TRUE(pWork->Run());
-    XRecorder copy;
-    static_cast<XParallelProcess&>(copy) = *pWork;
-    EXPECT_EQ(copy.phThreads, pWork->phThreads);
-    EXPECT_EQ(copy.GetNumThreads(), 2);
-    pWork.reset(); // ends the shared workers; the copy keeps the arrays
-    EXPECT_EQ(copy.GetNumThreads(), 2);
-    EXPECT_FALSE(copy.IsValid(0));
-    EXPECT_FALSE(copy.Run());
-    EXPECT_TRUE(copy.Quit());
-    EXPECT_EQ(copy.phThreads, nullptr);
+    XRecorder assigned;
+    static_cast<XParallelProcess&>(assigned) = *pWork;
+    static_cast<XParallelProcess&>(assigned) = static_cast<XParallelProcess&>(assigned);
+    std::unique_ptr<XCopy> pCopy(new XCopy(*pWork));
+    EXPECT_EQ(assigned.phThreads, pWork->phThreads);
+    EXPECT_EQ(pCopy->phThreads, pWork->phThreads);
+    pWork.reset(); // ends the shared workers; the copies keep the arrays
+    pCopy.reset(); // and the last one frees them
+    EXPECT_EQ(assigned.GetNumThreads(), 2);
+    EXPECT_FALSE(assigned.IsValid(0));
+    EXPECT_FALSE(assigned.Run());
+    EXPECT_TRUE(assigned.Quit());
+    EXPECT_EQ(assigned.phThreads, nullptr);
 }
 
 } // namespace

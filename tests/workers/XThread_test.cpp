@@ -9,14 +9,14 @@
 
 namespace {
 
-// Takes every message now queued.
-std::vector<tagXMessage> Drain(XMessageQueue& queue)
+// The values of every message now queued.
+std::vector<intptr_t> Drain(XMessageQueue& queue)
 {
-    std::vector<tagXMessage> messages;
+    std::vector<intptr_t> values;
     tagXMessage msg;
     while (queue.Peek(msg))
-        messages.push_back(msg);
-    return messages;
+        values.push_back(msg.lParam);
+    return values;
 }
 
 // Waits for the next message and checks that it is a callback of pThread.
@@ -29,7 +29,7 @@ LONG NextValue(XMessageQueue& queue, XThread* pThread)
     return static_cast<LONG>(msg.lParam);
 }
 
-TEST(XThread, PercentPostsOncePerWholePercentWithinTheRange)
+TEST(XThread, PercentPostsOncePerWholePercentWithinTheClampedRange)
 {
     XMessageQueue queue;
     XThread thread;
@@ -40,32 +40,15 @@ TEST(XThread, PercentPostsOncePerWholePercentWithinTheRange)
     thread.SetPercentRange(50, 100);
     thread.CallbackPercent(50.0);
     thread.CallbackPercent(100.0);
-    std::vector<tagXMessage> messages = Drain(queue);
-    ASSERT_EQ(messages.size(), 3u);
-    EXPECT_EQ(messages[0].lParam, 10);
-    EXPECT_EQ(messages[1].lParam, 75);
-    EXPECT_EQ(messages[2].lParam, 100);
     EXPECT_EQ(thread.nLastCode, XTHREAD_PERCENT);
     EXPECT_EQ(thread.nLastPercent, 100);
-}
-
-TEST(XThread, NonFinitePercentGivesTheIntegerIndefinite)
-{
-    XMessageQueue queue;
-    XThread thread;
-    thread.hWnd = &queue;
+    // NaN and a value past int both give the integer indefinite, so only one posts.
     thread.SetPercentRange(20, 100);
     double dZero = 0.0;
     thread.CallbackPercent(0.0 * 100.0 / dZero);
     thread.CallbackPercent(1e300);
-    std::vector<tagXMessage> messages = Drain(queue);
-    ASSERT_EQ(messages.size(), 1u); // both give the same value
-    EXPECT_EQ(messages[0].lParam, static_cast<intptr_t>(INT32_MIN) + 20);
-}
+    EXPECT_EQ(Drain(queue), (std::vector<intptr_t>{10, 75, 100, static_cast<intptr_t>(INT32_MIN) + 20}));
 
-TEST(XThread, SetPercentRangeClamps)
-{
-    XThread thread;
     thread.SetPercentRange(-5, 150);
     EXPECT_EQ(thread.nPercentLow, 0);
     EXPECT_EQ(thread.nPercentHigh, 100);
@@ -74,9 +57,15 @@ TEST(XThread, SetPercentRangeClamps)
     EXPECT_EQ(thread.nPercentHigh, 20);
 }
 
-TEST(XThread, CallbacksStoreCodeAndTextAndPostInOrder)
+TEST(XThread, IdleObjectAnswersAndCallbacksStoreCodeAndTextAndPostInOrder)
 {
     XThread thread;
+    EXPECT_EQ(thread.Terminate(), 1);
+    EXPECT_EQ(thread.Suspend(), 0xFFFFFFFFu);
+    EXPECT_EQ(thread.Resume(), 0xFFFFFFFFu);
+    EXPECT_EQ(thread.nLastPercent, 0x7FFFFFFF);
+    EXPECT_EQ(thread.Create(nullptr, nullptr, nullptr, nullptr, 0), nullptr);
+    EXPECT_EQ(thread.IsValid(), 0);
     thread.CallbackFail("no window"); // a null window: stored, nothing posted
     EXPECT_EQ(thread.nLastCode, XTHREAD_FAIL);
     EXPECT_STREQ(thread.strMessage, "no window");
@@ -88,28 +77,16 @@ TEST(XThread, CallbacksStoreCodeAndTextAndPostInOrder)
     thread.CallbackCancel();
     thread.CallbackSuccess();
     thread.Callback(42, -7);
-    std::vector<tagXMessage> messages = Drain(queue);
-    ASSERT_EQ(messages.size(), 4u);
-    EXPECT_EQ(messages[0].lParam, 0);
-    EXPECT_EQ(messages[3].lParam, -7);
+    std::vector<intptr_t> values = Drain(queue);
+    ASSERT_EQ(values.size(), 4u);
+    EXPECT_EQ(values[0], 0);
+    EXPECT_EQ(values[3], -7);
     EXPECT_EQ(thread.nLastCode, 42);
 
     queue.Close(); // the window has gone away: the post fails silently
     thread.CallbackSuccess();
     EXPECT_EQ(thread.nLastCode, XTHREAD_SUCCESS);
     EXPECT_EQ(queue.GetCount(), 0);
-}
-
-TEST(XThread, IdleObjectAnswersWithoutAThread)
-{
-    XThread thread;
-    EXPECT_EQ(thread.Terminate(), 1);
-    EXPECT_EQ(thread.IsValid(), 0);
-    EXPECT_EQ(thread.Suspend(), 0xFFFFFFFFu);
-    EXPECT_EQ(thread.Resume(), 0xFFFFFFFFu);
-    EXPECT_EQ(thread.nLastPercent, 0x7FFFFFFF);
-    EXPECT_EQ(thread.Create(nullptr, nullptr, nullptr, nullptr, 0), nullptr);
-    EXPECT_EQ(thread.IsValid(), 0);
 }
 
 DWORD ReportProgress(void* pParam)
@@ -140,142 +117,123 @@ TEST(XThread, WorkerPostsToTheOwnerInOrderAndGetsItselfAsParameter)
     EXPECT_EQ(thread.IsValid(), 0);
 }
 
-struct XLoopState {
+// A worker that steps until its XThread is asked to stop, taking any pause
+// at each step; waits are generous so that a loaded machine passes.
+struct XLoop {
     XThread* pThread = nullptr;
     std::atomic<int> nSteps{0};
     std::atomic<bool> bStarted{false};
+
+    static DWORD Run(void* pParam)
+    {
+        XLoop* pLoop = static_cast<XLoop*>(pParam);
+        pLoop->bStarted = true;
+        while (!pLoop->pThread->CheckStop())
+            pLoop->nSteps++;
+        return 0;
+    }
+    void* Start(XThread& thread, int nSuspended)
+    {
+        pThread = &thread;
+        return thread.Create(nullptr, nullptr, Run, this, nSuspended);
+    }
+    // Waits until the step count moves past nFrom.
+    bool Advances(int nFrom)
+    {
+        for (int i = 0; i < 5000 && nSteps.load() <= nFrom; ++i)
+            XfnSysSleep(1);
+        return nSteps.load() > nFrom;
+    }
+    // Waits until the step count stays the same for 20 ms, and gives it.
+    bool Settles(int& nSettled)
+    {
+        for (int i = 0; i < 250; ++i) {
+            const int nBefore = nSteps.load();
+            XfnSysSleep(20);
+            if ((nSettled = nSteps.load()) == nBefore)
+                return true;
+        }
+        return false;
+    }
 };
 
-// Steps until asked to stop, taking any pause at each step.
-DWORD StepUntilStopped(void* pParam)
+TEST(XThread, SuspendedCreateHoldsTheFunctionAtItsStartGateAndCreateAgainEndsTheFirst)
 {
-    XLoopState* pState = static_cast<XLoopState*>(pParam);
-    pState->bStarted = true;
-    while (!pState->pThread->CheckStop())
-        pState->nSteps++;
-    return 0;
-}
-
-// Waits until the step count moves past nFrom.
-bool StepsAdvance(XLoopState& state, int nFrom)
-{
-    for (int i = 0; i < 5000; ++i) {
-        if (state.nSteps.load() > nFrom)
-            return true;
-        XfnSysSleep(1);
-    }
-    return false;
-}
-
-// Waits until the step count stays the same for 20 ms, and gives it.
-bool StepsSettle(XLoopState& state, int& nSettled)
-{
-    for (int i = 0; i < 250; ++i) {
-        const int nBefore = state.nSteps.load();
-        XfnSysSleep(20);
-        nSettled = state.nSteps.load();
-        if (nSettled == nBefore)
-            return true;
-    }
-    return false;
-}
-
-TEST(XThread, SuspendedCreateHoldsTheFunctionAtItsStartGate)
-{
-    XLoopState state;
+    XLoop loop;
     XThread thread;
-    state.pThread = &thread;
-    ASSERT_NE(thread.Create(nullptr, nullptr, StepUntilStopped, &state, 1), nullptr);
+    ASSERT_NE(loop.Start(thread, 1), nullptr);
     XfnSysSleep(50);
-    EXPECT_FALSE(state.bStarted.load());
+    EXPECT_FALSE(loop.bStarted.load());
     EXPECT_EQ(thread.Resume(), 1u);
-    EXPECT_TRUE(StepsAdvance(state, 0));
+    EXPECT_TRUE(loop.Advances(0));
     EXPECT_EQ(thread.Terminate(), 1);
     EXPECT_EQ(thread.bStop, 1);
+
+    // Never resumed: Terminate lets it run, see bStop and leave.
+    XLoop idle;
+    ASSERT_NE(idle.Start(thread, 1), nullptr);
+    EXPECT_EQ(thread.Terminate(), 1);
+    EXPECT_TRUE(idle.bStarted.load());
+    EXPECT_EQ(idle.nSteps.load(), 0);
+    EXPECT_EQ(thread.IsValid(), 0);
+
+    // Create again ends the running thread first.
+    XLoop first, second;
+    ASSERT_NE(first.Start(thread, 0), nullptr);
+    ASSERT_TRUE(first.Advances(0));
+    ASSERT_NE(second.Start(thread, 0), nullptr);
+    const int nFirstSteps = first.nSteps.load();
+    EXPECT_EQ(thread.bStop, 0);
+    EXPECT_TRUE(second.Advances(0));
+    EXPECT_EQ(first.nSteps.load(), nFirstSteps);
 }
 
 TEST(XThread, SuspendPausesTheWorkerAtItsNextPollPoint)
 {
-    XLoopState state;
+    XLoop loop;
     XThread thread;
-    state.pThread = &thread;
-    ASSERT_NE(thread.Create(nullptr, nullptr, StepUntilStopped, &state, 0), nullptr);
-    ASSERT_TRUE(StepsAdvance(state, 0));
+    ASSERT_NE(loop.Start(thread, 0), nullptr);
+    ASSERT_TRUE(loop.Advances(0));
     EXPECT_EQ(thread.Suspend(), 0u);
     EXPECT_EQ(thread.Suspend(), 1u);
     int nPaused = 0;
-    ASSERT_TRUE(StepsSettle(state, nPaused)); // the step under way ends at its poll point
+    ASSERT_TRUE(loop.Settles(nPaused)); // the step under way ends at its poll point
     XfnSysSleep(50);
-    EXPECT_EQ(state.nSteps.load(), nPaused);
+    EXPECT_EQ(loop.nSteps.load(), nPaused);
     EXPECT_EQ(thread.Resume(), 2u);
     XfnSysSleep(20);
-    EXPECT_EQ(state.nSteps.load(), nPaused); // one count still holds it
+    EXPECT_EQ(loop.nSteps.load(), nPaused); // one count still holds it
     EXPECT_EQ(thread.Resume(), 1u);
-    EXPECT_TRUE(StepsAdvance(state, nPaused));
+    EXPECT_TRUE(loop.Advances(nPaused));
     EXPECT_EQ(thread.Resume(), 0u);
     EXPECT_EQ(thread.Terminate(), 1);
 }
 
-TEST(XThread, TerminateReleasesAThreadThatWasNeverResumed)
-{
-    XLoopState state;
-    XThread thread;
-    state.pThread = &thread;
-    ASSERT_NE(thread.Create(nullptr, nullptr, StepUntilStopped, &state, 1), nullptr);
-    EXPECT_EQ(thread.Terminate(), 1);
-    EXPECT_TRUE(state.bStarted.load()); // it ran, saw bStop and left
-    EXPECT_EQ(state.nSteps.load(), 0);
-    EXPECT_EQ(thread.IsValid(), 0);
-}
-
-TEST(XThread, CreateAgainEndsTheRunningThreadFirst)
-{
-    XLoopState first, second;
-    XThread thread;
-    first.pThread = second.pThread = &thread;
-    void* hFirst = thread.Create(nullptr, nullptr, StepUntilStopped, &first, 0);
-    ASSERT_NE(hFirst, nullptr);
-    ASSERT_TRUE(StepsAdvance(first, 0));
-    ASSERT_NE(thread.Create(nullptr, nullptr, StepUntilStopped, &second, 0), nullptr);
-    int nFirstSteps = first.nSteps.load();
-    EXPECT_EQ(thread.bStop, 0);
-    EXPECT_TRUE(StepsAdvance(second, 0));
-    EXPECT_EQ(first.nSteps.load(), nFirstSteps); // the first thread had ended
-}
-
-struct XSelfTerminate {
-    XThread* pThread = nullptr;
-    std::atomic<int> nResult{-1};
-};
-
-DWORD TerminateFromInside(void* pParam)
-{
-    XSelfTerminate* pState = static_cast<XSelfTerminate*>(pParam);
-    pState->nResult = pState->pThread->Terminate();
-    return 0;
-}
-
 TEST(XThread, TerminateOnTheWorkerItselfRefusesToWait)
 {
-    XSelfTerminate state;
+    std::atomic<int> nResult{-1};
     XThread thread;
-    state.pThread = &thread;
+    // The worker gets its XThread as parameter and reports through the user data.
+    auto terminateFromInside = [](void* p) -> DWORD {
+        XThread* pThread = static_cast<XThread*>(p);
+        *static_cast<std::atomic<int>*>(pThread->pUserData) = pThread->Terminate();
+        return 0;
+    };
     // Started suspended, so that hThread is stored before the worker reads it.
-    ASSERT_NE(thread.Create(nullptr, nullptr, TerminateFromInside, &state, 1), nullptr);
+    ASSERT_NE(thread.Create(&nResult, nullptr, terminateFromInside, nullptr, 1), nullptr);
     thread.Resume();
-    for (int i = 0; i < 5000 && state.nResult.load() < 0; ++i)
+    for (int i = 0; i < 5000 && nResult.load() < 0; ++i)
         XfnSysSleep(1);
-    EXPECT_EQ(state.nResult.load(), 0);
+    EXPECT_EQ(nResult.load(), 0);
     EXPECT_EQ(thread.IsValid(), 1);
     EXPECT_EQ(thread.Terminate(), 1);
 }
 
 TEST(XThread, CopiesShareTheThreadAndEitherEndsIt)
 {
-    XLoopState state;
+    XLoop loop;
     XThread thread;
-    state.pThread = &thread;
-    ASSERT_NE(thread.Create(nullptr, nullptr, StepUntilStopped, &state, 0), nullptr);
+    ASSERT_NE(loop.Start(thread, 0), nullptr);
     {
         XThread copy(thread);
         EXPECT_EQ(copy.hThread, thread.hThread);
@@ -283,9 +241,14 @@ TEST(XThread, CopiesShareTheThreadAndEitherEndsIt)
         thread.bStop = 1;
     }
     EXPECT_EQ(thread.IsValid(), 1);
+    // Assignment takes a handle of its own to the same thread; assigning to itself keeps it.
+    XThread assigned;
+    assigned = thread;
+    assigned = assigned;
+    EXPECT_EQ(assigned.IsValid(), 1);
+    EXPECT_EQ(assigned.Terminate(), 1);
     EXPECT_EQ(thread.Terminate(), 1);
 
-    XThread assigned;
     assigned.SetPercentRange(10, 20);
     XThread source;
     assigned = source;
