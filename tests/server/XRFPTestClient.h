@@ -5,6 +5,7 @@
 
 #include "remote/XRFTestServer.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <mutex>
@@ -199,30 +200,20 @@ private:
 };
 
 // Log lines captured while a test runs (XfnRFPSetLogSink(&CaptureLog)).
-struct tagCapturedLog {
-    std::mutex lock;
-    std::vector<std::string> vecLines;
-};
-
-inline tagCapturedLog& CapturedLog()
-{
-    static tagCapturedLog log;
-    return log;
-}
+inline std::mutex g_logLock;
+inline std::vector<std::string> g_vecLogLines;
 
 inline void CaptureLog(const std::string& strLine)
 {
-    std::lock_guard<std::mutex> guard(CapturedLog().lock);
-    CapturedLog().vecLines.push_back(strLine);
+    std::lock_guard<std::mutex> guard(g_logLock);
+    g_vecLogLines.push_back(strLine);
 }
 
 inline size_t CountLogLines(const std::string& strText)
 {
-    std::lock_guard<std::mutex> guard(CapturedLog().lock);
-    size_t n = 0;
-    for (const std::string& strLine : CapturedLog().vecLines)
-        n += strLine.find(strText) != std::string::npos;
-    return n;
+    std::lock_guard<std::mutex> guard(g_logLock);
+    return std::count_if(g_vecLogLines.begin(), g_vecLogLines.end(),
+                         [&](const std::string& strLine) { return strLine.find(strText) != std::string::npos; });
 }
 
 // The built program, started by the shell in the background (after the
