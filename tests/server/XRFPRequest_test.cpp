@@ -71,6 +71,15 @@ TEST(XRFPRequest, ReportsWhatIsMalformed)
     std::fill(vecText.begin() + 8 + 260, vecText.end(), 'x');
     XfnRFBuildTransferRequest(vecCut, XRF_CMD_READ_FILE, tagXRFTransferRequest{0, 1, 100});
     vecCut.resize(20);
+    // A write's data packet must follow its announcement, its words agreeing.
+    const BYTE data[1] = {1};
+    std::vector<BYTE> vecLonely, vecOther, vecOdd;
+    XfnRFBuildWriteDataRequest(vecLonely, tagXRFWriteDataRequest{7, data, 1});
+    XfnRFBuildTransferRequest(vecOther, XRF_CMD_WRITE_ANNOUNCE, tagXRFTransferRequest{0, 7, 1});
+    vecOdd = vecOther;
+    XfnRFBuildHandleRequest(vecOther, tagXRFHandleRequest{XRF_CMD_GET_FILE_SIZE, 7});
+    XfnRFBuildWriteDataRequest(vecOdd, tagXRFWriteDataRequest{7, data, 1});
+    vecOdd[32 + 16] = 2;  // the data packet's size word
     const struct {
         std::vector<BYTE> vecBytes;
         XRFPReadResult nResult;
@@ -79,6 +88,9 @@ TEST(XRFPRequest, ReportsWhatIsMalformed)
         {{30, 0, 0, 0, 0, 0, 0, 0}, XRFP_READ_MALFORMED, "command 30"},
         {vecLength, XRFP_READ_MALFORMED, "length"},
         {vecText, XRFP_READ_MALFORMED, "terminator"},
+        {vecLonely, XRFP_READ_MALFORMED, "without its announcement"},
+        {vecOther, XRFP_READ_MALFORMED, "followed by command 16"},
+        {vecOdd, XRFP_READ_MALFORMED, "(command 21)"},
         {vecCut, XRFP_READ_CLOSED, ""},
         {{}, XRFP_READ_CLOSED, ""},
     };
