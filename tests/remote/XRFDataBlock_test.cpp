@@ -76,7 +76,7 @@ TEST(XRFDataBlock, BlocksFromTheServerAndHeadsThatAreNone)
     XfnRFBuildDataBlockHead(vecOut, tagXRFDataBlockHead{3});
     vecOut.insert(vecOut.end(), {7, 8, 9, 22, 0, 0, 0, 16, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0});
     FakeServer fake([&](XSysSocket s) {
-        FakeServer::Greet(s, "1.00", FakeServer::PublicKey(), true, 0);
+        FakeServer::Greet(s, "1.00", FakeServer::PublicKey(), true);
         std::vector<BYTE> vecHead;
         if (RecvAll(s, 16, vecHead) && RecvAll(s, vecHead[8], vecFromClient) && SendAll(s, vecOut))
             RecvAll(s, 1, vecHead);  // until the client has gone
@@ -99,26 +99,6 @@ TEST(XRFDataBlock, BlocksFromTheServerAndHeadsThatAreNone)
     CloseGeneralDataBlockHandle(hHandle, key);
     XFile::GetRFConnectionPool()->ReleaseAllConnections();
     EXPECT_EQ(vecFromClient, std::vector<BYTE>(abBlock, abBlock + 4));
-}
-
-TEST(XRFDataBlock, NoPoolOrNoServerGivesNoHandle)
-{
-    XRFConnectionOpenParam param = LocalParam(1);
-    XString key;
-    DWORD error = 0, nSize = 0;
-    EXPECT_EQ(OpenGeneralDataBlockHandle(param, error, key), 0u);
-    EXPECT_EQ(error, 0x2001001Du);
-    PoolScope pool;
-    {
-        TestServer gone;
-        param.nPort = gone.Port();
-    }
-    EXPECT_EQ(OpenGeneralDataBlockHandle(param, error, key), 0u);
-    EXPECT_EQ(error, 10061u);
-    EXPECT_EQ(XRFSendGeneralDataBlock(0, "x", 1, error), 0);
-    EXPECT_EQ(error, 0x2001001Du);
-    EXPECT_EQ(XRFBeginRecvGeneralDataBlock(0, nSize, error, Collect, 0, 42), 0);
-    EXPECT_EQ(error, 0x2001001Du);
 }
 
 } // namespace

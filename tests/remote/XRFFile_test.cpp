@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "KVDbase/remote/XRFConnectionPool.h"
+#include "KVDbase/remote/XRFDataBlock.h"
 #include "KVDbase/remote/XRFFile.h"
 #include "remote/XRFPath.h"
 #include "remote/XRFTestServer.h"
@@ -82,7 +83,6 @@ TEST_F(XRFFileTest, CreateWriteReadSizeTimesAndClose)
     ASSERT_NE(h, XRF_INVALID_HANDLE);
     EXPECT_EQ(error, 0u);
     EXPECT_EQ(nSize, 0);
-    EXPECT_EQ(std::string(key), "alice@127.0.0.1:" + std::to_string(server.Port()));
 
     // One write takes at most one packet.
     std::vector<BYTE> vecData(200000);
@@ -150,6 +150,7 @@ TEST_F(XRFFileTest, CreateWriteReadSizeTimesAndClose)
     // nothing is sent.
     _FILETIME ftCreation{0, 0}, ftAccess{0x12345600, 0x01D00000}, ftWrite{0x65432100, 0x01D10000}, ftBack{};
     EXPECT_EQ(XRFSetFileTime(param, h, &ftCreation, &ftAccess, &ftWrite, error, key), 1);
+    EXPECT_EQ(XRFSetFileTime(param, h, &ftCreation, &ftCreation, &ftWrite, error, key), 1);
     error = 5;
     EXPECT_EQ(XRFSetFileTime(param, h, &ftCreation, nullptr, &ftWrite, error, key), 0);
     EXPECT_EQ(error, 0u);
@@ -257,6 +258,7 @@ TEST_F(XRFFileTest, PathsAndDirectories)
         {XRF_CMD_REMOVE_DIRECTORY, "", 1, XRFP_ERROR_ACCESS_DENIED},
         {XRF_CMD_DELETE_FILE, ".", 0, XRFP_ERROR_ACCESS_DENIED},
         {XRF_CMD_SET_FILE_ATTRIBUTES, "", FILE_ATTRIBUTE_READONLY, XRFP_ERROR_ACCESS_DENIED},
+        {XRF_CMD_SET_FILE_ATTRIBUTES, "none", FILE_ATTRIBUTE_READONLY, ENOENT},
     };
     for (const auto& step : steps)
         EXPECT_EQ(Path(step.nCommand, step.pszPath, step.nArgument), step.nError) << step.pszPath;
@@ -370,6 +372,7 @@ TEST_F(XRFFileTest, RefusalsBeforeAnythingIsSent)
     EXPECT_EQ(error, 36u);  // the server's ENAMETOOLONG: the request went out
     XString strModule, strGroup;
     EXPECT_STREQ(XfnGetErrorString(0x2001001F, strModule, strGroup), "The parameter is not valid");
+    EXPECT_STREQ(XfnGetErrorString(0x20010011, strModule, strGroup), "Incorrect password");
 
     // A failed fetch leaves the outputs alone.
     XRFConnectionOpenParam wrong = server.Param("carol", "nope");
@@ -380,7 +383,8 @@ TEST_F(XRFFileTest, RefusalsBeforeAnythingIsSent)
     EXPECT_EQ(nHigh, 77u);
 }
 
-// Without XRFInit every operation fails with "no connection".
+// Without XRFInit every operation, and every data block call, fails with
+// "no connection".
 TEST(XRFFile, WithoutAPoolNothingConnects)
 {
     XRFConnectionOpenParam param;
@@ -416,6 +420,9 @@ TEST(XRFFile, WithoutAPoolNothingConnects)
         [&] { return XRFFindClose(param, 1, error, key) == 0; },
         [&] { return XRFFindFileList(param, "a", 1, items, error, key) == 0; },
         [&] { return XRFGetRootDirList(param, roots, error, key) == 0; },
+        [&] { return OpenGeneralDataBlockHandle(param, error, key) == 0; },
+        [&] { return XRFSendGeneralDataBlock(0, "x", 1, error) == 0; },
+        [&] { return XRFBeginRecvGeneralDataBlock(0, nCount, error, nullptr, 0, 0) == 0; },
     };
     for (size_t i = 0; i < std::size(calls); ++i) {
         error = 0;

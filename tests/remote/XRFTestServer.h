@@ -217,9 +217,8 @@ public:
     XRFConnectionOpenParam Param() const { return LocalParam(nPort); }
 
     // A greeting of the given version and key, then, when bLogin, a login
-    // read and answered with nLoginError.
-    static void Greet(XSysSocket s, const char* pszVersion, const std::string& strKey, bool bLogin = false,
-                      DWORD nLoginError = 0)
+    // read and accepted.
+    static void Greet(XSysSocket s, const char* pszVersion, const std::string& strKey, bool bLogin)
     {
         std::vector<BYTE> vecGreeting(XRF_GREETING_SIZE, 0);
         std::memcpy(vecGreeting.data(), pszVersion, 4);
@@ -231,7 +230,7 @@ public:
         std::vector<BYTE> vecLogin, vecReply;
         if (!bLogin || !RecvAll(s, 8200, vecLogin))
             return;
-        XfnRFBuildReply(vecReply, XRF_CMD_LOGIN, tagXRFReply{40, 0, 0, nLoginError});
+        XfnRFBuildReply(vecReply, XRF_CMD_LOGIN, tagXRFReply{40, 0, 0, 0});
         SendAll(s, vecReply);
     }
     // A public key of the process, as a server greets with it.
@@ -245,15 +244,15 @@ public:
         return strKey;
     }
 
-    // A script that logs the client in, reads a request of nRequest bytes and
-    // sends vecReply; then, when bHold, waits until the client has gone.
-    static std::function<void(XSysSocket)> Answer(size_t nRequest, std::vector<BYTE> vecReply, bool bHold = false)
+    // A script that logs the client in, reads a request of nRequest bytes,
+    // sends vecReply and closes.
+    static std::function<void(XSysSocket)> Answer(size_t nRequest, std::vector<BYTE> vecReply)
     {
         return [=](XSysSocket s) {
-            Greet(s, "1.00", PublicKey(), true, 0);
+            Greet(s, "1.00", PublicKey(), true);
             std::vector<BYTE> vecRequest;
-            if (RecvAll(s, nRequest, vecRequest) && SendAll(s, vecReply) && bHold)
-                RecvAll(s, 1, vecRequest);
+            if (RecvAll(s, nRequest, vecRequest))
+                SendAll(s, vecReply);
         };
     }
 

@@ -11,13 +11,13 @@ namespace {
 TEST(XRFWireRequest, ExactBytesAndRoundTrips)
 {
     const BYTE data[] = {0xDE, 0xAD, 0xBE};
-    ExpectForm(tagXRFCreateFileRequest{"data\\a.img", 0xC0000000, 3, 4, 0xFFFFFFFE}, XfnRFBuildCreateFileRequest,
-               XfnRFParseCreateFileRequest,
-               Packet(312, {{0, {0x00, 0, 0, 0, 0x30, 0x01, 0, 0}},
-                            {8, Text("data\\a.img")},
-                            {268, {0, 0, 0, 0xC0, 3, 0, 0, 0}},
-                            {288, {4, 0, 0, 0}},
-                            {296, {0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}}}));
+    ExpectRequest(tagXRFCreateFileRequest{"data\\a.img", 0xC0000000, 3, 4, 0xFFFFFFFE}, XfnRFBuildCreateFileRequest,
+                  XfnRFParseCreateFileRequest,
+                  Packet(312, {{0, {0x00, 0, 0, 0, 0x30, 0x01, 0, 0}},
+                               {8, Text("data\\a.img")},
+                               {268, {0, 0, 0, 0xC0, 3, 0, 0, 0}},
+                               {288, {4, 0, 0, 0}},
+                               {296, {0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}}}));
     // A read and a write announcement share one layout, and neither is the other.
     for (DWORD nCommand : {XRF_CMD_READ_FILE, XRF_CMD_WRITE_ANNOUNCE}) {
         auto build = [&](std::vector<BYTE>& buf, const tagXRFTransferRequest& req) {
@@ -30,30 +30,31 @@ TEST(XRFWireRequest, ExactBytesAndRoundTrips)
                                                  {8, {0x89, 0x67, 0x45, 0x23, 0x01, 0, 0, 0}},
                                                  {16, {7, 0, 0, 0, 0, 0, 0, 0}},
                                                  {28, {0, 0, 4, 0}}});
-        ExpectForm(tagXRFTransferRequest{0x0000000123456789LL, 7, 0x40000}, build, parse, expected);
+        ExpectRequest(tagXRFTransferRequest{0x0000000123456789LL, 7, 0x40000}, build, parse, expected);
         tagXRFTransferRequest back{};
         DWORD nOther = nCommand == XRF_CMD_READ_FILE ? XRF_CMD_WRITE_ANNOUNCE : XRF_CMD_READ_FILE;
         EXPECT_EQ(XfnRFParseTransferRequest(expected.data(), expected.size(), nOther, back), XRF_WIRE_BAD_COMMAND);
     }
     for (DWORD nCommand : {3u, 4u, 5u, 7u, 13u, 14u, 16u})
-        ExpectForm(tagXRFHandleRequest{nCommand, 0x80000001}, XfnRFBuildHandleRequest, XfnRFParseHandleRequest,
-                   Packet(24, {{0, {BYTE(nCommand), 0, 0, 0, 16, 0, 0, 0}},
-                               {8, {0x01, 0, 0, 0x80, 0xFF, 0xFF, 0xFF, 0xFF}}}));
-    ExpectForm(tagXRFSetFilePointerRequest{9, 2, -2, 1}, XfnRFBuildSetFilePointerRequest,
-               XfnRFParseSetFilePointerRequest,
-               Packet(32, {{0, {6, 0, 0, 0, 24, 0, 0, 0, 9}}, {20, {2, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0xFF, 1, 0, 0, 0}}}));
-    ExpectForm(tagXRFSetFileTimeRequest{5, {0x11, 0x22}, {0x33, 0x44}, {0x55, 0x66}}, XfnRFBuildSetFileTimeRequest,
-               XfnRFParseSetFileTimeRequest,
-               Packet(48, {{0, {15, 0, 0, 0, 40, 0, 0, 0, 5}},
-                           {24, {0x11, 0, 0, 0, 0x22, 0, 0, 0, 0x33, 0, 0, 0, 0x44}},
-                           {40, {0x55, 0, 0, 0, 0x66}}}));
-    ExpectForm(tagXRFMoveFileRequest{"old", "new"}, XfnRFBuildMoveFileRequest, XfnRFParseMoveFileRequest,
-               Packet(528, {{0, {11, 0, 0, 0, 0x08, 0x02, 0, 0}}, {8, Text("old")}, {268, Text("new")}}));
-    ExpectForm(tagXRFLoginRequest{"A1B2", "C3"}, XfnRFBuildLoginRequest, XfnRFParseLoginRequest,
-               Packet(8200, {{0, {17, 0, 0, 0, 0x00, 0x20, 0, 0}}, {8, Text("A1B2")}, {4104, Text("C3")}}));
-    ExpectForm(tagXRFWriteDataRequest{4, data, 3}, XfnRFBuildWriteDataRequest, XfnRFParseWriteDataRequest,
-               Packet(27, {{0, {21, 0, 0, 0, 19, 0, 0, 0, 4, 0, 0, 0, 0, 0, 0, 0}},
-                           {16, {3, 0, 0, 0, 19, 0, 0, 0, 0xDE, 0xAD, 0xBE}}}));
+        ExpectRequest(tagXRFHandleRequest{nCommand, 0x80000001}, XfnRFBuildHandleRequest, XfnRFParseHandleRequest,
+                      Packet(24, {{0, {BYTE(nCommand), 0, 0, 0, 16, 0, 0, 0}},
+                                  {8, {0x01, 0, 0, 0x80, 0xFF, 0xFF, 0xFF, 0xFF}}}));
+    ExpectRequest(tagXRFSetFilePointerRequest{9, 2, -2, 1}, XfnRFBuildSetFilePointerRequest,
+                  XfnRFParseSetFilePointerRequest,
+                  Packet(32, {{0, {6, 0, 0, 0, 24, 0, 0, 0, 9}},
+                              {20, {2, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0xFF, 1, 0, 0, 0}}}));
+    ExpectRequest(tagXRFSetFileTimeRequest{5, {0x11, 0x22}, {0x33, 0x44}, {0x55, 0x66}}, XfnRFBuildSetFileTimeRequest,
+                  XfnRFParseSetFileTimeRequest,
+                  Packet(48, {{0, {15, 0, 0, 0, 40, 0, 0, 0, 5}},
+                              {24, {0x11, 0, 0, 0, 0x22, 0, 0, 0, 0x33, 0, 0, 0, 0x44}},
+                              {40, {0x55, 0, 0, 0, 0x66}}}));
+    ExpectRequest(tagXRFMoveFileRequest{"old", "new"}, XfnRFBuildMoveFileRequest, XfnRFParseMoveFileRequest,
+                  Packet(528, {{0, {11, 0, 0, 0, 0x08, 0x02, 0, 0}}, {8, Text("old")}, {268, Text("new")}}));
+    ExpectRequest(tagXRFLoginRequest{"A1B2", "C3"}, XfnRFBuildLoginRequest, XfnRFParseLoginRequest,
+                  Packet(8200, {{0, {17, 0, 0, 0, 0x00, 0x20, 0, 0}}, {8, Text("A1B2")}, {4104, Text("C3")}}));
+    ExpectRequest(tagXRFWriteDataRequest{4, data, 3}, XfnRFBuildWriteDataRequest, XfnRFParseWriteDataRequest,
+                  Packet(27, {{0, {21, 0, 0, 0, 19, 0, 0, 0, 4, 0, 0, 0, 0, 0, 0, 0}},
+                              {16, {3, 0, 0, 0, 19, 0, 0, 0, 0xDE, 0xAD, 0xBE}}}));
     auto parseHead = [](const BYTE* p, size_t n, tagXRFDataBlockHead& head) {
         return XfnRFParseDataBlockHead(p, n, 0xFFFFFFFF, head);
     };
@@ -85,8 +86,8 @@ TEST(XRFWireRequest, PathRequestsPlaceTheirArgument)
         if (c.nArgumentAt)
             expected[c.nArgumentAt] = 0x21;
         SCOPED_TRACE(c.nCommand);
-        ExpectForm(tagXRFPathRequest{c.nCommand, "d\\*.tif", 0x21}, XfnRFBuildPathRequest, XfnRFParsePathRequest,
-                   expected);
+        ExpectRequest(tagXRFPathRequest{c.nCommand, "d\\*.tif", 0x21}, XfnRFBuildPathRequest, XfnRFParsePathRequest,
+                      expected);
         tagXRFPathRequest back{};
         ASSERT_EQ(XfnRFParsePathRequest(expected.data(), expected.size(), back), XRF_WIRE_OK);
         EXPECT_EQ(back.nArgument, c.nArgumentAt ? 0x21u : 0u);
@@ -150,8 +151,8 @@ TEST(XRFWireRequest, TextsThatDoNotFitAreRefused)
     std::vector<BYTE> buf;
     std::string strLongest(259, 'p');
     tagXRFPathRequest back{};
-    ExpectForm(tagXRFPathRequest{XRF_CMD_DELETE_FILE, strLongest, 0}, XfnRFBuildPathRequest, XfnRFParsePathRequest,
-               Packet(272, {{0, {10, 0, 0, 0, 0x08, 0x01}}, {8, Text(strLongest)}}));
+    ExpectRequest(tagXRFPathRequest{XRF_CMD_DELETE_FILE, strLongest, 0}, XfnRFBuildPathRequest, XfnRFParsePathRequest,
+                  Packet(272, {{0, {10, 0, 0, 0, 0x08, 0x01}}, {8, Text(strLongest)}}));
     EXPECT_EQ(XfnRFBuildPathRequest(buf, {XRF_CMD_DELETE_FILE, strLongest + "p", 0}), XRF_WIRE_TOO_LONG);
     EXPECT_EQ(XfnRFBuildCreateFileRequest(buf, {strLongest + "p", 0, 0, 0, 0}), XRF_WIRE_TOO_LONG);
     EXPECT_EQ(XfnRFBuildMoveFileRequest(buf, {"a", strLongest + "p"}), XRF_WIRE_TOO_LONG);
@@ -167,48 +168,6 @@ TEST(XRFWireRequest, TextsThatDoNotFitAreRefused)
     hostile[268] = 'y';
     EXPECT_EQ(XfnRFParsePathRequest(hostile.data(), hostile.size(), back), XRF_WIRE_BAD_TEXT);
     EXPECT_EQ(back.strPath, std::string(260, 'x'));
-}
-
-// Each truncated copy lives in a buffer of exactly its size, so a read past
-// the end shows up under the address sanitizer; a wrong command word and a
-// wrong length word are told apart from a short packet.
-template <class T, class Build, class Parse>
-void ExpectRefusals(const T& value, Build build, Parse parse)
-{
-    std::vector<BYTE> packet;
-    ASSERT_EQ(build(packet, value), XRF_WIRE_OK);
-    T back{};
-    for (size_t n = 0; n < packet.size(); ++n) {
-        std::vector<BYTE> cut(packet.begin(), packet.begin() + n);
-        ASSERT_EQ(parse(cut.data(), cut.size(), back), XRF_WIRE_SHORT) << "cut to " << n;
-    }
-    std::vector<BYTE> wrong = packet;
-    wrong[0] = 30;
-    EXPECT_EQ(parse(wrong.data(), wrong.size(), back), XRF_WIRE_BAD_COMMAND);
-    wrong = packet;
-    wrong[4] ^= 0x40;
-    EXPECT_EQ(parse(wrong.data(), wrong.size(), back), XRF_WIRE_BAD_LENGTH);
-}
-
-TEST(XRFWireRequest, EveryTruncationIsShortAndNothingIsReadBeyond)
-{
-    const BYTE data[] = {1, 2, 3, 4, 5};
-    auto buildRead = [](std::vector<BYTE>& buf, const tagXRFTransferRequest& req) {
-        return XfnRFBuildTransferRequest(buf, XRF_CMD_READ_FILE, req);
-    };
-    auto parseRead = [](const BYTE* p, size_t n, tagXRFTransferRequest& req) {
-        return XfnRFParseTransferRequest(p, n, XRF_CMD_READ_FILE, req);
-    };
-    ExpectRefusals(tagXRFCreateFileRequest{"f", 1, 2, 3, 4}, XfnRFBuildCreateFileRequest, XfnRFParseCreateFileRequest);
-    ExpectRefusals(tagXRFTransferRequest{1, 2, 3}, buildRead, parseRead);
-    ExpectRefusals(tagXRFHandleRequest{XRF_CMD_GET_FILE_SIZE, 2}, XfnRFBuildHandleRequest, XfnRFParseHandleRequest);
-    ExpectRefusals(tagXRFSetFilePointerRequest{1, 0, 5, 0}, XfnRFBuildSetFilePointerRequest,
-                   XfnRFParseSetFilePointerRequest);
-    ExpectRefusals(tagXRFPathRequest{XRF_CMD_FIND_FILE_LIST, "p", 1}, XfnRFBuildPathRequest, XfnRFParsePathRequest);
-    ExpectRefusals(tagXRFMoveFileRequest{"a", "b"}, XfnRFBuildMoveFileRequest, XfnRFParseMoveFileRequest);
-    ExpectRefusals(tagXRFSetFileTimeRequest{1, {}, {}, {}}, XfnRFBuildSetFileTimeRequest, XfnRFParseSetFileTimeRequest);
-    ExpectRefusals(tagXRFLoginRequest{"u", "p"}, XfnRFBuildLoginRequest, XfnRFParseLoginRequest);
-    ExpectRefusals(tagXRFWriteDataRequest{1, data, 5}, XfnRFBuildWriteDataRequest, XfnRFParseWriteDataRequest);
 }
 
 }  // namespace

@@ -38,7 +38,8 @@ inline void PutLE32(std::vector<BYTE>& packet, size_t nAt, DWORD nValue)
 }
 
 // Builds value and checks the exact bytes, then parses them and builds again
-// from what was parsed: every field carried must come back.
+// from what was parsed: every field carried must come back. Every cut copy,
+// in a buffer of exactly its size, is short.
 template <class T, class Build, class Parse>
 void ExpectForm(const T& value, Build build, Parse parse, const std::vector<BYTE>& expected)
 {
@@ -49,4 +50,22 @@ void ExpectForm(const T& value, Build build, Parse parse, const std::vector<BYTE
     ASSERT_EQ(parse(buf.data(), buf.size(), back), XRF_WIRE_OK);
     ASSERT_EQ(build(again, back), XRF_WIRE_OK);
     EXPECT_EQ(again, buf);
+    for (size_t n = 0; n < buf.size(); ++n) {
+        std::vector<BYTE> cut(buf.begin(), buf.begin() + n);
+        ASSERT_EQ(parse(cut.data(), cut.size(), back), XRF_WIRE_SHORT) << "cut to " << n;
+    }
+}
+
+// A request also tells a wrong command word and a wrong length word apart.
+template <class T, class Build, class Parse>
+void ExpectRequest(const T& value, Build build, Parse parse, const std::vector<BYTE>& expected)
+{
+    ExpectForm(value, build, parse, expected);
+    std::vector<BYTE> wrong = expected;
+    T back{};
+    wrong[0] = 30;
+    EXPECT_EQ(parse(wrong.data(), wrong.size(), back), XRF_WIRE_BAD_COMMAND);
+    wrong = expected;
+    wrong[4] ^= 0x40;
+    EXPECT_EQ(parse(wrong.data(), wrong.size(), back), XRF_WIRE_BAD_LENGTH);
 }

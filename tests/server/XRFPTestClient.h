@@ -5,6 +5,9 @@
 
 #include "remote/XRFTestServer.h"
 
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
 #include <mutex>
 
 namespace xrftest {
@@ -15,47 +18,34 @@ enum : DWORD { kCreateNew = 1, kCreateAlways = 2, kOpenExisting = 3, kOpenAlways
 
 class RawClient {
 public:
-    ~RawClient() { Close(); }
+    ~RawClient()
+    {
+        if (s != XSYS_INVALID_SOCKET)
+            XfnSysSocketClose(s);
+    }
 
     // Connects without reading anything; false on failure.
-    bool ConnectOnly(uint16_t nPort, int nTimeoutMs = 10000)
+    bool ConnectOnly(uint16_t nPort)
     {
         uint32_t nError = 0;
         s = XfnSysSocketOpen(nError);
         if (s == XSYS_INVALID_SOCKET || XfnSysSocketConnect(s, "127.0.0.1", nPort) != 0)
             return false;
-        XfnSysSocketSetTimeout(s, true, nTimeoutMs);
+        XfnSysSocketSetTimeout(s, true, 10000);
         XfnSysSocketSetNoDelay(s, true);
         return true;
     }
 
     // Connects and reads the greeting; false on any failure.
-    bool Connect(uint16_t nPort, int nTimeoutMs = 10000)
+    bool Connect(uint16_t nPort)
     {
         std::vector<BYTE> vecGreeting;
-        return ConnectOnly(nPort, nTimeoutMs) && Recv(XRF_GREETING_SIZE, vecGreeting) &&
+        return ConnectOnly(nPort) && Recv(XRF_GREETING_SIZE, vecGreeting) &&
                XfnRFParseGreeting(vecGreeting.data(), vecGreeting.size(), greeting) == XRF_WIRE_OK;
-    }
-
-    void Close()
-    {
-        if (s != XSYS_INVALID_SOCKET)
-            XfnSysSocketClose(s);
-        s = XSYS_INVALID_SOCKET;
     }
 
     bool Send(const std::vector<BYTE>& vecData) { return SendAll(s, vecData); }
     bool Recv(size_t nSize, std::vector<BYTE>& vecData) { return RecvAll(s, nSize, vecData); }
-
-    // One receive into vecData: its size, 0 at the end, -1 on a failure.
-    long RecvSome(std::vector<BYTE>& vecData, size_t nMax)
-    {
-        vecData.resize(nMax);
-        uint32_t nError = 0;
-        long n = XfnSysSocketRecv(s, vecData.data(), nMax, nError);
-        vecData.resize(n > 0 ? static_cast<size_t>(n) : 0);
-        return n;
-    }
 
     // True when the server has closed the connection: the next receive sees
     // the end of the stream (or a reset, when the server left bytes unread)
@@ -85,24 +75,20 @@ public:
         return SendLogin(LoginPacket(strUser, strPassword));
     }
 
-    DWORD SendLogin(const std::vector<BYTE>& vecPacket) { return Small(vecPacket, XRF_CMD_LOGIN, false).nError; }
-
-    // Sends a packet and reads the fixed reply of nCommand; empty on failure.
-    std::vector<BYTE> Exchange(const std::vector<BYTE>& vecPacket, DWORD nCommand)
+    DWORD SendLogin(const std::vector<BYTE>& vecPacket)
     {
-        std::vector<BYTE> vecReply;
-        if (!Send(vecPacket) || !Recv(XfnRFReplySize(nCommand), vecReply))
-            vecReply.clear();
-        return vecReply;
+        tagXRFReply reply{0, 0, 0, ~0u};
+        std::vector<BYTE> vecReply = Exchange(vecPacket, XRF_CMD_LOGIN);
+        XfnRFParseReply(vecReply.data(), vecReply.size(), XRF_CMD_LOGIN, reply);
+        return reply.nError;
     }
 
-    // The small replies: code, value words and error (~0 when none came).
-    tagXRFReply Small(const std::vector<BYTE>& vecPacket, DWORD nCommand, bool bExpectReply = true)
+    // The small replies: code, value words and error.
+    tagXRFReply Small(const std::vector<BYTE>& vecPacket, DWORD nCommand)
     {
         tagXRFReply reply{~0u, 0, 0, ~0u};
         std::vector<BYTE> vecReply = Exchange(vecPacket, nCommand);
-        XRFWireStatus status = XfnRFParseReply(vecReply.data(), vecReply.size(), nCommand, reply);
-        EXPECT_TRUE(status == XRF_WIRE_OK || !bExpectReply) << status;
+        EXPECT_EQ(XfnRFParseReply(vecReply.data(), vecReply.size(), nCommand, reply), XRF_WIRE_OK);
         return reply;
     }
 
@@ -201,35 +187,73 @@ public:
     tagXRFGreeting greeting{};
 
 private:
+    // Sends a packet and reads the fixed reply of nCommand; empty on failure.
+    std::vector<BYTE> Exchange(const std::vector<BYTE>& vecPacket, DWORD nCommand)
+    {
+        std::vector<BYTE> vecReply;
+        if (!Send(vecPacket) || !Recv(XfnRFReplySize(nCommand), vecReply))
+            vecReply.clear();
+        return vecReply;
+    }
+
     XSysSocket s = XSYS_INVALID_SOCKET;
 };
 
 // Log lines captured while a test runs (XfnRFPSetLogSink(&CaptureLog)).
-struct tagCapturedLog {
-    std::mutex lock;
-    std::vector<std::string> vecLines;
-};
-
-inline tagCapturedLog& CapturedLog()
-{
-    static tagCapturedLog log;
-    return log;
-}
+inline std::mutex g_logLock;
+inline std::vector<std::string> g_vecLogLines;
 
 inline void CaptureLog(const std::string& strLine)
 {
-    std::lock_guard<std::mutex> guard(CapturedLog().lock);
-    CapturedLog().vecLines.push_back(strLine);
+    std::lock_guard<std::mutex> guard(g_logLock);
+    g_vecLogLines.push_back(strLine);
 }
 
 inline size_t CountLogLines(const std::string& strText)
 {
-    std::lock_guard<std::mutex> guard(CapturedLog().lock);
-    size_t n = 0;
-    for (const std::string& strLine : CapturedLog().vecLines)
-        n += strLine.find(strText) != std::string::npos;
-    return n;
+    std::lock_guard<std::mutex> guard(g_logLock);
+    return std::count_if(g_vecLogLines.begin(), g_vecLogLines.end(),
+                         [&](const std::string& strLine) { return strLine.find(strText) != std::string::npos; });
 }
+
+// The built program, started by the shell in the background (after the
+// shell words given, such as a ulimit) on a free port that it writes to a
+// file; Stop sends SIGTERM and gives its exit status.
+class ProgramRun {
+public:
+    ProgramRun(const std::string& strShell, const std::string& strArgs) : dir(ScratchDir("program"))
+    {
+        std::string strCommand = "(" + strShell + " '" XRFPD_PROGRAM "' --port 0 --port-file '" + File("port") +
+                                 "' --key-bits 1024 --allow-root " + strArgs + " 2>'" + File("log") +
+                                 "' & echo $! >'" + File("pid") + "'; wait $!; echo $? >'" + File("status") + "') &";
+        EXPECT_EQ(std::system(strCommand.c_str()), 0);
+        for (int i = 0; i < 200 && nPort == 0; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            std::ifstream(File("port")) >> nPort;
+        }
+        EXPECT_GT(nPort, 0) << Log();
+    }
+    ~ProgramRun()
+    {
+        Stop();
+        fs::remove_all(dir);
+    }
+    int Stop()
+    {
+        int nStatus = -1;
+        std::system(("kill $(cat '" + File("pid") + "') 2>/dev/null").c_str());
+        for (int i = 0; i < 200 && !(std::ifstream(File("status")) >> nStatus); ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        return nStatus;
+    }
+    uint16_t Port() const { return static_cast<uint16_t>(nPort); }
+    std::string Log() const { return ReadBytes(dir / "log"); }
+
+private:
+    std::string File(const char* pszName) const { return (dir / pszName).string(); }
+    fs::path dir;
+    int nPort = 0;
+};
 
 // A client of a test server, logged in as the user given.
 inline std::unique_ptr<RawClient> LoggedIn(TestServer& server, const std::string& strUser = "alice",
