@@ -47,7 +47,7 @@ TEST(XVertReplay, LineWidthsStylesAndOpacity)
         dashed.SetStyle(0xF0F0, 1);
         vb.AddLineStyle(&dashed, -1.0, Opaque(kBlack), 1.0); // row 40
         vb.AddLine(10, 20, 70, 20);
-        // Opacity: the high byte on the antialiased path, the double on the raster path, none on OpenGL.
+        // Half opacity: blended by the high byte on the antialiased path; raster lines and OpenGL draw opaque.
         Pen(vb, 0, -5.0, 0x80FF0000, 0.5); // row 20
         vb.AddLine(10, 40, 70, 40);
         Pen(vb, 0, -0.5, Opaque(kGreen)); // half a pixel is one, rows 46 to 50
@@ -55,7 +55,7 @@ TEST(XVertReplay, LineWidthsStylesAndOpacity)
         vb.AddPolyline(x, y, 3, e);
     };
     // Per path and zoom: the blue line's pixels and its inked ones in a column, the hairline's inked ones, the dashes'
-    // lit pixels of 60 (the antialiased caps eat into them), the half-transparent blue's red and green.
+    // lit pixels of 60 (fewer antialiased at zoom 1, where their ends blend), the half-transparent blue's red and green.
     const struct {
         int nBlue[2], nBlueInk[2], nHair, nDashes[2], nHalf;
     } rows[3] = {{{2, 4}, {2, 4}, 1, {30, 60}, 0}, {{2, 4}, {2, 4}, 1, {30, 60}, 0}, {{2, 3}, {2, 5}, 2, {28, 60}, 127}};
