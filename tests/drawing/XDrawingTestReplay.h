@@ -72,7 +72,22 @@ inline Frame Play(XVertBuffer& vb, const View& v, const std::string& name)
     const std::string png = name + "_" + kPathNames[vb.GetType()];
     if (vb.GetType() != XVertBuffer::PATH_GL) {
         XTestCanvas c(v.w, v.h);
+        // A DC that fills by winding, with a transparent green background, which the raster walk leaves as it was.
+        HDC dc = c.DC();
+        SetBkMode(dc, TRANSPARENT);
+        SetBkColor(dc, kGreen);
+        SetPolyFillMode(dc, WINDING);
+        const HGDIOBJ objects[3] = {GetCurrentObject(dc, OBJ_PEN), GetCurrentObject(dc, OBJ_BRUSH),
+                                    GetCurrentObject(dc, OBJ_FONT)};
         replay(c.bb);
+        if (vb.GetType() == XVertBuffer::PATH_GDI) { // the raster walk's promise; the antialiased one sets fill modes
+            EXPECT_EQ(GetCurrentObject(dc, OBJ_PEN), objects[0]);
+            EXPECT_EQ(GetCurrentObject(dc, OBJ_BRUSH), objects[1]);
+            EXPECT_EQ(GetCurrentObject(dc, OBJ_FONT), objects[2]);
+            EXPECT_EQ(GetBkMode(dc), TRANSPARENT);
+            EXPECT_EQ(GetPolyFillMode(dc), WINDING);
+            EXPECT_EQ(GetBkColor(dc), kGreen);
+        }
         if (v.after)
             v.after(vb, c.bb);
         c.SavePNG(png.c_str());
