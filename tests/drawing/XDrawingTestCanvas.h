@@ -68,12 +68,13 @@ struct XTestCanvas {
     }
 };
 
-// Expects each pixel (x, y) of the canvas to have its colour.
+// Expects each pixel (x, y) of a canvas (or anything with Px) to have its colour.
 struct PixelIs {
     int x, y;
     COLORREF clr;
 };
-inline void ExpectPixels(const XTestCanvas& c, std::initializer_list<PixelIs> pixels)
+template <class Surface>
+inline void ExpectPixels(const Surface& c, std::initializer_list<PixelIs> pixels)
 {
     for (const PixelIs& p : pixels)
         EXPECT_EQ(c.Px(p.x, p.y), p.clr) << "pixel " << p.x << "," << p.y;

@@ -1,9 +1,6 @@
 // The reference map replayed on the raster, antialiased and OpenGL paths: each keeps its known colours at the probes
 // and writes its PNG, and all ink the same places but for the differences by design (docs/drawing.md).
-#include "KVDbase/drawing/XBackBuffer.h"
-#include "KVDbase/drawing/XVertBuffer.h"
-#include "XDrawingTestCanvas.h"
-#include "XGLTestContext.h"
+#include "XDrawingTestReplay.h"
 #include "XReferenceDrawing.h"
 #include "drawing/XVertRecord.h"
 
@@ -16,27 +13,19 @@ namespace {
 
 using namespace XReferenceDrawing;
 
-// A replayed map's pixels, top row first, and the world position of a pixel.
-struct Map {
-    std::vector<COLORREF> px;
-    void Read(HDC dc)
-    {
-        for (int i = 0; i < kWidth * kHeight; ++i)
-            px.push_back(GetPixel(dc, i % kWidth, i / kWidth));
-    }
-    COLORREF At(double x, double y) const
-    {
-        XBackBuffer view;
-        view.SetViewSize(kWidth, kHeight);
-        SetView(view);
-        view.ConvWorldToPixelCoord(x, y);
-        return px[static_cast<size_t>(y) * kWidth + static_cast<size_t>(x)];
-    }
-};
+// The colour at world (x, y) of a replayed map.
+COLORREF At(const Frame& m, double x, double y)
+{
+    XBackBuffer view;
+    view.SetViewSize(kWidth, kHeight);
+    SetView(view);
+    view.ConvWorldToPixelCoord(x, y);
+    return m.Px(static_cast<int>(x), static_cast<int>(y));
+}
 
 // The map replayed on a path, its PNG written and its pixels read back. Labels are in world units: OpenGL draws them
 // so with the flag that takes sizes as they are.
-Map Replay(int nPath, const char* pszPng)
+Frame Replay(int nPath)
 {
     XVertBuffer vb(nPath);
     vb.SetFontSizeFlag(nPath == XVertBuffer::PATH_GL);
@@ -48,44 +37,31 @@ Map Replay(int nPath, const char* pszPng)
             if (nKind >= XVertBuffer::KIND_LINECOLOR && nKind <= XVertBuffer::KIND_BACKCOLOR)
                 XVertRecord::PutU32(r + 4, XVertRecord::GetU32(r + 4) | 0xFF000000u);
         }
-    Map m;
-    if (nPath != XVertBuffer::PATH_GL) {
-        XTestCanvas c(kWidth, kHeight);
-        SetView(c.bb);
-        vb.Draw(&c.bb);
-        c.SavePNG(pszPng);
-        m.Read(c.DC());
-        return m;
-    }
-    XGLTestDC dc(kWidth, kHeight);
-    XBackBuffer bb;
-    EXPECT_EQ(bb.Create(dc.Handle(), XBackBuffer::TYPE_OPENGL), 1);
-    EXPECT_EQ(bb.Resize(dc.Handle(), kWidth, kHeight), 1);
-    SetView(bb);
-    EXPECT_EQ(XBackBuffer::CreateCompositeFont(), 1);
-    for (LONG nWeight : {400, 700}) {
-        tagXTextStyle style;
-        style.lf.lfWeight = nWeight;
-        bb.AddGLFont(&style);
-    }
-    bb.Clear(0xFFFFFF, nullptr);
-    vb.Draw(&bb);
-    bb.Swap(static_cast<HDC>(nullptr), SRCCOPY);
-    dc.Save(pszPng);
-    m.Read(dc.Handle());
-    return m;
+    View v(kWidth, kHeight);
+    v.before = [](XVertBuffer& buffer, XBackBuffer& bb) {
+        SetView(bb);
+        if (buffer.GetType() != XVertBuffer::PATH_GL)
+            return;
+        EXPECT_EQ(XBackBuffer::CreateCompositeFont(), 1);
+        for (LONG nWeight : {400, 700}) {
+            tagXTextStyle style;
+            style.lf.lfWeight = nWeight;
+            bb.AddGLFont(&style);
+        }
+    };
+    return Play(vb, v, "reference_map");
 }
 
 struct ThreePaths : ::testing::Test {
-    static Map raster, aa, gl;
+    static Frame raster, aa, gl;
     static void SetUpTestSuite()
     {
-        raster = Replay(XVertBuffer::PATH_GDI, "reference_map_gdi");
-        aa = Replay(XVertBuffer::PATH_GDIP, "reference_map_gdip");
-        gl = Replay(XVertBuffer::PATH_GL, "reference_map_gl");
+        raster = Replay(XVertBuffer::PATH_GDI);
+        aa = Replay(XVertBuffer::PATH_GDIP);
+        gl = Replay(XVertBuffer::PATH_GL);
     }
 };
-Map ThreePaths::raster, ThreePaths::aa, ThreePaths::gl;
+Frame ThreePaths::raster, ThreePaths::aa, ThreePaths::gl;
 
 TEST_F(ThreePaths, EachPathKeepsTheMapsColours)
 {
@@ -93,26 +69,26 @@ TEST_F(ThreePaths, EachPathKeepsTheMapsColours)
     // solid fill: its probes stay white.
     for (const Probe& p : Probes()) {
         SCOPED_TRACE(testing::Message() << p.x << "," << p.y);
-        EXPECT_EQ(raster.At(p.x, p.y), p.clr);
-        EXPECT_EQ(aa.At(p.x, p.y), p.clr == kLand ? kSea : p.clr);
-        EXPECT_EQ(gl.At(p.x, p.y), 0xFFFFFFu);
+        EXPECT_EQ(At(raster, p.x, p.y), p.clr);
+        EXPECT_EQ(At(aa, p.x, p.y), p.clr == kLand ? kSea : p.clr);
+        EXPECT_EQ(At(gl, p.x, p.y), 0xFFFFFFu);
     }
     // The legend blends at 60 % over the sea (or the white); the keyed picture's black middle lets the land through.
-    EXPECT_GT(GetRValue(raster.At(123.72, 38.88)), GetRValue(kSea));
-    EXPECT_GT(GetRValue(aa.At(123.72, 38.88)), GetRValue(kSea));
-    EXPECT_NE(gl.At(123.72, 38.88), 0xFFFFFFu);
-    EXPECT_EQ(raster.At(128.85, 36.95), kLand);
-    EXPECT_NE(aa.At(128.85, 36.95), kBlack);
+    EXPECT_GT(GetRValue(At(raster, 123.72, 38.88)), GetRValue(kSea));
+    EXPECT_GT(GetRValue(At(aa, 123.72, 38.88)), GetRValue(kSea));
+    EXPECT_NE(At(gl, 123.72, 38.88), 0xFFFFFFu);
+    EXPECT_EQ(At(raster, 128.85, 36.95), kLand);
+    EXPECT_NE(At(aa, 128.85, 36.95), kBlack);
     // On OpenGL the hatched island paints its mask and its gaps, and "서울" (anchored right, below at (126.92, 37.5))
     // goes by the atlas: ink left of the anchor, none right of it.
     int nIsland = 0, nGaps = 0, nInk = 0, nRight = 0;
     for (double x = 126.4; x < 126.8; x += 0.01) {
-        nIsland += gl.At(x, 33.45) == kIsland;
-        nGaps += gl.At(x, 33.45) == kLand;
+        nIsland += At(gl, x, 33.45) == kIsland;
+        nGaps += At(gl, x, 33.45) == kLand;
     }
     for (double x = 126.3; x < 126.99; x += 0.01) // the road runs past 127
         for (double y = 37.22; y < 37.48; y += 0.01)
-            (x < 126.94 ? nInk : nRight) += gl.At(x, y) != 0xFFFFFFu;
+            (x < 126.94 ? nInk : nRight) += At(gl, x, y) != 0xFFFFFFu;
     EXPECT_GT(nIsland, 0);
     EXPECT_GT(nGaps, 0);
     EXPECT_GT(nInk, 100);
@@ -123,7 +99,7 @@ TEST_F(ThreePaths, EachPathKeepsTheMapsColours)
 // pixels, blends of two colours, count for none).
 const int kCell = 8, kCols = kWidth / kCell, kRows = kHeight / kCell;
 
-std::vector<bool> Cells(const Map& m, COLORREF clr, bool bBlends)
+std::vector<bool> Cells(const Frame& m, COLORREF clr, bool bBlends)
 {
     std::vector<bool> cells(static_cast<size_t>(kCols) * kRows, false);
     for (int i = 0; i < kWidth * kHeight; ++i) {
@@ -164,7 +140,7 @@ TEST_F(ThreePaths, InkTheSamePlaces)
                    {kIsland, true, true}, {kReef, true, true}, {kInk, true, false}};
     for (const auto& c : classes) {
         const std::vector<bool> base = Cells(raster, c.clr, false);
-        for (const Map* pOther : {&aa, &gl}) {
+        for (const Frame* pOther : {&aa, &gl}) {
             if (!(pOther == &aa ? c.bAntialiased : c.bOpenGL))
                 continue;
             SCOPED_TRACE(testing::Message() << std::hex << c.clr << (pOther == &aa ? " antialiased" : " opengl"));
