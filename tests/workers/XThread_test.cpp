@@ -170,7 +170,7 @@ TEST(XThread, StartGateSuspendAndCreateAgain)
     EXPECT_EQ(thread.Terminate(), 1);
 }
 
-TEST(XThread, TerminateOnTheWorkerItselfRefusesToWait)
+TEST(XThread, TerminateOnTheWorkerItselfRefusesToWaitAndTheHandleOutlivesTheFunction)
 {
     std::atomic<int> nResult{-1};
     XThread thread;
@@ -185,8 +185,11 @@ TEST(XThread, TerminateOnTheWorkerItselfRefusesToWait)
     for (int i = 0; i < 5000 && nResult.load() < 0; ++i)
         XfnSysSleep(1);
     EXPECT_EQ(nResult.load(), 0);
-    EXPECT_EQ(thread.IsValid(), 1);
+    for (int i = 0; i < 5000 && !XfnSysIsThreadFinished(thread.hThread); ++i)
+        XfnSysSleep(1);
+    EXPECT_EQ(thread.IsValid(), 1); // still held after the function returned
     EXPECT_EQ(thread.Terminate(), 1);
+    EXPECT_EQ(thread.IsValid(), 0);
 }
 
 TEST(XThread, CopiesShareTheThreadAndEitherEndsIt)
