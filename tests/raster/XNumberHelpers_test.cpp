@@ -35,14 +35,4 @@ TEST(XIsNumber, DigitsOnlyOrNumberCharactersWithinTheirCounts)
         EXPECT_EQ(XfnIsNumber(psz, 0), 0) << psz;
 }
 
-TEST(XIsNumber, TakesAnXStringByValueWithoutChangingIt)
-{
-    XString str("-42.5e1");
-    XString strShare(str);
-    EXPECT_EQ(XfnIsNumber(str, 0), 1);
-    EXPECT_EQ(XfnIsNumber(str, 1), 0);
-    EXPECT_TRUE(str == "-42.5e1");
-    EXPECT_TRUE(strShare == str);
-}
-
 } // namespace

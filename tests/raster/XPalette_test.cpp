@@ -21,10 +21,6 @@ struct tagPal {
         XfnGetPalette(nIndex, r, g, b);
     }
     std::tuple<int, int, int> At(int i) const { return {r[i], g[i], b[i]}; }
-    bool SameAs(const tagPal& o) const
-    {
-        return std::memcmp(r, o.r, 256) == 0 && std::memcmp(g, o.g, 256) == 0 && std::memcmp(b, o.b, 256) == 0;
-    }
     int DistinctColours() const
     {
         std::set<std::tuple<int, int, int>> set;
@@ -43,64 +39,34 @@ XString NameOf(int nIndex)
     return str;
 }
 
-TEST(XPalette, CatalogueHasSixtyEightNamedPalettesAndDefaultsOutside)
+// Every catalogued palette has its own name and fills entries 0-254 (255 too, but for the primary ramps 10-15);
+// indices outside give "Default" and leave the arrays alone.
+TEST(XPalette, CatalogueOfSixtyEightNamedPalettes)
 {
     EXPECT_EQ(XfnGetNumberOfPalette(), 68);
-    EXPECT_TRUE(NameOf(1) == "Grey");
-    EXPECT_TRUE(NameOf(6) == "Black + Rainbow");
-    EXPECT_TRUE(NameOf(20) == "Standard GAMMA-II");
-    EXPECT_TRUE(NameOf(26) == "16 LEVEL");
-    EXPECT_TRUE(NameOf(61) == "RGB_Reduce");
-    EXPECT_TRUE(NameOf(68) == "Yellow - Blue");
+    const std::pair<int, const char*> aNames[] = {
+        {1, "Grey"}, {6, "Black + Rainbow"}, {20, "Standard GAMMA-II"}, {26, "16 LEVEL"}, {61, "RGB_Reduce"},
+        {68, "Yellow - Blue"}, {0, "Default"}, {69, "Default"}, {-1, "Default"}, {1000, "Default"},
+    };
+    for (const auto& n : aNames)
+        EXPECT_TRUE(NameOf(n.first) == n.second) << n.first;
     std::set<std::string> setNames;
     for (int i = 1; i <= 68; ++i) {
-        XString str = NameOf(i);
-        EXPECT_FALSE(str == "Default") << i;
-        setNames.insert(static_cast<const char*>(str));
+        setNames.insert(static_cast<const char*>(NameOf(i)));
+        tagPal a(i, 0x00), b(i, 0xFF);
+        EXPECT_EQ(std::memcmp(&a, &b, sizeof a) == 0, i < 10 || i > 15) << "palette " << i;
+        for (int k = 0; k < 255; ++k)
+            ASSERT_EQ(a.At(k), b.At(k)) << "palette " << i << " entry " << k;
+        EXPECT_GT(a.DistinctColours(), 1) << "palette " << i;
     }
     EXPECT_EQ(setNames.size(), 68u);
-    for (int i : {0, 69, -1, 1000}) {
-        EXPECT_TRUE(NameOf(i) == "Default") << i;
+    EXPECT_EQ(setNames.count("Default"), 0u);
+    for (int i : {0, 69}) {
         tagPal pal(i);
         for (int k = 0; k < 256; ++k)
             ASSERT_EQ(pal.At(k), RGB(0x5A, 0x5A, 0x5A)) << i;
     }
     XfnGetPaletteName(1, nullptr); // ignored, not a crash
-}
-
-TEST(XPalette, EveryCataloguedPaletteFillsItsEntries)
-{
-    for (int i = 1; i <= 68; ++i) {
-        tagPal a(i, 0x00), b(i, 0xFF);
-        bool bPrimaryRamp = i >= 10 && i <= 15;
-        for (int k = 0; k < 255; ++k)
-            ASSERT_EQ(a.At(k), b.At(k)) << "palette " << i << " entry " << k;
-        EXPECT_EQ(a.At(255) == b.At(255), !bPrimaryRamp) << "palette " << i;
-        EXPECT_GT(a.DistinctColours(), 1) << "palette " << i;
-    }
-}
-
-TEST(XPalette, ComputedRamps)
-{
-    tagPal grey(1);
-    for (int i = 0; i < 256; ++i)
-        ASSERT_EQ(grey.At(i), RGB(i, i, i));
-    const RGB aExpected[6][3] = {
-        // entries 0, 100 and 254
-        {{0, 0, 0}, {100, 0, 0}, {254, 0, 0}},
-        {{0, 0, 0}, {0, 100, 0}, {0, 254, 0}},
-        {{0, 0, 0}, {0, 0, 100}, {0, 0, 254}},
-        {{255, 0, 0}, {255, 100, 100}, {255, 254, 254}},
-        {{0, 255, 0}, {100, 255, 100}, {254, 255, 254}},
-        {{0, 0, 255}, {100, 100, 255}, {254, 254, 255}},
-    };
-    for (int n = 10; n <= 15; ++n) {
-        tagPal pal(n, 0x5A);
-        EXPECT_EQ(pal.At(0), aExpected[n - 10][0]) << n;
-        EXPECT_EQ(pal.At(100), aExpected[n - 10][1]) << n;
-        EXPECT_EQ(pal.At(254), aExpected[n - 10][2]) << n;
-        EXPECT_EQ(pal.At(255), RGB(0x5A, 0x5A, 0x5A)) << n;
-    }
 }
 
 TEST(XPalette, DerivedPalettesKeepTheirRelations)
@@ -120,7 +86,7 @@ TEST(XPalette, DerivedPalettesKeepTheirRelations)
     for (int i = 0; i < 255; ++i)
         ASSERT_EQ(p9.At(i), p7.At(i)) << i;
     EXPECT_EQ(p7.At(255), RGB(0, 0, 0));
-    EXPECT_TRUE(p62.SameAs(p1));
+    EXPECT_EQ(std::memcmp(&p62, &p1, sizeof p1), 0);
 }
 
 TEST(XPalette, MixedPaletteSixteenStartsDarkAndStepTablesHaveTheirColourCounts)
@@ -138,7 +104,7 @@ TEST(XPalette, MixedPaletteSixteenStartsDarkAndStepTablesHaveTheirColourCounts)
     EXPECT_EQ(tagPal(66).DistinctColours(), 256);
 }
 
-// Control entries: exact, with the values in between running straight from one to the next within nTolerance steps.
+// Control entries: exact, with the values between running straight from one to the next within dTolerance.
 struct tagControl {
     int nEntry;
     RGB rgb;
@@ -157,15 +123,22 @@ void ExpectControls(int nIndex, std::initializer_list<tagControl> aControl, doub
             for (int i = pPrev->nEntry; i <= c.nEntry; ++i)
                 for (int ch = 0; ch < 3; ++ch) {
                     double dExact = a0[ch] + (a1[ch] - a0[ch]) * double(i - pPrev->nEntry) / (c.nEntry - pPrev->nEntry);
-                    ASSERT_LE(std::abs(apCh[ch][i] - dExact), dTolerance) << nIndex << " entry " << i << " channel " << ch;
+                    ASSERT_LE(std::abs(apCh[ch][i] - dExact), dTolerance) << nIndex << " entry " << i << " ch " << ch;
                 }
         }
         pPrev = &c;
     }
 }
 
-TEST(XPalette, TellingRowsAndTwoColourRamps)
+TEST(XPalette, ComputedRampsTellingRowsAndTwoColourRamps)
 {
+    ExpectControls(1, {{0, {0, 0, 0}}, {255, {255, 255, 255}}}, 0.0);
+    ExpectControls(10, {{0, {0, 0, 0}}, {254, {254, 0, 0}}}, 0.0);
+    ExpectControls(11, {{0, {0, 0, 0}}, {254, {0, 254, 0}}}, 0.0);
+    ExpectControls(12, {{0, {0, 0, 0}}, {254, {0, 0, 254}}}, 0.0);
+    ExpectControls(13, {{0, {255, 0, 0}}, {254, {255, 254, 254}}}, 0.0);
+    ExpectControls(14, {{0, {0, 255, 0}}, {254, {254, 255, 254}}}, 0.0);
+    ExpectControls(15, {{0, {0, 0, 255}}, {254, {254, 254, 255}}}, 0.0);
     ExpectControls(2, {{0, {229, 0, 255}}, {38, {81, 0, 255}}, {58, {3, 100, 255}}, {63, {0, 125, 255}},
                        {89, {0, 255, 151}}, {114, {0, 153, 51}}, {127, {56, 153, 0}}, {153, {168, 255, 0}},
                        {173, {255, 255, 0}}, {186, {255, 255, 0}}, {229, {255, 96, 0}}, {254, {255, 3, 85}},

@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 namespace {
 
 // Edge tiles on both sides, one side, none; odd pixel sizes; one row.
@@ -30,100 +28,43 @@ XBytes FileBytes(XFile& file)
     return all;
 }
 
-// Budgets: the whole raster, a few rows that do not divide the tile height, and one row.
-std::vector<int> Budgets(const XRasterShape& s)
-{
-    const int nRow = s.nXSize * s.nDataSize;
-    return {nRow * s.nYSize, nRow * 3, nRow};
-}
-
-// Tile then Untile restores every byte and nothing around the block, for every kind of block: memory
-// converted whole, memory through a temporary file (untiled whole) and a file, in chunks of every budget.
+// Tile then Untile restores every byte and nothing around the block, for every kind of block (memory converted
+// whole, memory through a temporary file, a file) and budgets of the whole raster, three rows and one row;
+// a memory block through a temporary file untiles whole (see MemoryBlockOddities).
 TEST(XTBConvert, RoundTripRestoresEveryByteForEveryKindAndBudget)
 {
     const XString strPath = TestFileName("kvd_xtb_file_");
-    for (int nKind = 0; nKind < 3; ++nKind) {
-        for (const XRasterShape& s : aShapes) {
-            for (int nBudget : Budgets(s)) {
-                SCOPED_TRACE(testing::Message() << "kind " << nKind << " " << s.nXSize << "x" << s.nYSize << " budget "
-                                                << nBudget);
+    for (int nKind = 0; nKind < 3; ++nKind)
+        for (const XRasterShape& s : aShapes)
+            for (int nRows : {s.nYSize, 3, 1}) {
+                const int nBudget = nRows * s.nXSize * s.nDataSize;
+                SCOPED_TRACE(testing::Message() << "kind " << nKind << " " << s.nXSize << "x" << s.nYSize << " rows "
+                                                << nRows);
                 const XBytes lines = MakeLines(s, unsigned(nBudget));
                 XBytes block(4, 'h');
                 block.insert(block.end(), lines.begin(), lines.end());
                 block.insert(block.end(), 4, 't');
                 XFile file;
-                XTB tb;
-                auto Attach = [&] {
-                    if (nKind == 2)
-                        tb.Set(&file, 4, s.nXSize, s.nYSize, s.nDataSize, s.nXTile, s.nYTile);
-                    else
-                        tb.Set(block.data(), 4, s.nXSize, s.nYSize, s.nDataSize, s.nXTile, s.nYTile, nKind);
-                };
-                auto Contents = [&] {
-                    if (nKind == 2)
-                        block = FileBytes(file);
-                    return XBytes(block.begin() + 4, block.end() - 4);
-                };
                 if (nKind == 2) {
                     ASSERT_TRUE(file.Open(strPath, XFile::flagCreate | XFile::flagReadWrite));
                     file.Write(block.data(), unsigned(block.size()));
                 }
-                Attach();
-                ASSERT_EQ(tb.Tile(nBudget, nullptr), 1);
-                EXPECT_EQ(Contents(), TileOrder(lines, s));
-                Attach();
-                ASSERT_EQ(tb.Untile(nKind == 1 ? s.nXSize * s.nYSize * s.nDataSize : nBudget, nullptr), 1);
-                EXPECT_EQ(Contents(), lines);
+                XTB tb;
+                for (int nPass = 0; nPass < 2; ++nPass) {
+                    if (nKind == 2)
+                        tb.Set(&file, 4, s.nXSize, s.nYSize, s.nDataSize, s.nXTile, s.nYTile);
+                    else
+                        tb.Set(block.data(), 4, s.nXSize, s.nYSize, s.nDataSize, s.nXTile, s.nYTile, nKind);
+                    const int nUntileBudget = nKind == 1 ? s.nXSize * s.nYSize * s.nDataSize : nBudget;
+                    ASSERT_EQ(nPass == 0 ? tb.Tile(nBudget, nullptr) : tb.Untile(nUntileBudget, nullptr), 1);
+                    if (nKind == 2)
+                        block = FileBytes(file);
+                    EXPECT_EQ(XBytes(block.begin() + 4, block.end() - 4), nPass == 0 ? TileOrder(lines, s) : lines);
+                }
                 EXPECT_EQ(std::string(block.begin(), block.begin() + 4), "hhhh");
                 EXPECT_EQ(std::string(block.end() - 4, block.end()), "tttt");
                 EXPECT_FALSE(FileExists(strPath + ".$XTBTEMP$"));
             }
-        }
-    }
-    XFile::Remove(strPath);
-}
-
-TEST(XTBConvert, MemoryUntileInChunksReadsOnFromTheEndOfTheTemporaryFile)
-{
-    // The second pass of a memory block does not rewind: its reads find the
-    // end of the file and copy the last chunk, still in the buffer, over
-    // every chunk.
-    XfnSetTempPath(TestTempDir()); // where the memory block converts
-    const XRasterShape s = {4, 4, 1, 2, 2};
-    const XBytes lines = MakeLines(s, 4);
-    XBytes block = TileOrder(lines, s);
-    XTB tb;
-    tb.Set(block.data(), 0, 4, 4, 1, 2, 2, 1);
-    ASSERT_EQ(tb.Untile(8, nullptr), 1); // two chunks of two rows
-    const XBytes lastRows(lines.begin() + 8, lines.end());
-    EXPECT_EQ(XBytes(block.begin(), block.begin() + 8), lastRows);
-    EXPECT_EQ(XBytes(block.begin() + 8, block.end()), lastRows);
-}
-
-TEST(XTBConvert, EmptyRasterAndBlockedTemporaryFileFail)
-{
-    // A raster of no rows creates and removes its temporary file; one of no columns gets no chunk buffer.
-    const XString strPath = TestFileName("kvd_xtb_empty_");
-    XFile file;
-    ASSERT_TRUE(file.Open(strPath, XFile::flagCreate | XFile::flagReadWrite));
-    XTB tb;
-    for (int nWidth : {10, 0}) {
-        tb.Set(&file, 0, nWidth, 10 - nWidth, 1, 4, 4);
-        EXPECT_EQ(tb.Tile(1000, nullptr), 0);
-        EXPECT_EQ(tb.Untile(1000, nullptr), 0);
-        EXPECT_FALSE(FileExists(strPath + ".$XTBTEMP$"));
-        EXPECT_EQ(file.GetLength(), 0);
-    }
-    // A directory in the temporary file's place fails the conversion and leaves the file as it was.
-    const XBytes lines = MakeLines({4, 4, 1, 2, 2});
-    file.Write(lines.data(), unsigned(lines.size()));
-    std::filesystem::create_directory(static_cast<const char*>(strPath + ".$XTBTEMP$"));
-    tb.Set(&file, 0, 4, 4, 1, 2, 2);
-    EXPECT_EQ(tb.Tile(8, nullptr), 0);
-    EXPECT_EQ(tb.Untile(8, nullptr), 0);
-    EXPECT_EQ(FileBytes(file), lines);
-    std::filesystem::remove(static_cast<const char*>(strPath + ".$XTBTEMP$"));
-    file.Close();
     XFile::Remove(strPath);
 }
 
@@ -164,80 +105,89 @@ std::vector<LONG> RunJob(XConvertJob& job, bool bCancelFirst)
     return percents;
 }
 
-TEST(XTBConvert, ProgressAndCancelThroughAThread)
+// Conversions of a file: failures leave it as it was, progress and cancel come through a thread.
+TEST(XTBConvert, FileFailuresProgressAndCancel)
 {
-    const XRasterShape s = {40, 101, 1, 16, 16};
-    const XBytes lines = MakeLines(s, 2);
     const XString strPath = TestFileName("kvd_xtb_thread_");
     XFile file;
     ASSERT_TRUE(file.Open(strPath, XFile::flagCreate | XFile::flagReadWrite));
-    file.Write(lines.data(), unsigned(lines.size()));
     XTB tb;
+    // A raster of no rows creates and removes its temporary file; one of no columns gets no chunk buffer.
+    for (int nWidth : {10, 0}) {
+        tb.Set(&file, 0, nWidth, 10 - nWidth, 1, 4, 4);
+        EXPECT_EQ(tb.Tile(1000, nullptr), 0);
+        EXPECT_EQ(tb.Untile(1000, nullptr), 0);
+        EXPECT_FALSE(FileExists(strPath + ".$XTBTEMP$"));
+        EXPECT_EQ(file.GetLength(), 0);
+    }
+    const XRasterShape s = {40, 101, 1, 16, 16};
+    const XBytes lines = MakeLines(s, 2);
+    file.Write(lines.data(), unsigned(lines.size()));
     tb.Set(&file, 0, s.nXSize, s.nYSize, 1, s.nXTile, s.nYTile);
+    // A directory in the temporary file's place fails the conversion.
+    std::filesystem::create_directory(static_cast<const char*>(strPath + ".$XTBTEMP$"));
+    EXPECT_EQ(tb.Tile(400, nullptr), 0);
+    EXPECT_EQ(tb.Untile(400, nullptr), 0);
+    EXPECT_EQ(FileBytes(file), lines);
+    std::filesystem::remove(static_cast<const char*>(strPath + ".$XTBTEMP$"));
 
     // Cancelled: the file stays in line order and the temporary file goes.
     for (bool bUntile : {false, true}) {
         XConvertJob job{&tb, 40 * 10, bUntile, -1};
-        std::vector<LONG> percents = RunJob(job, true);
+        EXPECT_TRUE(RunJob(job, true).empty());
         EXPECT_EQ(job.nResult, 0);
-        EXPECT_TRUE(percents.empty());
         EXPECT_EQ(FileBytes(file), lines);
         EXPECT_FALSE(FileExists(strPath + ".$XTBTEMP$"));
     }
 
     // Run to the end: one percent per chunk start, y * 100 / (ySize - 1).
     XConvertJob job{&tb, 40 * 10, false, -1};
-    std::vector<LONG> percents = RunJob(job, false);
+    EXPECT_EQ(RunJob(job, false), (std::vector<LONG>{0, 10, 20, 30, 40, 50, 60, 70, 80, 90, 100}));
     EXPECT_EQ(job.nResult, 1);
-    const std::vector<LONG> expected = {0, 10, 20, 30, 40, 50, 60, 70, 80, 90, 100};
-    EXPECT_EQ(percents, expected);
     EXPECT_EQ(FileBytes(file), TileOrder(lines, s));
-
-    XConvertJob back{&tb, 40 * 10, true, -1};
-    tb.Set(&file, 0, s.nXSize, s.nYSize, 1, s.nXTile, s.nYTile);
-    RunJob(back, false);
-    EXPECT_EQ(back.nResult, 1);
-    EXPECT_EQ(FileBytes(file), lines);
     file.Close();
     XFile::Remove(strPath);
 }
 
-TEST(XTBConvert, BudgetBelowOneRowLoopsUntilCancelled)
+// Memory blocks convert through a temporary file, with three defined oddities.
+TEST(XTBConvert, MemoryBlockOddities)
 {
-    XfnSetTempPath(TestTempDir()); // where the memory block converts
-    const XRasterShape s = {16, 8, 1, 4, 4};
-    const XBytes lines = MakeLines(s, 6);
-    XBytes block = lines;
+    UseTestTempDir();
+    // Untiling in chunks does not rewind the temporary file: the last chunk, still in the buffer, lands everywhere.
+    const XRasterShape s4 = {4, 4, 1, 2, 2};
+    const XBytes lines4 = MakeLines(s4, 4);
+    XBytes block = TileOrder(lines4, s4);
     XTB tb;
-    tb.Set(block.data(), 0, s.nXSize, s.nYSize, 1, 4, 4, 1);
-    XConvertJob job{&tb, 15, false, -1};
-    XMessageQueue queue;
-    XThread thread;
-    ASSERT_NE(thread.Create(&job, &queue, ConvertOnWorker, nullptr, 0), nullptr);
-    tagXMessage msg;
-    ASSERT_TRUE(queue.Get(msg, 10000)); // the first chunk, of no rows, reports 0 %
-    EXPECT_EQ(msg.lParam, 0);
-    EXPECT_EQ(thread.Terminate(), 1); // the only way out of the loop
-    EXPECT_EQ(job.nResult, 0);
-    EXPECT_EQ(block, lines);
-}
+    tb.Set(block.data(), 0, 4, 4, 1, 2, 2, 1);
+    ASSERT_EQ(tb.Untile(8, nullptr), 1);
+    const XBytes lastRows(lines4.begin() + 8, lines4.end());
+    EXPECT_EQ(XBytes(block.begin(), block.begin() + 8), lastRows);
+    EXPECT_EQ(XBytes(block.begin() + 8, block.end()), lastRows);
 
-TEST(XTBConvert, OneRowRasterReportsTheNonFinitePercentOnce)
-{
-    // y * 100.0 / (ySize - 1) is 0 / 0 for a raster of one row.
-    EXPECT_TRUE(std::isnan(0 * 100.0 / (1 - 1 + 0.0)));
-    const XRasterShape s = {9, 1, 1, 4, 4};
-    const XBytes lines = MakeLines(s, 8);
-    XBytes block = lines;
-    XfnSetTempPath(TestTempDir()); // where the memory block converts
-    XTB tb;
+    // A raster of one row reports 0 * 100.0 / 0 as its percent, once.
+    const XRasterShape s1 = {9, 1, 1, 4, 4};
+    const XBytes lines1 = MakeLines(s1, 8);
+    block = lines1;
     tb.Set(block.data(), 0, 9, 1, 1, 4, 4, 1);
     XConvertJob job{&tb, 9, false, -1};
-    std::vector<LONG> percents = RunJob(job, false);
+    EXPECT_EQ(RunJob(job, false), std::vector<LONG>{INT32_MIN});
     EXPECT_EQ(job.nResult, 1);
-    ASSERT_EQ(percents.size(), 1u);
-    EXPECT_EQ(percents[0], INT32_MIN);
-    EXPECT_EQ(block, TileOrder(lines, s));
+    EXPECT_EQ(block, TileOrder(lines1, s1));
+
+    // A budget below one row makes chunks of no rows forever: only a stop ends it.
+    const XBytes lines16 = MakeLines({16, 8, 1, 4, 4}, 6);
+    block = lines16;
+    tb.Set(block.data(), 0, 16, 8, 1, 4, 4, 1);
+    XConvertJob endless{&tb, 15, false, -1};
+    XMessageQueue queue;
+    XThread thread;
+    ASSERT_NE(thread.Create(&endless, &queue, ConvertOnWorker, nullptr, 0), nullptr);
+    tagXMessage msg;
+    ASSERT_TRUE(queue.Get(msg, 10000));
+    EXPECT_EQ(msg.lParam, 0);
+    EXPECT_EQ(thread.Terminate(), 1);
+    EXPECT_EQ(endless.nResult, 0);
+    EXPECT_EQ(block, lines16);
 }
 
 } // namespace

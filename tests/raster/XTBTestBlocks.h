@@ -1,16 +1,14 @@
-// Test helpers for XTB: line-order rasters with distinct bytes, and an
-// independent builder of the tile-order block (tiles appended one after the
-// other, edge tiles cut to the raster), against which the layout is checked.
+// Line-order rasters of varied bytes and an independent builder of the tile-order block (tiles one after the
+// other, edge tiles cut to the raster), against which XTB's layout is checked.
 #pragma once
-
-#include <filesystem>
-#include <string>
-#include <unistd.h>
 
 #include "KVDbase/files/XPath.h"
 
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
+#include <string>
+#include <unistd.h>
 #include <vector>
 
 typedef std::vector<unsigned char> XBytes;
@@ -19,8 +17,7 @@ struct XRasterShape {
     int nXSize, nYSize, nDataSize, nXTile, nYTile;
 };
 
-// Pixel (x, y) of a line-order raster: every byte differs from its
-// neighbours and from the same byte of other pixels nearby.
+// A line-order raster of pseudo-random bytes.
 inline XBytes MakeLines(const XRasterShape& s, unsigned nSeed = 1)
 {
     XBytes lines(size_t(s.nXSize) * s.nYSize * s.nDataSize);
@@ -59,32 +56,27 @@ inline XBytes Crop(const XBytes& lines, const XRasterShape& s, int x0, int x1, i
     return out;
 }
 
-// This test program's own directory for files, ending in a slash. Names
-// made from the time alone can meet those of another test program running
-// at the same moment, so each process keeps to a directory of its own,
-// removed with whatever is left in it when the program ends.
-inline const char* TestTempDir()
+// A directory of this process's own (other test programs run at the same time), removed at exit, made the
+// temporary directory: memory blocks convert there.
+inline void UseTestTempDir()
 {
     struct tagDir {
-        std::string strPath = (std::filesystem::temp_directory_path() /
-                               ("kvd_raster_" + std::to_string(static_cast<long>(getpid()))))
-                                  .string() +
-                              "/";
-        tagDir() { std::filesystem::create_directories(strPath); }
+        const std::filesystem::path path =
+            std::filesystem::temp_directory_path() / ("kvd_raster_" + std::to_string(getpid()));
+        tagDir() { std::filesystem::create_directories(path); }
         ~tagDir()
         {
             std::error_code ec;
-            std::filesystem::remove_all(strPath, ec);
+            std::filesystem::remove_all(path, ec);
         }
     };
     static const tagDir dir;
-    return dir.strPath.c_str();
+    XfnSetTempPath((dir.path.string() + "/").c_str());
 }
 
-// A fresh file name in the test directory, which stays the temporary
-// directory: the memory-block conversions put their temporary files there.
+// A fresh file name in the test directory.
 inline XString TestFileName(const char* pszPrefix)
 {
-    XfnSetTempPath(TestTempDir());
+    UseTestTempDir();
     return XfnGetTempFileName(pszPrefix);
 }

@@ -37,11 +37,6 @@ TEST(XTB, TileLayoutOfTheFiveByThreeExample)
     EXPECT_EQ(tb.GetTileInfo(0, 2, w, h), 0);
     EXPECT_EQ(tb.ReadTile(3, 0, w, h), nullptr);
     EXPECT_EQ(w, 7);
-    // An even division gives edge tiles of the full size.
-    tb.Set(block, 0, 8, 4, 1, 4, 2, 0);
-    tb.GetTileInfo(1, 1, w, h);
-    EXPECT_EQ(w, 4);
-    EXPECT_EQ(h, 2);
 }
 
 TEST(XTB, UnsetObjectRefusesEverythingAndRejectedRectanglesTouchNothing)
@@ -70,10 +65,6 @@ TEST(XTB, UnsetObjectRefusesEverythingAndRejectedRectanglesTouchNothing)
     EXPECT_EQ(tb.Set(b, 8, 2, 2, 1, 2, 2, 1), 1);
     EXPECT_EQ(tb.GetType(), 2);
     EXPECT_EQ(tb.GetBlockOffset(), 8);
-    tb.SetSizeParams(0, 1, 4);
-    EXPECT_EQ(tb.GetXSize(), 1);
-    EXPECT_EQ(tb.GetYSize(), 4);
-    EXPECT_EQ(tb.GetXTileSize(), 2);
     // Rectangles outside the raster or upside down, and tiles of the wrong size, touch nothing.
     const XRasterShape s = {10, 6, 1, 4, 4};
     XBytes block = TileOrder(MakeLines(s), s);
@@ -93,57 +84,70 @@ TEST(XTB, UnsetObjectRefusesEverythingAndRejectedRectanglesTouchNothing)
     EXPECT_EQ(block, TileOrder(MakeLines(s), s));
 }
 
-// Random rectangles read from a tiled block must equal the same rectangles of the line-order raster.
-void CheckRandomReads(XTB& tb, const XBytes& lines, const XRasterShape& s, std::mt19937& rng)
+// One walk of rectangles, parts of lines, whole lines and pixels: written through tb with the same edits made
+// to the line-order ref, or read back and compared with ref.
+void Walk(XTB& tb, XBytes& ref, const XRasterShape& s, bool bWrite)
 {
+    std::mt19937 rng(bWrite ? 11 : 5);
     for (int i = 0; i < 300; ++i) {
         int x0 = int(rng() % s.nXSize), x1 = int(rng() % s.nXSize);
         int y0 = int(rng() % s.nYSize), y1 = int(rng() % s.nYSize);
         if (x0 > x1) std::swap(x0, x1);
         if (y0 > y1) std::swap(y0, y1);
-        XBytes got(size_t(x1 - x0 + 1) * (y1 - y0 + 1) * s.nDataSize, 0xEE);
-        ASSERT_EQ(tb.ReadSubset(got.data(), x0, x1, y0, y1), 1);
-        ASSERT_EQ(got, Crop(lines, s, x0, x1, y0, y1)) << x0 << ".." << x1 << " x " << y0 << ".." << y1;
+        const int nKind = i % 4;
+        y1 = nKind == 0 ? y1 : y0;
+        x0 = nKind == 2 ? 0 : x0;
+        x1 = nKind == 2 ? s.nXSize - 1 : nKind == 3 ? x0 : x1;
+        const size_t nRow = size_t(x1 - x0 + 1) * s.nDataSize;
+        XBytes buf(nRow * (y1 - y0 + 1), 0xEE);
+        for (unsigned char& b : buf)
+            b = bWrite ? static_cast<unsigned char>(rng()) : b;
+        unsigned char* p = buf.data();
+        const int nDone = !bWrite ? (nKind == 0   ? tb.ReadSubset(p, x0, x1, y0, y1)
+                                     : nKind == 1 ? tb.ReadLine(p, x0, x1, y0)
+                                     : nKind == 2 ? tb.ReadLine(p, y0)
+                                                  : tb.ReadPixel(p, x0, y0))
+                                  : (nKind == 0   ? tb.WriteSubset(p, x0, x1, y0, y1)
+                                     : nKind == 1 ? tb.WriteLine(p, x0, x1, y0)
+                                     : nKind == 2 ? tb.WriteLine(p, y0)
+                                                  : tb.WritePixel(p, x0, y0));
+        ASSERT_EQ(nDone, 1) << i;
+        for (int y = y0; bWrite && y <= y1; ++y)
+            std::copy_n(buf.begin() + (y - y0) * nRow, nRow, ref.begin() + (size_t(y) * s.nXSize + x0) * s.nDataSize);
+        ASSERT_EQ(buf, Crop(ref, s, x0, x1, y0, y1)) << x0 << ".." << x1 << " x " << y0 << ".." << y1;
     }
 }
 
-TEST(XTB, ReadSubsetMatchesTheLineOrderRasterInMemoryAndOnFile)
+// The same walk in memory behind a header, and on file; the block is then checked whole.
+TEST(XTB, WalksOfWritesAndReadsMatchTheLineOrderRasterInMemoryAndOnFile)
 {
-    const XRasterShape s = {53, 41, 3, 16, 8};
-    const XBytes lines = MakeLines(s);
-    XBytes block(7, 0x11); // something in front of the block
-    const XBytes tiles = TileOrder(lines, s);
-    block.insert(block.end(), tiles.begin(), tiles.end());
-    std::mt19937 rng(5);
-
-    XTB inMemory;
-    inMemory.Set(block.data(), 7, s.nXSize, s.nYSize, s.nDataSize, s.nXTile, s.nYTile, 0);
-    CheckRandomReads(inMemory, lines, s, rng);
-
-    const XString strPath = TestFileName("kvd_xtb_read_");
-    XFile file;
-    ASSERT_TRUE(file.Open(strPath, XFile::flagCreate | XFile::flagReadWrite));
-    file.Write(block.data(), unsigned(block.size()));
-    XTB onFile;
-    onFile.Set(&file, 7, s.nXSize, s.nYSize, s.nDataSize, s.nXTile, s.nYTile);
-    CheckRandomReads(onFile, lines, s, rng);
-
-    // Whole tiles, a single column, a single pixel and whole lines.
-    XBytes got(16 * 8 * 3);
-    ASSERT_EQ(onFile.ReadSubset(got.data(), 16, 31, 8, 15), 1);
-    EXPECT_EQ(got, Crop(lines, s, 16, 31, 8, 15));
-    got.assign(41 * 3, 0);
-    ASSERT_EQ(onFile.ReadSubset(got.data(), 52, 52, 0, 40), 1);
-    EXPECT_EQ(got, Crop(lines, s, 52, 52, 0, 40));
-    got.assign(3, 0);
-    ASSERT_EQ(onFile.ReadPixel(got.data(), 52, 40), 1);
-    EXPECT_EQ(got, Crop(lines, s, 52, 52, 40, 40));
-    got.assign(53 * 3, 0);
-    ASSERT_EQ(onFile.ReadLine(got.data(), 40), 1);
-    EXPECT_EQ(got, Crop(lines, s, 0, 52, 40, 40));
-    ASSERT_EQ(onFile.ReadLine(got.data(), 3, 9, 2), 1);
-    EXPECT_EQ(XBytes(got.begin(), got.begin() + 21), Crop(lines, s, 3, 9, 2, 2));
-    file.Close();
+    const XRasterShape aShape[] = {{53, 41, 3, 16, 8}, {29, 19, 2, 8, 4}};
+    const XString strPath = TestFileName("kvd_xtb_walk_");
+    for (int nOnFile = 0; nOnFile < 2; ++nOnFile) {
+        const XRasterShape& s = aShape[nOnFile];
+        XBytes ref = MakeLines(s, 3);
+        XBytes block(7, 0x11);
+        const XBytes tiles = TileOrder(ref, s);
+        block.insert(block.end(), tiles.begin(), tiles.end());
+        XFile file;
+        ASSERT_TRUE(file.Open(strPath, XFile::flagCreate | XFile::flagReadWrite));
+        file.Write(block.data(), unsigned(block.size()));
+        XTB tb;
+        for (bool bWrite : {true, false}) {
+            if (nOnFile == 1)
+                tb.Set(&file, 7, s.nXSize, s.nYSize, s.nDataSize, s.nXTile, s.nYTile);
+            else
+                tb.Set(block.data(), 7, s.nXSize, s.nYSize, s.nDataSize, s.nXTile, s.nYTile, 0);
+            Walk(tb, ref, s, bWrite);
+        }
+        if (nOnFile == 1) {
+            file.SeekToBegin();
+            ASSERT_EQ(file.Read(block.data(), unsigned(block.size())), block.size());
+        }
+        EXPECT_EQ(XBytes(block.begin() + 7, block.end()), TileOrder(ref, s));
+        EXPECT_EQ(XBytes(block.begin(), block.begin() + 7), XBytes(7, 0x11));
+        file.Close();
+    }
     XFile::Remove(strPath);
 }
 
@@ -178,69 +182,6 @@ TEST(XTB, CacheEvictsInLoadOrderAndWholeTileWritesBypassIt)
     tb.Set(block.data(), 0, s.nXSize, s.nYSize, 1, 2, 2, 0);
     EXPECT_EQ(tb.cache.GetCount(), 4);
     EXPECT_EQ(TileBytes(tb, 2), XBytes(fresh, fresh + 4));
-}
-
-TEST(XTB, WritesLandWhereTheLayoutPutsThem)
-{
-    // Single pixels in edge tiles use the real edge width as their stride.
-    const XRasterShape s5 = {5, 3, 1, 2, 2};
-    XBytes small(15, 0);
-    XTB tb;
-    tb.Set(small.data(), 0, 5, 3, 1, 2, 2, 0);
-    unsigned char v = 0xA1;
-    ASSERT_EQ(tb.WritePixel(&v, 4, 2), 1);
-    EXPECT_EQ(small[14], 0xA1);
-    v = 0xB2;
-    ASSERT_EQ(tb.WritePixel(&v, 4, 1), 1);
-    EXPECT_EQ(small[9], 0xB2);
-    XBytes lines(15, 0);
-    lines[14] = 0xA1;
-    lines[9] = 0xB2;
-    EXPECT_EQ(small, TileOrder(lines, s5));
-
-    // Random rectangles written into a block on file, then the whole block
-    // compared with the tile order of the same edits on the lines.
-    const XRasterShape s = {29, 19, 2, 8, 4};
-    XBytes ref = MakeLines(s, 3);
-    const XString strPath = TestFileName("kvd_xtb_write_");
-    XFile file;
-    ASSERT_TRUE(file.Open(strPath, XFile::flagCreate | XFile::flagReadWrite));
-    const XBytes tiles = TileOrder(ref, s);
-    file.Write(tiles.data(), unsigned(tiles.size()));
-    XTB onFile;
-    onFile.Set(&file, 0, s.nXSize, s.nYSize, s.nDataSize, s.nXTile, s.nYTile);
-    std::mt19937 rng(11);
-    for (int i = 0; i < 200; ++i) {
-        int x0 = int(rng() % s.nXSize), x1 = int(rng() % s.nXSize);
-        int y0 = int(rng() % s.nYSize), y1 = int(rng() % s.nYSize);
-        if (x0 > x1) std::swap(x0, x1);
-        if (y0 > y1) std::swap(y0, y1);
-        if (i % 2 == 1)
-            y1 = y0; // every other edit is one line
-        if (i % 50 == 49) { // and now and then a whole line
-            x0 = 0;
-            x1 = s.nXSize - 1;
-        }
-        XBytes patch(size_t(x1 - x0 + 1) * (y1 - y0 + 1) * s.nDataSize);
-        for (unsigned char& b : patch)
-            b = static_cast<unsigned char>(rng());
-        if (i % 50 == 49)
-            ASSERT_EQ(onFile.WriteLine(patch.data(), y0), 1);
-        else
-            ASSERT_EQ(i % 2 == 0 ? onFile.WriteSubset(patch.data(), x0, x1, y0, y1)
-                                 : onFile.WriteLine(patch.data(), x0, x1, y0), 1);
-        size_t k = 0;
-        for (int y = y0; y <= y1; ++y)
-            for (int x = x0; x <= x1; ++x)
-                for (int c = 0; c < s.nDataSize; ++c)
-                    ref[(size_t(y) * s.nXSize + x) * s.nDataSize + c] = patch[k++];
-    }
-    XBytes whole(tiles.size());
-    file.SeekToBegin();
-    ASSERT_EQ(file.Read(whole.data(), unsigned(whole.size())), whole.size());
-    EXPECT_EQ(whole, TileOrder(ref, s));
-    file.Close();
-    XFile::Remove(strPath);
 }
 
 } // namespace

@@ -15,6 +15,8 @@ public:
     static const int nSlots = 128;
     std::atomic<int> anRuns[nSlots] = {};
     std::atomic<DWORD> anThreadIds[nSlots] = {};
+    XRecorder() = default;
+    explicit XRecorder(const XParallelProcess& src) : XParallelProcess(src) {}
 
     void OnRun(int nThread) override
     {
@@ -32,58 +34,27 @@ public:
 
 TEST(XParallelProcess, WithoutWorkersRunCallsOnRunZeroOnTheCallerAndANegativeCountNothing)
 {
-    XRecorder never;
-    EXPECT_TRUE(never.Run());
-    EXPECT_EQ(never.anRuns[0].load(), 1);
-    EXPECT_EQ(never.anThreadIds[0].load(), XfnSysGetCurrentThreadId());
-
-    XRecorder zero;
+    XRecorder never, zero, negative;
     zero.Create(0, false);
-    EXPECT_EQ(zero.GetNumThreads(), 0);
-    EXPECT_TRUE(zero.Run());
-    EXPECT_EQ(zero.anRuns[0].load(), 1);
-    EXPECT_EQ(zero.anThreadIds[0].load(), XfnSysGetCurrentThreadId());
-    EXPECT_EQ(zero.GetPercent(), 0);
-    EXPECT_TRUE(zero.Quit());
-    EXPECT_TRUE(zero.Quit());
-
-    XRecorder negative;
     negative.Create(-3, false);
+    for (XRecorder* p : {&never, &zero}) {
+        EXPECT_TRUE(p->Run());
+        EXPECT_EQ(p->anRuns[0].load(), 1);
+        EXPECT_EQ(p->anThreadIds[0].load(), XfnSysGetCurrentThreadId());
+        EXPECT_EQ(p->GetPercent(), 0);
+    }
+    EXPECT_EQ(zero.GetNumThreads(), 0);
+    EXPECT_TRUE(zero.Quit());
+    EXPECT_TRUE(zero.Quit());
     EXPECT_EQ(negative.GetNumThreads(), -3);
     EXPECT_TRUE(negative.Run());
     EXPECT_EQ(negative.TotalRuns(), 0);
     EXPECT_EQ(negative.GetPercent(), 0);
 }
 
-TEST(XParallelProcess, EachRunCallsEveryWorkerOnceOnItsOwnThread)
-{
-    XRecorder work;
-    work.Create(3, false);
-    ASSERT_EQ(work.GetNumThreads(), 3);
-    for (int nRun = 1; nRun <= 50; ++nRun) {
-        ASSERT_TRUE(work.Run());
-        for (int i = 0; i < 3; ++i)
-            ASSERT_EQ(work.anRuns[i].load(), nRun) << "worker " << i;
-    }
-    // The threads live across runs: each index always ran on its own thread.
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_TRUE(work.IsValid(i));
-        EXPECT_EQ(work.anThreadIds[i].load(), work.GetThreadID(i));
-        EXPECT_NE(work.GetThreadID(i), XfnSysGetCurrentThreadId());
-    }
-    EXPECT_NE(work.GetThreadID(0), work.GetThreadID(1));
-    EXPECT_FALSE(work.IsValid(3));
-    EXPECT_EQ(work.GetThreadID(3), 0u);
-    EXPECT_TRUE(work.Quit());
-    EXPECT_EQ(work.GetNumThreads(), 0);
-    EXPECT_EQ(work.phThreads, nullptr);
-
-    // A count of -1 asks for one worker per processor.
-    work.Create(-1, false);
-    EXPECT_EQ(work.GetNumThreads(), XfnSysGetProcessorCount());
-}
-
-TEST(XParallelProcess, WorkerIIsPinnedToProcessorIAndTheMaskWrapsAt32)
+// Every run calls each worker once on its own thread, which lives across runs; worker i is pinned to
+// processor i, the mask wrapping at 32, and a worker whose processor this machine lacks is not pinned.
+TEST(XParallelProcess, EachRunCallsEveryWorkerOnceOnItsOwnPinnedThread)
 {
     const int nProcessors = XfnSysGetProcessorCount();
     const int nWorkers = nProcessors + 2 > 33 ? nProcessors + 2 : 33;
@@ -92,17 +63,28 @@ TEST(XParallelProcess, WorkerIIsPinnedToProcessorIAndTheMaskWrapsAt32)
     ASSERT_EQ(work.GetNumThreads(), nWorkers);
     for (int i = 0; i < nProcessors && i < 32; ++i)
         EXPECT_EQ(XfnSysGetThreadAffinityMask(work.phThreads[i]), uint64_t(1) << i) << "worker " << i;
-    // Worker 32 takes the mask of worker 0.
     EXPECT_EQ(XfnSysGetThreadAffinityMask(work.phThreads[32]), 1u);
-    // A worker whose processor this machine lacks is not pinned at all.
     if (nProcessors > 1 && nProcessors < 32) {
         EXPECT_GT(__builtin_popcountll(XfnSysGetThreadAffinityMask(work.phThreads[nProcessors])), 1);
     }
-    // Workers without a processor of their own still run.
-    ASSERT_TRUE(work.Run());
-    ASSERT_TRUE(work.Run());
-    for (int i = 0; i < nWorkers; ++i)
-        EXPECT_EQ(work.anRuns[i].load(), 2) << "worker " << i;
+    for (int nRun = 1; nRun <= 20; ++nRun) {
+        ASSERT_TRUE(work.Run());
+        for (int i = 0; i < nWorkers; ++i)
+            ASSERT_EQ(work.anRuns[i].load(), nRun) << "worker " << i;
+    }
+    for (int i = 0; i < nWorkers; ++i) {
+        EXPECT_TRUE(work.IsValid(i));
+        EXPECT_EQ(work.anThreadIds[i].load(), work.GetThreadID(i));
+        EXPECT_NE(work.GetThreadID(i), XfnSysGetCurrentThreadId());
+    }
+    EXPECT_NE(work.GetThreadID(0), work.GetThreadID(1));
+    EXPECT_FALSE(work.IsValid(nWorkers));
+    EXPECT_EQ(work.GetThreadID(nWorkers), 0u);
+    EXPECT_TRUE(work.Quit());
+    EXPECT_EQ(work.GetNumThreads(), 0);
+    EXPECT_EQ(work.phThreads, nullptr);
+    work.Create(-1, false); // one worker per processor
+    EXPECT_EQ(work.GetNumThreads(), nProcessors);
 }
 
 TEST(XParallelProcess, SuspendedWorkersStartWithTheFirstRunAndCreateAgainEndsTheFirstSet)
@@ -150,7 +132,7 @@ public:
     }
 };
 
-TEST(XParallelProcess, CancelReachesRunningWorkersRunClearsAnEarlierOneAndPercentIsTheMean)
+TEST(XParallelProcess, CancelReachesRunningWorkersPercentIsTheMeanAndPast64RunDoesNotWait)
 {
     XReporter work;
     work.bWaitForCancel = true;
@@ -181,12 +163,10 @@ TEST(XParallelProcess, CancelReachesRunningWorkersRunClearsAnEarlierOneAndPercen
     EXPECT_EQ(work.GetPercent(), 75);
     work.OnMessagePercent(5, 99);
     EXPECT_EQ(work.GetPercent(), 75);
-}
 
-TEST(XParallelProcess, MoreThan64WorkersMakeRunReturnBeforeTheyFinish)
-{
-    XReporter work;
+    // One wait takes at most 64 events: with more workers Run returns before they finish.
     work.bGate = false;
+    work.nDone = 0;
     work.Create(65, false);
     EXPECT_TRUE(work.Run());
     EXPECT_LT(work.nDone.load(), 65);
@@ -197,13 +177,6 @@ TEST(XParallelProcess, MoreThan64WorkersMakeRunReturnBeforeTheyFinish)
     EXPECT_TRUE(work.Quit());
 }
 
-// A copy of another set.
-class XCopy : public XParallelProcess {
-public:
-    explicit XCopy(const XParallelProcess& src) : XParallelProcess(src) {}
-    void OnRun(int) override {}
-};
-
 TEST(XParallelProcess, CopiesShareTheWorkersAndTheFirstQuitEndsThem)
 {
     std::unique_ptr<XRecorder> pWork(new XRecorder);
@@ -212,7 +185,7 @@ TEST(XParallelProcess, CopiesShareTheWorkersAndTheFirstQuitEndsThem)
     XRecorder assigned;
     static_cast<XParallelProcess&>(assigned) = *pWork;
     static_cast<XParallelProcess&>(assigned) = static_cast<XParallelProcess&>(assigned);
-    std::unique_ptr<XCopy> pCopy(new XCopy(*pWork));
+    std::unique_ptr<XRecorder> pCopy(new XRecorder(static_cast<const XParallelProcess&>(*pWork)));
     EXPECT_EQ(assigned.phThreads, pWork->phThreads);
     EXPECT_EQ(pCopy->phThreads, pWork->phThreads);
     pWork.reset(); // ends the shared workers; the copies keep the arrays

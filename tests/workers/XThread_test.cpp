@@ -9,24 +9,17 @@
 
 namespace {
 
-// The values of every message now queued.
-std::vector<intptr_t> Drain(XMessageQueue& queue)
+// The values of every message now queued, each checked to be a callback message of thread.
+std::vector<intptr_t> Drain(XMessageQueue& queue, const XThread& thread)
 {
     std::vector<intptr_t> values;
     tagXMessage msg;
-    while (queue.Peek(msg))
+    while (queue.Peek(msg)) {
+        EXPECT_EQ(msg.nMessage, 0x7E8u);
+        EXPECT_EQ(msg.wParam, reinterpret_cast<uintptr_t>(&thread));
         values.push_back(msg.lParam);
+    }
     return values;
-}
-
-// Waits for the next message and checks that it is a callback of pThread.
-LONG NextValue(XMessageQueue& queue, XThread* pThread)
-{
-    tagXMessage msg{};
-    EXPECT_TRUE(queue.Get(msg, 5000));
-    EXPECT_EQ(msg.nMessage, 0x7E8u);
-    EXPECT_EQ(msg.wParam, reinterpret_cast<uintptr_t>(pThread));
-    return static_cast<LONG>(msg.lParam);
 }
 
 TEST(XThread, PercentPostsOncePerWholePercentWithinTheClampedRange)
@@ -47,7 +40,7 @@ TEST(XThread, PercentPostsOncePerWholePercentWithinTheClampedRange)
     double dZero = 0.0;
     thread.CallbackPercent(0.0 * 100.0 / dZero);
     thread.CallbackPercent(1e300);
-    EXPECT_EQ(Drain(queue), (std::vector<intptr_t>{10, 75, 100, static_cast<intptr_t>(INT32_MIN) + 20}));
+    EXPECT_EQ(Drain(queue, thread), (std::vector<intptr_t>{10, 75, 100, static_cast<intptr_t>(INT32_MIN) + 20}));
 
     thread.SetPercentRange(-5, 150);
     EXPECT_EQ(thread.nPercentLow, 0);
@@ -63,7 +56,6 @@ TEST(XThread, IdleObjectAnswersAndCallbacksStoreCodeAndTextAndPostInOrder)
     EXPECT_EQ(thread.Terminate(), 1);
     EXPECT_EQ(thread.Suspend(), 0xFFFFFFFFu);
     EXPECT_EQ(thread.Resume(), 0xFFFFFFFFu);
-    EXPECT_EQ(thread.nLastPercent, 0x7FFFFFFF);
     EXPECT_EQ(thread.Create(nullptr, nullptr, nullptr, nullptr, 0), nullptr);
     EXPECT_EQ(thread.IsValid(), 0);
     thread.CallbackFail("no window"); // a null window: stored, nothing posted
@@ -77,7 +69,7 @@ TEST(XThread, IdleObjectAnswersAndCallbacksStoreCodeAndTextAndPostInOrder)
     thread.CallbackCancel();
     thread.CallbackSuccess();
     thread.Callback(42, -7);
-    std::vector<intptr_t> values = Drain(queue);
+    std::vector<intptr_t> values = Drain(queue, thread);
     ASSERT_EQ(values.size(), 4u);
     EXPECT_EQ(values[0], 0);
     EXPECT_EQ(values[3], -7);
@@ -89,36 +81,8 @@ TEST(XThread, IdleObjectAnswersAndCallbacksStoreCodeAndTextAndPostInOrder)
     EXPECT_EQ(queue.GetCount(), 0);
 }
 
-DWORD ReportProgress(void* pParam)
-{
-    XThread* pThread = static_cast<XThread*>(pParam);
-    for (int i = 0; i <= 100; ++i)
-        pThread->CallbackPercent(i);
-    pThread->CallbackText(XString("done ") + static_cast<const char*>(pThread->pUserData));
-    pThread->CallbackSuccess();
-    return 0;
-}
-
-TEST(XThread, WorkerPostsToTheOwnerInOrderAndGetsItselfAsParameter)
-{
-    XMessageQueue queue;
-    XThread thread;
-    char szName[] = "job";
-    ASSERT_NE(thread.Create(szName, &queue, ReportProgress, nullptr, 0), nullptr);
-    EXPECT_EQ(thread.pfnThread, &ReportProgress);
-    for (int i = 0; i <= 100; ++i)
-        ASSERT_EQ(NextValue(queue, &thread), i);
-    NextValue(queue, &thread);
-    NextValue(queue, &thread);
-    EXPECT_EQ(thread.nLastCode, XTHREAD_SUCCESS);
-    EXPECT_STREQ(thread.strMessage, "done job");
-    EXPECT_EQ(thread.IsValid(), 1); // still held after the function returned
-    EXPECT_EQ(thread.Terminate(), 1);
-    EXPECT_EQ(thread.IsValid(), 0);
-}
-
-// A worker that steps until its XThread is asked to stop, taking any pause
-// at each step; waits are generous so that a loaded machine passes.
+// A worker that steps until its XThread is asked to stop, pausing at each step when suspended; waits are
+// generous so that a loaded machine passes.
 struct XLoop {
     XThread* pThread = nullptr;
     std::atomic<int> nSteps{0};
@@ -157,7 +121,7 @@ struct XLoop {
     }
 };
 
-TEST(XThread, SuspendedCreateHoldsTheFunctionAtItsStartGateAndCreateAgainEndsTheFirst)
+TEST(XThread, StartGateSuspendAndCreateAgain)
 {
     XLoop loop;
     XThread thread;
@@ -186,34 +150,30 @@ TEST(XThread, SuspendedCreateHoldsTheFunctionAtItsStartGateAndCreateAgainEndsThe
     EXPECT_EQ(thread.bStop, 0);
     EXPECT_TRUE(second.Advances(0));
     EXPECT_EQ(first.nSteps.load(), nFirstSteps);
-}
 
-TEST(XThread, SuspendPausesTheWorkerAtItsNextPollPoint)
-{
-    XLoop loop;
-    XThread thread;
-    ASSERT_NE(loop.Start(thread, 0), nullptr);
-    ASSERT_TRUE(loop.Advances(0));
+    // Suspend pauses the worker at its next poll point; each count needs its Resume.
+    XLoop paused;
+    ASSERT_NE(paused.Start(thread, 0), nullptr);
+    ASSERT_TRUE(paused.Advances(0));
     EXPECT_EQ(thread.Suspend(), 0u);
     EXPECT_EQ(thread.Suspend(), 1u);
     int nPaused = 0;
-    ASSERT_TRUE(loop.Settles(nPaused)); // the step under way ends at its poll point
+    ASSERT_TRUE(paused.Settles(nPaused));
     XfnSysSleep(50);
-    EXPECT_EQ(loop.nSteps.load(), nPaused);
+    EXPECT_EQ(paused.nSteps.load(), nPaused);
     EXPECT_EQ(thread.Resume(), 2u);
     XfnSysSleep(20);
-    EXPECT_EQ(loop.nSteps.load(), nPaused); // one count still holds it
+    EXPECT_EQ(paused.nSteps.load(), nPaused); // one count still holds it
     EXPECT_EQ(thread.Resume(), 1u);
-    EXPECT_TRUE(loop.Advances(nPaused));
+    EXPECT_TRUE(paused.Advances(nPaused));
     EXPECT_EQ(thread.Resume(), 0u);
     EXPECT_EQ(thread.Terminate(), 1);
 }
 
-TEST(XThread, TerminateOnTheWorkerItselfRefusesToWait)
+TEST(XThread, TerminateOnTheWorkerItselfRefusesToWaitAndTheHandleOutlivesTheFunction)
 {
     std::atomic<int> nResult{-1};
     XThread thread;
-    // The worker gets its XThread as parameter and reports through the user data.
     auto terminateFromInside = [](void* p) -> DWORD {
         XThread* pThread = static_cast<XThread*>(p);
         *static_cast<std::atomic<int>*>(pThread->pUserData) = pThread->Terminate();
@@ -225,8 +185,11 @@ TEST(XThread, TerminateOnTheWorkerItselfRefusesToWait)
     for (int i = 0; i < 5000 && nResult.load() < 0; ++i)
         XfnSysSleep(1);
     EXPECT_EQ(nResult.load(), 0);
-    EXPECT_EQ(thread.IsValid(), 1);
+    for (int i = 0; i < 5000 && !XfnSysIsThreadFinished(thread.hThread); ++i)
+        XfnSysSleep(1);
+    EXPECT_EQ(thread.IsValid(), 1); // still held after the function returned
     EXPECT_EQ(thread.Terminate(), 1);
+    EXPECT_EQ(thread.IsValid(), 0);
 }
 
 TEST(XThread, CopiesShareTheThreadAndEitherEndsIt)
@@ -248,12 +211,6 @@ TEST(XThread, CopiesShareTheThreadAndEitherEndsIt)
     EXPECT_EQ(assigned.IsValid(), 1);
     EXPECT_EQ(assigned.Terminate(), 1);
     EXPECT_EQ(thread.Terminate(), 1);
-
-    assigned.SetPercentRange(10, 20);
-    XThread source;
-    assigned = source;
-    EXPECT_EQ(assigned.nPercentLow, 0);
-    EXPECT_EQ(assigned.hThread, nullptr);
 }
 
 } // namespace
