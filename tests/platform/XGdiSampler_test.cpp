@@ -64,6 +64,7 @@ TEST(XGdiSampler, EveryKindOfObjectInOnePictureOnTheApplicationsPixels)
     }
     std::filesystem::create_directories("gdi-png");
     ASSERT_TRUE(XfnWritePNG(dc, "gdi-png/sampler.png"));
+    EXPECT_TRUE(XfnWriteBitmapPNG(back.bm, "gdi-png/sampler-back.png"));
     EXPECT_FALSE(XfnWritePNG(dc, "/nonexistent-dir/x.png"));
     // The last point of a line is left out; the star's middle is wound twice.
     const Probe probes[] = {{10, 10, RGB(0, 0, 160)}, {110, 10, kWhite}, {160, 95, kWhite},
