@@ -1,6 +1,5 @@
-// Transfers on the raster device: the ternary raster operations by truth
-// table, StretchBlt's source picking, StretchDIBits from 8, 24 and 32 bits,
-// and the bottom-up rows of DIB sections, GetDIBits and SetDIBits.
+// Transfers on the raster device: the ternary operations' truth table, StretchBlt's source picking, StretchDIBits
+// from 8, 24 and 32 bits, and the bottom-up rows of DIB sections, GetDIBits and SetDIBits.
 #include "platform/XGdiTestCanvas.h"
 
 #include <vector>
@@ -65,33 +64,14 @@ TEST(XGdiBlit, StretchPicksSourcePixelsInMode3)
     for (int y = 0; y < 4; ++y)
         for (int x = 0; x < 12; ++x)
             ASSERT_EQ(d.At(x, y), RGB((y / 2) * 3 + x / 4 + 1, 0, 0)) << x << "," << y;
-    // Shrinking takes the pixel under each target centre, no blend; a
-    // negative source width mirrors.
+    // Shrinking takes the pixel under each target centre, no blend; a negative source width mirrors.
     StretchBlt(small.dc, 0, 0, 1, 1, d.dc, 0, 0, 12, 4, SRCCOPY);
     StretchBlt(m.dc, 0, 0, 3, 1, s.dc, 3, 0, -3, 1, SRCCOPY);
     ExpectPixels(small, {{0, 0, RGB(5, 0, 0)}});
     ExpectPixels(m, {{0, 0, RGB(3, 0, 0)}, {2, 0, RGB(1, 0, 0)}});
 }
 
-TEST(XGdiBlit, DibSectionRowsRunBottomUpForAPositiveHeight)
-{
-    BITMAPINFO bmi = {};
-    bmi.bmiHeader = {40, 4, 3, 1, 32, BI_RGB, 0, 0, 0, 0, 0};
-    void* pv = nullptr;
-    XGdiTestCanvas cv(1, 1);
-    HBITMAP bm = CreateDIBSection(cv.dc, &bmi, DIB_RGB_COLORS, &pv, nullptr, 0);
-    ASSERT_NE(bm, nullptr);
-    Selected in(cv.dc, bm);
-    uint32_t* bits = static_cast<uint32_t*>(pv);
-    SetPixel(cv.dc, 1, 0, kRed);  // top row: the last row in memory
-    SetPixel(cv.dc, 2, 2, kBlue); // bottom row: the first in memory
-    EXPECT_EQ(bits[2 * 4 + 1] & 0xFFFFFF, 0xFF0000u);
-    EXPECT_EQ(bits[0 * 4 + 2] & 0xFFFFFF, 0x0000FFu);
-    bits[0] = 0x0000FF00;
-    EXPECT_EQ(GetPixel(cv.dc, 0, 2), RGB(0, 255, 0));
-}
-
-TEST(XGdiBlit, GetAndSetDIBitsMoveRowsBottomUp)
+TEST(XGdiBlit, DibRowsRunBottomUpForAPositiveHeight)
 {
     XGdiTestCanvas cv(3, 4);
     for (int y = 0; y < 4; ++y)
@@ -119,6 +99,19 @@ TEST(XGdiBlit, GetAndSetDIBitsMoveRowsBottomUp)
               (std::vector<LONG>{3, 4, 32}));
     bmi.bmiHeader.biBitCount = 16;
     EXPECT_EQ(GetDIBits(cv.dc, cv.bm, 0, 4, all.data(), &bmi, DIB_RGB_COLORS), 0);
+    // A DIB section of positive height keeps its top row last in memory.
+    bmi.bmiHeader = {40, 4, 3, 1, 32, BI_RGB, 0, 0, 0, 0, 0};
+    void* pv = nullptr;
+    HBITMAP bm = CreateDIBSection(cv.dc, &bmi, DIB_RGB_COLORS, &pv, nullptr, 0);
+    ASSERT_NE(bm, nullptr);
+    Selected in(cv.dc, bm);
+    uint32_t* bits = static_cast<uint32_t*>(pv);
+    SetPixel(cv.dc, 1, 0, kRed);
+    SetPixel(cv.dc, 2, 2, kBlue);
+    EXPECT_EQ((std::vector<uint32_t>{bits[2 * 4 + 1] & 0xFFFFFF, bits[2] & 0xFFFFFF}),
+              (std::vector<uint32_t>{0xFF0000u, 0x0000FFu}));
+    bits[0] = 0x0000FF00;
+    EXPECT_EQ(GetPixel(cv.dc, 0, 2), kGreen);
 }
 
 TEST(XGdiBlit, StretchDIBitsFromPalette24And32Bits)

@@ -1,6 +1,5 @@
-// Brushes and fills on the raster device: FillRect's excluded edges, PatBlt,
-// the hatches and their anchor, opaque and transparent gaps, pattern brushes,
-// polygon fill modes, ellipses, paths and the antialiased variation.
+// Fills on the raster device: excluded edges, PatBlt, hatches and their anchor, pattern brushes, fill modes,
+// ellipses, paths and the antialiased variation.
 #include "platform/XGdiTestCanvas.h"
 
 #include <vector>
@@ -62,8 +61,7 @@ TEST(XGdiFill, EachHatchIsAnchoredAtTheSurfaceOrigin)
 
 TEST(XGdiFill, PatternBrushesTileTheirUprightImageFromTheOrigin)
 {
-    // 2 by 2, bottom-up: at 24 bits the bottom row is red, blue and the top
-    // black, white; at 1 bit of a two-colour table, red, blue over blue, red.
+    // 2 by 2, bottom-up: 24 bits, red, blue under black, white; 1 bit of two colours, red, blue under blue, red.
     struct {
         BITMAPINFOHEADER h;
         uint8_t rows[2][8];
@@ -131,8 +129,8 @@ TEST(XGdiFill, PolygonsAndRectanglesCoverPixelCentresAndTheirOutlineTheEdges)
     Polygon(cv.dc, sq, 4);
     ExpectPixels(cv, {{10, 8, kBlack}, {2, 2, kBlack}, {5, 5, kRed}});
     EXPECT_EQ(cv.Count(kRed), 7 * 5);
-    // A rectangle's outline runs inside its box, corners given in either order;
-    // an empty box draws nothing; a ring of fewer than two points is refused.
+    // A rectangle's outline runs inside its box, corners in either order; an empty box draws nothing; a ring
+    // of fewer than two points is refused.
     const int counts[2] = {4, 1};
     EXPECT_TRUE(Rectangle(cv.dc, 19, 19, 12, 12));
     EXPECT_TRUE(Rectangle(cv.dc, 0, 15, 10, 15));
@@ -163,10 +161,8 @@ TEST(XGdiFill, PathsRecordEveryShapeAndAreFilledOrStrokedOnce)
 {
     XGdiTestCanvas cv(40, 20);
     Selected br(cv.dc, CreateSolidBrush(kRed));
-    EXPECT_FALSE(FillPath(cv.dc));
-    EXPECT_FALSE(EndPath(cv.dc));
-    // Each shape records a figure instead of drawing.
-    auto record = [&] {
+    EXPECT_FALSE(FillPath(cv.dc) || EndPath(cv.dc));
+    auto record = [&] { // each shape records a figure instead of drawing
         BeginPath(cv.dc);
         const POINT ring[4] = {{2, 2}, {12, 2}, {12, 12}, {2, 12}}, tri[3] = {{22, 2}, {26, 2}, {22, 6}};
         const POINT low[3] = {{22, 10}, {26, 10}, {22, 14}};
@@ -185,7 +181,7 @@ TEST(XGdiFill, PathsRecordEveryShapeAndAreFilledOrStrokedOnce)
     EXPECT_TRUE(FillPath(cv.dc));
     EXPECT_EQ(cv.Count(kBlack), 0);
     ExpectPixels(cv, {{2, 2, kRed}, {11, 11, kRed}, {12, 12, kWhite}, {15, 5, kRed}, {23, 3, kRed}, {23, 11, kRed}});
-    EXPECT_EQ(cv.At(33, 7), kRed);
+    ExpectPixels(cv, {{33, 7, kRed}});
     EXPECT_FALSE(FillPath(cv.dc)); // the path was used up
     cv.Fill(kWhite);
     record();

@@ -1,10 +1,7 @@
-// Objects, handles and windows of the raster device: bad handles of every
-// kind fail with the documented value and change nothing, bad arguments and
-// huge sizes fail cleanly, selection rules, palettes, regions, what GetObjectA
-// reports, device capabilities, windows, the wrapper classes and threads.
+// Handles of the raster device: bad ones of every kind fail with the documented value and change nothing; bad
+// arguments, selection rules, palettes, regions, GetObjectA, device capabilities, windows, wrappers, threads.
 #include "platform/XGdiTestCanvas.h"
 
-#include <fstream>
 #include <iterator>
 #include <thread>
 #include <vector>
@@ -180,7 +177,7 @@ TEST(XGdiHandle, BadArgumentsOfCreationAndModesFail)
     DeleteObject(one);
 }
 
-TEST(XGdiHandle, GetObjectReportsEachKindAndPalettesHaveNoEffect)
+TEST(XGdiHandle, GetObjectReportsEachKind)
 {
     XGdiTestCanvas cv(4, 4);
     LOGBRUSH lb = {BS_SOLID, kRed, 0}, got;
@@ -195,36 +192,20 @@ TEST(XGdiHandle, GetObjectReportsEachKindAndPalettesHaveNoEffect)
     EXPECT_EQ(GetObjectType(user), static_cast<DWORD>(OBJ_EXTPEN));
     ASSERT_EQ(GetObjectA(hatch, sizeof(got), &got), static_cast<int>(sizeof(got)));
     EXPECT_EQ(got.lbHatch, static_cast<ULONG_PTR>(HS_CROSS));
-    EXPECT_EQ(GetObjectA(cv.dc, sizeof(got), &got), 0);
-    // A palette is kept and selected, but the device has none to realise it on.
-    alignas(LOGPALETTE) uint8_t palBlock[sizeof(LOGPALETTE) + 2 * sizeof(PALETTEENTRY)];
-    LOGPALETTE* lp = reinterpret_cast<LOGPALETTE*>(palBlock);
-    *lp = {0x300, 3, {{1, 2, 3, 0}}};
-    HPALETTE pal = CreatePalette(lp);
-    WORD nEntries = 0;
-    EXPECT_EQ(GetObjectA(pal, sizeof(nEntries), &nEntries), 2);
-    EXPECT_EQ(nEntries, 3);
-    const HGDIOBJ stock = GetStockObject(DEFAULT_PALETTE);
-    EXPECT_EQ(SelectPalette(cv.dc, pal, FALSE), stock);
-    EXPECT_EQ(SelectPalette(cv.dc, pal, FALSE), pal);
     EXPECT_EQ(SelectPalette(cv.dc, reinterpret_cast<HPALETTE>(hatch), FALSE), nullptr);
-    EXPECT_EQ(GetCurrentObject(cv.dc, OBJ_PAL), pal);
-    EXPECT_EQ(RealizePalette(cv.dc), 0u);
-    EXPECT_FALSE(DeleteObject(pal));
-    SelectPalette(cv.dc, static_cast<HPALETTE>(stock), FALSE);
-    for (HGDIOBJ h : {HGDIOBJ(pal), HGDIOBJ(hatch), HGDIOBJ(user)})
+    EXPECT_EQ(RealizePalette(cv.dc), 0u); // the device has no palette to realise
+    for (HGDIOBJ h : {HGDIOBJ(hatch), HGDIOBJ(user)})
         EXPECT_TRUE(DeleteObject(h));
 }
 
-TEST(XGdiHandle, MemoryDCMeasuresItsReferenceAndTheDeviceHasNoPalette)
+TEST(XGdiHandle, MemoryDCMeasuresItsReferenceAndAWindowsDCGoesWithIt)
 {
     HWND wnd = XfnCreateImageWindow(320, 200);
     ASSERT_NE(wnd, nullptr);
     HDC win = GetDC(wnd), mem = CreateCompatibleDC(win);
-    EXPECT_EQ(GetDC(wnd), win);
+    EXPECT_EQ(GetDC(wnd), win); // one DC per window
     EXPECT_EQ(WindowFromDC(win), wnd);
-    // The device claims 96 pixels an inch, 32 bits a pixel and no palette; a
-    // memory DC measures the DC it was made for.
+    // 96 pixels an inch, 32 bits a pixel, no palette; a memory DC measures the DC it was made for.
     const int caps[][2] = {{HORZRES, 320}, {VERTRES, 200}, {BITSPIXEL, 32}, {PLANES, 1}, {HORZSIZE, 85}, {VERTSIZE, 53},
                            {LOGPIXELSX, 96}, {LOGPIXELSY, 96}, {TECHNOLOGY, DT_RASDISPLAY}, {NUMCOLORS, -1},
                            {COLORRES, 24}, {SIZEPALETTE, 0}, {DRIVERVERSION, 0x4000}};
@@ -232,14 +213,7 @@ TEST(XGdiHandle, MemoryDCMeasuresItsReferenceAndTheDeviceHasNoPalette)
         EXPECT_EQ(GetDeviceCaps(win, c[0]), c[1]) << c[0];
         EXPECT_EQ(GetDeviceCaps(mem, c[0]), c[1]) << c[0];
     }
-    EXPECT_EQ(GetDeviceCaps(win, RASTERCAPS) & RC_PALETTE, 0);
-    PALETTEENTRY pe[4];
-    EXPECT_EQ(GetSystemPaletteEntries(win, 0, 4, pe), 0u);
-    EXPECT_EQ(GetObjectType(mem), static_cast<DWORD>(OBJ_MEMDC));
-    EXPECT_EQ(GetObjectType(win), static_cast<DWORD>(OBJ_DC));
-    SIZE dim = {7, 7};
-    ASSERT_TRUE(GetBitmapDimensionEx(static_cast<HBITMAP>(GetCurrentObject(mem, OBJ_BITMAP)), &dim));
-    EXPECT_EQ(dim.cx, 0);
+    EXPECT_EQ((std::vector<DWORD>{GetObjectType(mem), GetObjectType(win)}), (std::vector<DWORD>{OBJ_MEMDC, OBJ_DC}));
     EXPECT_EQ(GetCurrentObject(win, OBJ_BITMAP), nullptr);
     // The window's DC is the window's: DeleteDC leaves it, and it goes with the window.
     EXPECT_FALSE(DeleteDC(win));
@@ -287,7 +261,7 @@ TEST(XGdiHandle, RegionsAnswerByTheirFillAndFillWithABrush)
 TEST(XGdiHandle, WrapperClassesDrawAndReturnWhatTheyReplaced)
 {
     XGdiTestCanvas cv(20, 20);
-    CDC dc, mem;
+    CDC dc;
     ASSERT_TRUE(dc.Attach(cv.dc));
     CPen red(PS_SOLID, 0, kRed);
     CBrush blue(kBlue);
@@ -304,16 +278,12 @@ TEST(XGdiHandle, WrapperClassesDrawAndReturnWhatTheyReplaced)
     dc.Detach();
     CRgn rgn;
     ASSERT_TRUE(rgn.CreateRectRgn(0, 0, 4, 4));
-    EXPECT_TRUE(rgn.PtInRegion(CPoint(3, 3)));
     EXPECT_FALSE(rgn.CreateRectRgn(0, 0, 1, 1)); // it holds one already
-    ASSERT_TRUE(mem.CreateCompatibleDC(nullptr));
-    EXPECT_EQ(mem.GetDeviceCaps(BITSPIXEL), 32);
 }
 
 TEST(XGdiHandle, ThreadsDrawOnTheirOwnDCsWhileObjectsComeAndGo)
 {
-    // Each thread makes and deletes its own objects and draws on its own
-    // surface; the handle table is shared by all of them.
+    // Each thread makes, uses and deletes its own objects on its own surface; the handle table is shared.
     constexpr int kThreads = 4;
     std::vector<int> failures(kThreads, 0);
     std::vector<std::thread> threads;

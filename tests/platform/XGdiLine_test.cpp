@@ -1,5 +1,4 @@
-// Pens on the raster device: the pixels of hairlines in every octant and off
-// the surface, cosmetic and user dashes, wide pens and the raster operations.
+// Pens on the raster device: hairlines in every octant and off the surface, dashes, wide pens, raster operations.
 #include "platform/XGdiTestCanvas.h"
 
 #include <cstdlib>
@@ -23,9 +22,8 @@ std::vector<int> Runs(const XGdiTestCanvas& cv, int y, int x0, int x1, COLORREF 
 
 TEST(XGdiLine, HairlinesStepOnePixelAlongTheMajorAxisAndLeaveOutTheirLastPixel)
 {
-    // Step i of n puts the minor axis at (2 i |d| + n) / 2n, rounded down; the
-    // walk of a line starting off the surface begins part way. Both widths 0
-    // and 1 are hairlines.
+    // Step i of n puts the minor axis at (2 i |d| + n) / 2n, rounded down, also for lines entering from off
+    // the surface; widths 0 and 1 are both hairlines.
     const POINT ends[][2] = {{{2, 3}, {12, 3}},   {{5, 5}, {15, 15}},   {{0, 19}, {19, 15}}, {{-30, -7}, {25, 14}},
                              {{45, 3}, {-9, 19}}, {{-4, 50}, {13, -6}}, {{16, -33}, {2, 28}}, {{-50, 0}, {29, 1}},
                              {{0, 0}, {-17, 60}}, {{-2, 1}, {6, 5}}};
@@ -59,8 +57,7 @@ TEST(XGdiLine, LinesFarOffTheSurfaceAreClippedWithoutWalkingThem)
     Selected p(cv.dc, CreatePen(PS_SOLID, 0, kBlack));
     MoveToEx(cv.dc, -2000000000, 10, nullptr);
     EXPECT_TRUE(LineTo(cv.dc, 2000000000, 10));
-    // A steep line across the whole coordinate range: at row 0 it is just past
-    // its halfway step, so it crosses the surface in its second column.
+    // Steep across the whole range: just past its halfway step at row 0, so in its second column.
     MoveToEx(cv.dc, 5, -2000000000, nullptr);
     EXPECT_TRUE(LineTo(cv.dc, 6, 2000000000));
     for (int i = 0; i < 20; ++i)
@@ -115,8 +112,7 @@ TEST(XGdiLine, UserStylesRunsAndWideStyledPensGrowWithTheWidth)
     EXPECT_EQ(Runs(cv, 5, 0, 64, kBlack), (std::vector<int>{1, 14, 1, 1, 14, 1, 1, 14, 1, 1, 14, 1}));
     EXPECT_EQ(ExtCreatePen(PS_GEOMETRIC | PS_USERSTYLE, 1, &lb, 0, table), nullptr);
     EXPECT_EQ(ExtCreatePen(PS_GEOMETRIC | PS_USERSTYLE, 1, &lb, 2, zeros), nullptr);
-    // A dash 3 widths long and a gap of one: 9 on, 3 off at width 3; the
-    // pen covers its width and flat caps stop at the ends.
+    // Dash 3 widths, gap 1: 9 on, 3 off at width 3; the pen covers its width, flat caps stop at the ends.
     Selected wide(cv.dc, ExtCreatePen(PS_GEOMETRIC | PS_DASH | PS_ENDCAP_FLAT, 3, &lb, 0, nullptr));
     cv.Line(2, 14, 47, 14);
     EXPECT_EQ(Runs(cv, 14, 2, 26, kBlack), (std::vector<int>{9, 3, 9, 3}));
@@ -127,8 +123,7 @@ TEST(XGdiLine, UserStylesRunsAndWideStyledPensGrowWithTheWidth)
 TEST(XGdiLine, XorTwiceRestoresEveryPixel)
 {
     XGdiTestCanvas cv(64, 64);
-    // A background with every kind of pixel under the shapes.
-    for (int i = 0; i < 64 * 64; ++i)
+    for (int i = 0; i < 64 * 64; ++i) // every kind of pixel under the shapes
         cv.bits[i] = 0xFF000000u | static_cast<uint32_t>(i * 2654435761u >> 8);
     const std::vector<uint32_t> before(cv.bits, cv.bits + 64 * 64);
     auto draw = [&] {
@@ -166,16 +161,4 @@ TEST(XGdiLine, BinaryRasterOperationsFollowTheirTruthTable)
             expect |= ((static_cast<unsigned>(x) >> (((p >> bit) & 1) * 2 + ((d >> bit) & 1))) & 1u) << bit;
         EXPECT_EQ(cv.bits[x] & 0xFFFFFFu, expect) << nRop;
     }
-}
-
-TEST(XGdiLine, CreatePenTakesTypeAndCapBitsAndDrawsByItsStyle)
-{
-    XGdiTestCanvas cv(20, 4);
-    const LOGPEN given = {PS_GEOMETRIC | PS_ENDCAP_FLAT | PS_SOLID, {0, 0}, kRed};
-    Selected p(cv.dc, CreatePenIndirect(&given));
-    LOGPEN lp;
-    ASSERT_EQ(GetObjectA(p.obj, sizeof(lp), &lp), static_cast<int>(sizeof(lp)));
-    EXPECT_EQ(lp.lopnStyle, PS_GEOMETRIC | PS_ENDCAP_FLAT);
-    cv.Line(0, 1, 20, 1);
-    EXPECT_EQ(cv.Count(kRed), 20);
 }

@@ -1,5 +1,4 @@
-// A memory DC over a top-down DIB section for the raster device's tests:
-// pixels read back straight from memory, probe tables, and a PNG of the
+// A memory DC over a top-down DIB section: pixels read straight from memory, probe tables, and a PNG of the
 // canvas written into the build tree (gdi-png/) to look at.
 #pragma once
 
@@ -45,7 +44,6 @@ struct XGdiTestCanvas {
         FillRect(dc, &r, b);
         DeleteObject(b);
     }
-    // A line from (x0, y0) to (x1, y1) with the selected pen.
     void Line(int x0, int y0, int x1, int y1)
     {
         MoveToEx(dc, x0, y0, nullptr);

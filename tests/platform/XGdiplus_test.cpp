@@ -38,36 +38,21 @@ TEST(Gdiplus, NullObjectsWrongKindsAndValuesOutOfRangeAreInvalidParameters)
     BitmapData data = {};
     BYTE bits[16];
     const GpStatus got[] = {
-        // Null objects and null results.
-        GdipCreateFromHDC(cv.dc, nullptr), GdipDeleteGraphics(nullptr), GdipGetSmoothingMode(g, nullptr),
-        GdipGetTextRenderingHint(g, nullptr), GdipGetInterpolationMode(g, nullptr),
-        GdipGetPixelOffsetMode(g, nullptr), GdipResetClip(nullptr), GdipResetWorldTransform(nullptr),
-        GdipGetWorldTransform(g, nullptr), GdipDrawLine(g, nullptr, 0, 0, 1, 1),
-        GdipDrawLinesI(g, pen, nullptr, 3), GdipDrawPolygonI(nullptr, pen, pts, 3),
-        GdipDrawRectangle(g, nullptr, 0, 0, 1, 1), GdipDrawEllipseI(g, nullptr, 0, 0, 1, 1),
-        GdipDrawPath(g, pen, nullptr), GdipFillEllipseI(g, nullptr, 0, 0, 1, 1),
+        // Null objects and null results, of each kind.
+        GdipCreateFromHDC(cv.dc, nullptr), GdipDeleteGraphics(nullptr), GdipGetWorldTransform(g, nullptr),
+        GdipDrawLine(g, nullptr, 0, 0, 1, 1), GdipDrawLinesI(g, pen, nullptr, 3), GdipDrawPath(g, pen, nullptr),
         GdipFillRectangle(nullptr, solid, 0, 0, 1, 1), GdipFillPolygonI(g, solid, nullptr, 3, FillModeAlternate),
-        GdipFillPath(g, nullptr, path), GdipFillRegion(g, solid, nullptr),
+        GdipFillPath(g, nullptr, path), GdipFillRegion(g, solid, nullptr), GdipDrawImageRect(g, nullptr, 0, 0, 1, 1),
         GdipMeasureString(g, L"a", 1, font, &at, fmt, nullptr, nullptr, nullptr),
-        GdipDrawString(g, L"a", 1, font, &at, fmt, nullptr), GdipDrawImageRect(g, nullptr, 0, 0, 1, 1),
-        GdipCreatePen1(0, 1.0f, UnitPixel, nullptr), GdipDeletePen(nullptr), GdipSetPenColor(nullptr, 0),
-        GdipGetPenColor(pen, nullptr), GdipCloneBitmapAreaI(0, 0, 1, 1, PixelFormat32bppARGB, nullptr, &img),
-        GdipGetPenWidth(pen, nullptr), GdipGetPenStartCap(pen, nullptr), GdipGetPenEndCap(pen, nullptr),
-        GdipGetPenDashStyle(pen, nullptr), GdipGetPenDashCount(pen, nullptr), GdipCreateSolidFill(0, nullptr),
-        GdipGetSolidFillColor(solid, nullptr), GdipCreateHatchBrush(HatchStyleCross, 0, 0, nullptr),
-        GdipGetBrushType(solid, nullptr), GdipDeleteBrush(nullptr), GdipCreatePath(FillModeAlternate, nullptr),
-        GdipDeletePath(nullptr), GdipAddPathRectangle(nullptr, 0, 0, 1, 1), GdipGetPointCount(path, nullptr),
+        GdipDrawString(g, L"a", 1, font, &at, fmt, nullptr), GdipCreatePen1(0, 1.0f, UnitPixel, nullptr),
+        GdipDeletePen(nullptr), GdipGetPenColor(pen, nullptr), GdipCreateSolidFill(0, nullptr),
+        GdipDeleteBrush(nullptr), GdipCreatePath(FillModeAlternate, nullptr), GdipAddPathRectangle(nullptr, 0, 0, 1, 1),
         GdipCreateRegionPath(path, nullptr), GdipDeleteRegion(nullptr), GdipCreateMatrix(nullptr),
-        GdipDeleteMatrix(nullptr), GdipGetMatrixElements(m, nullptr),
-        GdipCreateFontFamilyFromName(nullptr, nullptr, &fam),
-        GdipDeleteFontFamily(nullptr), GdipGetFamilyName(fam, nullptr, 0), GdipDeleteFont(nullptr),
-        GdipGetFontSize(font, nullptr), GdipGetFontStyle(font, nullptr), GdipGetFontUnit(font, nullptr),
-        GdipGetFamily(font, nullptr), GdipCreateStringFormat(0, 0, nullptr), GdipDeleteStringFormat(nullptr),
-        GdipGetStringFormatAlign(fmt, nullptr), GdipGetStringFormatLineAlign(fmt, nullptr),
+        GdipGetMatrixElements(m, nullptr), GdipCreateFontFamilyFromName(nullptr, nullptr, &fam),
+        GdipDeleteFontFamily(nullptr), GdipDeleteFont(nullptr), GdipCreateStringFormat(0, 0, nullptr),
         GdipCreateBitmapFromScan0(1, 1, 4, PixelFormat32bppARGB, bits, nullptr),
         GdipCreateBitmapFromGdiDib(nullptr, bits, &img), GdipBitmapGetPixel(img, 0, 0, nullptr),
-        GdipBitmapUnlockBits(img, nullptr), GdipGetImageWidth(img, nullptr), GdipGetImageHeight(img, nullptr),
-        GdipGetImagePixelFormat(img, nullptr), GdipGetImageBounds(img, nullptr, nullptr), GdipDisposeImage(nullptr),
+        GdipCloneBitmapAreaI(0, 0, 1, 1, PixelFormat32bppARGB, nullptr, &img), GdipDisposeImage(nullptr),
         // A brush of the wrong kind.
         GdipSetSolidFillColor(hatch, 0), GdipGetSolidFillColor(hatch, &argb), GdipGetHatchStyle(solid, &style),
         GdipGetHatchForegroundColor(solid, &argb), GdipGetHatchBackgroundColor(solid, &argb),
@@ -115,7 +100,7 @@ TEST(Gdiplus, PixelOffsetPutsWholeCoordinatesOnPixelCentres)
     Pen pen(Color(255, 0, 0, 0)), hair(Color(255, 0, 0, 0), 0.0f);
     g.SetSmoothingMode(SmoothingModeAntiAlias);
     g.DrawLine(&pen, 2, 5, 12, 5); // default offset: row 5 exactly
-    g.SetPixelOffsetMode(PixelOffsetModeHalf); // now the line lies on the edge of rows 9 and 10
+    g.SetPixelOffsetMode(PixelOffsetModeHalf); // now on the edge of rows 9 and 10
     g.DrawLine(&pen, 2, 10, 12, 10);
     ExpectPixels(cv, {{6, 4, kWhite}, {6, 5, kBlack}, {6, 6, kWhite}});
     for (int y : {9, 10})
@@ -129,21 +114,18 @@ TEST(Gdiplus, PixelOffsetPutsWholeCoordinatesOnPixelCentres)
 
 TEST(Gdiplus, HatchesAreEightByEightOnTheDeviceGrid)
 {
-    // A pixel in the foreground and one in the background of each hatch; any
-    // other code alternates pixels.
+    // Style, a foreground and a background pixel; an unknown style alternates pixels.
     const int cases[][5] = {{HatchStyleHorizontal, 3, 1, 3, 2},      {HatchStyleVertical, 7, 4, 6, 4},
                             {HatchStyleForwardDiagonal, 2, 2, 2, 3}, {HatchStyleBackwardDiagonal, 7, 0, 0, 0},
                             {HatchStyleCross, 7, 5, 5, 5},           {HatchStyleDiagonalCross, 3, 3, 1, 3},
                             {77, 0, 0, 1, 0}};
     for (const auto& c : cases) {
+        SCOPED_TRACE(c[0]);
         XGdiTestCanvas cv(24, 24);
         Graphics g(cv.dc);
         HatchBrush b(static_cast<HatchStyle>(c[0]), Color(0xFFFF0000), Color(0xFF0000FF));
-        EXPECT_EQ(b.GetType(), BrushTypeHatchFill);
-        // Translated by whole tiles: the pattern stays on the device grid.
-        g.TranslateTransform(8.0f, 8.0f);
+        g.TranslateTransform(8.0f, 8.0f); // by whole tiles: the pattern stays on the device grid
         g.FillRectangle(&b, -8, -8, 24, 24);
-        SCOPED_TRACE(c[0]);
         for (int tile = 0; tile < 24; tile += 8)
             ExpectPixels(cv, {{c[1] + tile, c[2], kRed}, {c[3], c[4] + tile, kBlue}});
     }
@@ -169,11 +151,6 @@ TEST(Gdiplus, TexturesTileFromTheWorldOriginTopRowFirstByTheirWrapMode)
         ExpectPixels(cv, {{1 + t, t, kRed}, {t, t, kGreen}, {2 + t, 3 + t, kWhite}});
     // Clamped: nothing beyond the image; mirrored: the next tile reads backwards.
     ExpectPixels(cv, {{0, 8, kGreen}, {5, 8, kWhite}, {1, 12, kRed}, {6, 12, kRed}, {7, 12, kGreen}});
-    Image* copy = tile.GetImage();
-    Color c;
-    static_cast<Bitmap*>(copy)->GetPixel(1, 0, &c);
-    EXPECT_EQ(c.GetValue(), 0xFFFF0000u);
-    delete copy;
     EXPECT_EQ(TextureBrush(nullptr).GetLastStatus(), InvalidParameter);
 }
 
@@ -207,8 +184,7 @@ TEST(Gdiplus, LockedBitsConvertAndGuardTheBitmap)
     EXPECT_EQ(bmp.LockBits(&outside, ImageLockModeRead, PixelFormat32bppARGB, &data), InvalidParameter);
     EXPECT_EQ(bmp.LockBits(&all, ImageLockModeRead, 0x1234, &data), InvalidParameter);
     EXPECT_EQ(Bitmap(0, 5, PixelFormat32bppARGB).GetLastStatus(), InvalidParameter);
-    // A bitmap over the caller's rows writes into them.
-    uint32_t rows[2] = {0, 0};
+    uint32_t rows[2] = {0, 0}; // a bitmap over the caller's rows writes into them
     Bitmap over(2, 1, 8, PixelFormat32bppARGB, reinterpret_cast<BYTE*>(rows));
     over.SetPixel(1, 0, Color(0x01020304));
     EXPECT_EQ(rows[1], 0x01020304u);
@@ -223,15 +199,8 @@ TEST(Gdiplus, DibsCloneAndDrawIntoRectangles)
     Bitmap src(&bi, dib);
     Bitmap* clone = src.Clone(0, 0, 2, 2, PixelFormat32bppARGB);
     ASSERT_NE(clone, nullptr);
-    Color c, d;
-    clone->GetPixel(0, 1, &c);
-    clone->GetPixel(1, 0, &d);
-    EXPECT_EQ(c.GetValue(), 0xFF0000FFu);
-    EXPECT_EQ(d.GetValue(), 0xFFFF0000u);
     EXPECT_EQ(src.Clone(1, 1, 2, 2, PixelFormat32bppARGB), nullptr);
-
-    // Nearest pixels into a rectangle: the transparent quarter keeps the
-    // surface, and nothing lands outside the target.
+    // Nearest pixels into a rectangle: the transparent quarter keeps the surface, nothing lands outside.
     XGdiTestCanvas cv(12, 8);
     Graphics g(cv.dc);
     g.SetInterpolationMode(InterpolationModeNearestNeighbor);
@@ -240,13 +209,6 @@ TEST(Gdiplus, DibsCloneAndDrawIntoRectangles)
     clone->SetPixel(1, 1, Color(0xFF00FF00));
     ASSERT_EQ(g.DrawImage(clone, Rect(2, 2, 4, 4), 0, 0, 2, 2, UnitPixel), Ok);
     ExpectPixels(cv, {{2, 2, kWhite}, {5, 2, kRed}, {2, 5, kBlue}, {5, 5, kGreen}, {1, 1, kWhite}, {6, 6, kWhite}});
-    // The whole image into a rectangle, smoothed: a plain colour stays plain to the edges.
-    Bitmap green(2, 2);
-    for (int i = 0; i < 4; ++i)
-        green.SetPixel(i % 2, i / 2, Color(0xFF00FF00));
-    g.SetInterpolationMode(InterpolationModeHighQualityBicubic);
-    ASSERT_EQ(g.DrawImage(&green, 7.0f, 1.0f, 4.0f, 6.0f), Ok);
-    ExpectPixels(cv, {{7, 1, kGreen}, {10, 6, kGreen}, {11, 6, kWhite}, {7, 7, kWhite}});
     delete clone;
 }
 
@@ -256,8 +218,7 @@ TEST(Gdiplus, PolygonsPathsAndRegionsFillByTheirModeAndOutlinesFollowThePen)
     Graphics g(cv.dc);
     SolidBrush red(Color(255, 255, 0, 0)), halfBlue(Color(0x80, 0, 0, 255));
     Pen blue(Color(255, 0, 0, 255));
-    // A pentagram, wound twice in its middle: empty there in the alternate
-    // mode, filled in the winding mode; a ring with a hole as a region.
+    // A pentagram (its middle wound twice) by either mode; a ring with a hole as a region.
     const Point star[5] = {{10, 0}, {16, 19}, {0, 7}, {20, 7}, {4, 19}};
     GraphicsPath winding(FillModeWinding), ring;
     winding.AddPolygon(star, 5);
@@ -282,8 +243,7 @@ TEST(Gdiplus, PolygonsPathsAndRegionsFillByTheirModeAndOutlinesFollowThePen)
     g.DrawEllipse(&blue, 40, 38, 15, 0);
     ExpectPixels(cv, {{5, 25, kBlue}, {10, 30, kBlue}, {5, 30, kWhite}, {25, 25, kBlue}, {25, 29, kBlue}});
     ExpectPixels(cv, {{40, 30, kBlue}, {50, 30, kBlue}, {45, 30, kWhite}, {47, 38, kBlue}});
-    // Half-transparent blue over white blends; the raster device goes on
-    // drawing on the same pixels.
+    // Half-transparent blue over white blends; the raster device draws on over it.
     g.FillRectangle(&halfBlue, 0, 40, 60, 4);
     EXPECT_EQ(GetBValue(cv.At(3, 42)), 255);
     EXPECT_NEAR(GetRValue(cv.At(3, 42)), 127, 2);
@@ -293,7 +253,7 @@ TEST(Gdiplus, PolygonsPathsAndRegionsFillByTheirModeAndOutlinesFollowThePen)
     cv.Save("gdiplus_shapes");
 }
 
-TEST(Gdiplus, ClipRectanglesReplaceOrIntersect)
+TEST(Gdiplus, ClipRectanglesReplaceOrIntersectAndTransformsComposeInOrder)
 {
     XGdiTestCanvas cv(10, 10);
     Graphics g(cv.dc);
@@ -310,28 +270,21 @@ TEST(Gdiplus, ClipRectanglesReplaceOrIntersect)
     g.ResetClip();
     g.FillRectangle(&b, 0, 0, 10, 10);
     EXPECT_EQ(cv.Count(kBlack), 100);
-}
-
-TEST(Gdiplus, WorldTransformsComposeInOrder)
-{
-    XGdiTestCanvas cv(4, 4);
-    Graphics g(cv.dc);
+    // Turn, then move; the appended move moves the result. +x turns to +y: clockwise on the screen.
     g.TranslateTransform(10.0f, 20.0f);
-    g.RotateTransform(90.0f); // turn, then move
-    g.TranslateTransform(1.0f, 0.0f, MatrixOrderAppend); // moves the result
-    Matrix m;
-    REAL e[6];
-    g.GetTransform(&m);
-    m.GetElements(e);
-    const REAL turned[6] = {0, 1, -1, 0, 11, 20}; // +x turns to +y: clockwise on the screen
-    for (int i = 0; i < 6; ++i)
-        EXPECT_NEAR(e[i], turned[i], 1e-6) << i;
+    g.RotateTransform(90.0f);
+    g.TranslateTransform(1.0f, 0.0f, MatrixOrderAppend);
     EXPECT_EQ(g.ScaleTransform(0.0f, 1.0f), InvalidParameter);
-    g.ResetTransform();
-    g.GetTransform(&m);
-    m.GetElements(e);
-    EXPECT_EQ((std::vector<REAL>(e, e + 6)), (std::vector<REAL>{1, 0, 0, 1, 0, 0}));
-    EXPECT_EQ(Matrix(1, 2, 3, 4, 5, 6).OffsetY(), 6.0f);
+    const REAL turned[6] = {0, 1, -1, 0, 11, 20}, reset[6] = {1, 0, 0, 1, 0, 0};
+    for (const REAL* expected : {turned, reset}) {
+        Matrix m;
+        REAL e[6];
+        g.GetTransform(&m);
+        m.GetElements(e);
+        for (int i = 0; i < 6; ++i)
+            EXPECT_NEAR(e[i], expected[i], 1e-6) << i;
+        g.ResetTransform();
+    }
 }
 
 TEST(Gdiplus, StringsAreMeasuredAndPlacedByTheirFormat)
@@ -349,14 +302,12 @@ TEST(Gdiplus, StringsAreMeasuredAndPlacedByTheirFormat)
     g.MeasureString(L"MMMM", -1, &font, at, &fmt, &centre);
     fmt.SetAlignment(StringAlignmentFar);
     g.MeasureString(L"MMMM", -1, &font, at, &fmt, &far);
-    EXPECT_GT(near.Width, 40.0f);
-    EXPECT_GT(near.Height, 15.0f);
+    EXPECT_TRUE(near.Width > 40.0f && near.Height > 15.0f);
     EXPECT_EQ((std::vector<REAL>{near.X, near.Y}), (std::vector<REAL>{100.0f, 30.0f}));
     EXPECT_NEAR(centre.X, 100.0f - near.Width / 2, 1e-3);
     EXPECT_NEAR(centre.Y, 30.0f - near.Height, 1e-3);
     EXPECT_NEAR(far.X + far.Width, 100.0f, 1e-3);
-    // Drawn centred above the point, aliased: ink of one colour on both sides
-    // of x = 100, none below y = 30.
+    // Drawn centred above the point, aliased: ink of one colour either side of x = 100, none below y = 30.
     SolidBrush black(Color(255, 0, 0, 0));
     fmt.SetAlignment(StringAlignmentCenter);
     g.SetTextRenderingHint(TextRenderingHintSingleBitPerPixelGridFit);
@@ -367,8 +318,7 @@ TEST(Gdiplus, StringsAreMeasuredAndPlacedByTheirFormat)
         for (int x = 0; x < 200; ++x)
             if (cv.At(x, y) != kWhite)
                 (y > 31 ? below : x < 100 ? left : right)++;
-    EXPECT_GT(left, 50);
-    EXPECT_GT(right, 50);
+    EXPECT_TRUE(left > 50 && right > 50) << left << " " << right;
     EXPECT_EQ(below, 0);
     EXPECT_EQ(cv.Colours().size(), 2u);
     EXPECT_EQ(Gdiplus::Font(&family, 0.0f).GetLastStatus(), InvalidParameter);
@@ -379,8 +329,9 @@ TEST(Gdiplus, DashesLeaveGapsInUnitsOfTheWidth)
     XGdiTestCanvas cv(120, 70);
     Graphics g(cv.dc);
     g.SetSmoothingMode(SmoothingModeAntiAlias);
-    const REAL custom[] = {4.0f, 2.0f};
-    for (int nStyle = 0; nStyle <= 5; ++nStyle) {
+    const REAL custom[] = {4.0f, 2.0f}, zeros[] = {0.0f, 0.0f};
+    for (int nStyle = 0; nStyle <= 5; ++nStyle) { // the five styles, then a custom pattern
+        SCOPED_TRACE(nStyle);
         const int y = 5 + 10 * nStyle;
         Pen native(Color(255, 0, 0, 0), 2.0f);
         native.SetStartCap(LineCapRound); // dashes keep flat ends all the same
@@ -392,27 +343,24 @@ TEST(Gdiplus, DashesLeaveGapsInUnitsOfTheWidth)
         int ink = 0, gaps = 0;
         for (int x = 12; x < 108; ++x)
             (cv.At(x, y) == kWhite ? gaps : ink)++;
-        SCOPED_TRACE(nStyle);
         EXPECT_GT(ink, 20);
         EXPECT_EQ(gaps > 10, nStyle != 0) << gaps;
     }
-    // Style 2 (dot) at width 2 from the centre of pixel 10: two pixels on, two off.
+    // Dots at width 2 from the centre of pixel 10: two pixels on, two off.
     ExpectPixels(cv, {{11, 25, kBlack}, {13, 25, kWhite}, {15, 25, kBlack}});
-    // A zero run (a pattern scaled by a zero width) and a negative width are
-    // refused and change nothing.
+    // A zero run and a negative width are refused and change nothing.
     Pen pen(Color(255, 0, 0, 255), 2.0f);
-    const REAL zeros[] = {0.0f, 0.0f};
     EXPECT_EQ(pen.SetDashPattern(custom, 2), Ok);
     EXPECT_EQ(pen.SetDashPattern(zeros, 2), InvalidParameter);
     EXPECT_EQ(pen.SetWidth(-1.0f), InvalidParameter);
     EXPECT_EQ(pen.GetDashPatternCount(), 2);
     EXPECT_EQ(pen.GetWidth(), 2.0f);
+    // A filled and outlined ellipse: the corner of the box lies outside the curve.
     SolidBrush green(Color(0xFF00FF00));
     Pen blue(Color(0xFF0000FF));
     g.FillEllipse(&green, 30, 0, 20, 10);
     g.DrawEllipse(&blue, 30, 0, 20, 10);
-    ExpectPixels(cv, {{40, 5, kGreen}, {31, 0, kWhite}}); // the corner lies outside the curve
-    EXPECT_GT(GetBValue(cv.At(30, 5)), 0xC0u);
-    EXPECT_EQ(GetRValue(cv.At(30, 5)), 0u);
+    ExpectPixels(cv, {{40, 5, kGreen}, {31, 0, kWhite}});
+    EXPECT_TRUE(GetBValue(cv.At(30, 5)) > 0xC0u && GetRValue(cv.At(30, 5)) == 0u);
     cv.Save("gdiplus_dashes");
 }

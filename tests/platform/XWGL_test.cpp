@@ -1,3 +1,4 @@
+// WGL on the DC's bitmap: the pixel format and its failures, SwapBuffers, shared lists, outline glyphs.
 #include "KVDbase/platform/XWGL.h"
 #include "XGLTestContext.h"
 
@@ -31,10 +32,8 @@ TEST(WGL, FormatIsRgbaDoubleBufferedWithDeepDepthAndFailuresAreReported)
     const int iFormat = ChoosePixelFormat(dc.Handle(), &kPfd);
     ASSERT_GT(iFormat, 0);
     EXPECT_GE(DescribePixelFormat(dc.Handle(), iFormat, sizeof(pfd), &pfd), iFormat);
-    EXPECT_EQ(pfd.nSize, 40);
-    EXPECT_EQ(pfd.dwFlags & 0x25u, 0x25u);
-    EXPECT_EQ(pfd.iPixelType, PFD_TYPE_RGBA);
-    EXPECT_EQ(pfd.cColorBits, 32);
+    EXPECT_EQ((std::vector<int>{pfd.nSize, int(pfd.dwFlags & 0x25u), pfd.iPixelType, pfd.cColorBits}),
+              (std::vector<int>{40, 0x25, PFD_TYPE_RGBA, 32}));
     EXPECT_TRUE(pfd.cDepthBits >= 24 && pfd.cDepthBits <= 32) << int(pfd.cDepthBits);
     EXPECT_EQ(DescribePixelFormat(dc.Handle(), 0, sizeof(pfd), &pfd), 0);
     EXPECT_EQ(wglCreateContext(other.Handle()), nullptr); // no format yet
@@ -53,12 +52,9 @@ TEST(WGL, SwapBuffersCopiesTheFrameRightWayUpAtTheSizeOfTheDC)
         ASSERT_TRUE(dc.MakeCurrent());
         DrawTopHalf();
         ASSERT_TRUE(SwapBuffers(dc.Handle()));
-        for (int x : {0, 15}) {
-            EXPECT_EQ(dc.At(x, 0), 0x00FF00u) << bTopDown;
-            EXPECT_EQ(dc.At(x, 4), 0x00FF00u) << bTopDown;
-            EXPECT_EQ(dc.At(x, 5), 0xFF0000u) << bTopDown;
-            EXPECT_EQ(dc.At(x, 9), 0xFF0000u) << bTopDown;
-        }
+        for (int x : {0, 15})
+            for (int y : {0, 4, 5, 9})
+                EXPECT_EQ(dc.At(x, y), y < 5 ? 0x00FF00u : 0xFF0000u) << bTopDown << " " << x << "," << y;
     }
     // The surface follows the DC's bitmap when it changes size.
     XGLTestDC dc(8, 8);
@@ -102,8 +98,7 @@ TEST(WGL, OutlineGlyphsInEmUnits)
     GLuint base = glGenLists(256);
     std::vector<GLYPHMETRICSFLOAT> gm(256);
     ASSERT_TRUE(XfnUseFontOutlines(&lf, 0, 255, base, 0.0f, 0.0f, WGL_FONT_POLYGONS, gm.data()));
-    // An upright capital stands on the base line, under one em, with an
-    // advance that moves the pen; a blank draws nothing but advances.
+    // A capital stands on the base line under one em, its advance moving the pen; a blank only advances.
     const GLYPHMETRICSFLOAT& h = gm['H'];
     EXPECT_TRUE(h.gmfBlackBoxY > 0.6f && h.gmfBlackBoxY < 1.0f) << h.gmfBlackBoxY;
     EXPECT_NEAR(h.gmfptGlyphOrigin.y, h.gmfBlackBoxY, 1e-6);
@@ -113,8 +108,7 @@ TEST(WGL, OutlineGlyphsInEmUnits)
     EXPECT_GT(gm[0xE9].gmfBlackBoxY, gm['e'].gmfBlackBoxY); // the accent of e-acute in the ANSI page
     EXPECT_GT(gm[0x80].gmfCellIncX, 0.0f);                  // the euro sign at 0x80
 
-    // "H" drawn at 48 pixels to the em fills its two stems and leaves the
-    // space between them open.
+    // "H" at 48 pixels to the em fills its two stems and leaves the space between them open.
     glClearColor(0, 0, 0, 1);
     glClear(GL_COLOR_BUFFER_BIT);
     glMatrixMode(GL_PROJECTION);
