@@ -263,21 +263,23 @@ bool XMMFile::SetLength(uint64_t& nLength)
         XfnSysCloseMapping(hMapping);
         hMapping = -1;
     }
+    // The file is mapped again whether or not it could change size: a
+    // failed growth leaves the object reading and writing what it had.
     const uint64_t nPadded = nLength + nGranularity;
+    bool bDone = false;
     if (XfnSysSeek(hFile, static_cast<int64_t>(nPadded), 0) == -1) {
         strLastError = kPointerFailed;
-        return false;
-    }
-    if (!XfnSysSetEndOfFile(hFile)) {
+    } else if (!XfnSysSetEndOfFile(hFile)) {
         strLastError = kEndFailed;
-        return false;
+    } else {
+        nFileSize = nLength;
+        nMappedSize = nPadded;
+        bDone = true;
     }
-    nFileSize = nLength;
-    nMappedSize = nPadded;
     hMapping = XfnSysCreateMapping(hFile);
     // The window is mapped whole, so that reads in it stay inside the view.
     nWindowSize = WindowSizeAt(nWindowBase);
     if (hMapping != -1 && nWindowSize != 0)
         MapWindow();
-    return true;
+    return bDone;
 }
