@@ -40,15 +40,7 @@ XIMPLEMENT_DYNCREATE(XTestNode, XObject)
 
 namespace {
 
-using collstream::Bytes;
-using collstream::Concat;
-using collstream::KnownHierarchy;
-using collstream::NewHierarchy;
-using collstream::Ordered;
-using collstream::U32;
-using collstream::Load;
-using collstream::nSwapModes;
-using collstream::Store;
+using namespace collstream;
 
 Bytes Text(const std::string& s)
 {

@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <filesystem>
+#include <regex>
 #include <string>
 
 namespace {
@@ -22,12 +23,7 @@ template <class F> void InDirectory(const std::filesystem::path& dir, F body)
 // prefix, eleven digits of the UTC time, ".tmp".
 bool IsTempName(const std::string& name, const std::string& prefix)
 {
-    if (name.size() != prefix.size() + 15 || name.compare(0, prefix.size(), prefix) != 0)
-        return false;
-    for (size_t i = prefix.size(); i < prefix.size() + 11; ++i)
-        if (name[i] < '0' || name[i] > '9')
-            return false;
-    return name.compare(prefix.size() + 11, 4, ".tmp") == 0;
+    return std::regex_match(name, std::regex(prefix + "[0-9]{11}\\.tmp"));
 }
 
 } // namespace
