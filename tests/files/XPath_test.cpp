@@ -106,24 +106,6 @@ TEST_F(XPathTest, ResolvesFromCurrentDirectoryOrGivesACutCopy)
     EXPECT_STREQ(out, "");
 }
 
-TEST(XfnGetModuleFileName, ProgramAndLibrary)
-{
-    std::string strProgram = std::filesystem::read_symlink("/proc/self/exe").string();
-    std::filesystem::path dir = std::filesystem::path(strProgram).parent_path();
-    EXPECT_EQ(std::string(XfnGetModuleFileName(nullptr)), strProgram);
-    // The library is linked into this test program.
-    EXPECT_EQ(std::string(XfnGetModuleFileName(XfnGetLibraryModule())), strProgram);
-    EXPECT_EQ(std::string(XfnGetModulePath(nullptr)), dir.string() + "/");
-    EXPECT_EQ(std::string(XfnGetModulePathUpper(nullptr)), dir.parent_path().string() + "/");
-    XString strShort;
-    XfnGetModuleShortFileName(nullptr, strShort);
-    EXPECT_EQ(std::string(strShort), strProgram);
-    // An address in no module has no name.
-    int nLocal = 0;
-    EXPECT_STREQ(XfnGetModuleFileName(&nLocal), "");
-    EXPECT_STREQ(XfnGetModulePathUpper(&nLocal), "");
-}
-
 TEST_F(XPathTest, TimeTailInSetOrCurrentDirectory)
 {
     std::string base = std::filesystem::canonical(dir.path).string();

@@ -122,17 +122,3 @@ TEST_F(XStdioFileTest, FailuresUseCauseCodes)
     // The path constructor reports as XFile does.
     EXPECT_THROW(XStdioFile(dir("missing").c_str(), XFile::flagRead), XFileException);
 }
-
-// Close writes the buffer and Abort keeps the path; both let the share mode go with the stream.
-TEST_F(XStdioFileTest, CloseAndAbortFreeTheFile)
-{
-    std::string path = dir("c.txt");
-    XStdioFile file(path.c_str(), XFile::flagWrite | XFile::flagCreate);
-    file.WriteString("buffered");
-    file.Close();
-    EXPECT_EQ(std::make_pair(file.pStream, file.hFile), std::make_pair(static_cast<FILE*>(nullptr), -1));
-    XStdioFile again(path.c_str(), XFile::flagRead);
-    again.Abort();
-    EXPECT_EQ(std::string(again.strPath), path);
-    EXPECT_EQ(XFile(path.c_str(), XFile::flagRead).GetLength(), 8);
-}
