@@ -91,8 +91,7 @@ TEST(XException, ThrownClassesKeepTheirPlace)
     }
 }
 
-// One handler for std::exception catches a file, an archive and a memory
-// failure, and each says what went wrong.
+// One handler for std::exception catches a file, an archive and a memory failure, and each says what went wrong.
 TEST(XException, EveryFailureIsAStdExceptionThatSaysWhat)
 {
     unsigned char abBlock[2] = {1, 2};

@@ -13,8 +13,7 @@
 
 namespace {
 
-// A fixed zone with daylight saving time, so that local conversions are
-// predictable: UTC+1 in winter, UTC+2 in summer.
+// A fixed zone with daylight saving time, so that local conversions are predictable: UTC+1 in winter, UTC+2 in summer.
 class XTimeTest : public ::testing::Test {
 protected:
     void SetUp() override

@@ -70,8 +70,7 @@ protected:
 TEST(XRSA, KeyTextsAreUppercaseHexadecimalDer)
 {
     const auto& keys = SharedKeys();
-    // Both are DER sequences that name the rsaEncryption algorithm: the
-    // PKCS #8 and X.509 key forms, not bare RSA keys.
+    // Both are DER sequences that name the rsaEncryption algorithm: the PKCS #8 and X.509 key forms, not bare RSA keys.
     for (const XString& strKey : {keys.first, keys.second}) {
         EXPECT_TRUE(IsUpperHex(strKey));
         EXPECT_EQ(strKey.Left(2), XString("30"));

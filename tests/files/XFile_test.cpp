@@ -1,6 +1,4 @@
-// XFile on local files: opening, reading, writing and seeking, handles,
-// status and names, share modes, record locks, and the failures of a full
-// disk and of the system calls.
+// XFile on local files: open, read, write, seek, handles, status, share modes, locks, system failures.
 #include "KVDbase/files/XFile.h"
 #include "platform/XSysFile.h"
 
@@ -131,8 +129,7 @@ TEST_F(XFileTest, ClosedAndQueryOnlyHandles)
 {
     XFile closed;
     char c = 0;
-    // Zero counts never reach the file; a count reaches the platform, which
-    // refuses the closed handle.
+    // Zero counts never reach the file; a count reaches the platform, which refuses the closed handle.
     EXPECT_EQ(closed.Read(&c, 0), 0u);
     closed.Write(&c, 0);
     closed.Flush();
@@ -392,8 +389,7 @@ TEST_F(XFileTest, FullDiskMidWriteIsAShortWrite)
     auto cause = ThrownCause([&] { file.Write(data.data(), static_cast<unsigned int>(data.size())); }, &strName);
     EXPECT_EQ(cause, std::make_pair(static_cast<int>(XFileErrorException::diskFull), -1));
     EXPECT_EQ(std::string(strName), path);
-    // What fitted stays, and the position is after it; then nothing more
-    // fits, and the system's own error comes back.
+    // What fitted stays, and the position is after it; then nothing more fits, and the system's own error comes back.
     EXPECT_EQ(file.GetLength(), 65536);
     EXPECT_EQ(file.GetPosition(), 65536);
     EXPECT_EQ(ThrownCode([&] { file.Write(data.data(), 10); }, &strName), static_cast<DWORD>(EFBIG));

@@ -61,8 +61,7 @@ TEST(XPath, PartsOfAPath)
         {XfnGetRoot, "\\\\server\\share\\dir", "\\\\server\\share\\"},
         {XfnGetRoot, "//server/share/dir", "//server/share/"}, {XfnGetRoot, "\\\\server\\share", "\\\\server\\share"},
         {XfnGetRoot, "name", "name"}, {XfnGetRoot, "/usr/lib", "/"},
-        // The doubled separator is found in the middle; nothing follows the
-        // "server" part, so the text stands whole.
+        // The doubled separator is found in the middle; nothing follows the "server" part, so the text stands whole.
         {XfnGetRoot, "C:\\a\\\\b", "C:\\a\\\\b"},
     };
     for (const auto& c : cases)

@@ -44,8 +44,7 @@ TEST_F(XStdioFileTest, LinesAreReadIn128ByteSteps)
     EXPECT_EQ(file.ReadString(buf, sizeof(buf)), nullptr);
     EXPECT_EQ(file.ReadString(strLine), 0);
     EXPECT_STREQ(strLine, "");
-    // A last line of exactly one step is all there, but the last read of the
-    // loop found the end.
+    // A last line of exactly one step is all there, but the last read of the loop found the end.
     XStdioFile end(dir.Make("end.txt", line128).c_str(), XFile::flagRead);
     EXPECT_EQ(end.ReadString(strLine), 0);
     EXPECT_EQ(std::string(strLine), line128);
@@ -108,8 +107,7 @@ TEST_F(XStdioFileTest, FailuresUseCauseCodes)
     };
     for (size_t i = 0; i < std::size(cases); ++i)
         EXPECT_EQ(ThrownCause(cases[i].call), std::make_pair(cases[i].nCause, cases[i].nOsError)) << "case " << i;
-    // A write to a read-only stream fails in the runtime's buffer flush or
-    // at once; either way as cause 1 or 13.
+    // A write to a read-only stream fails in the runtime's buffer flush or at once; either way as cause 1 or 13.
     auto cause = ThrownCause([&] {
         reader.Write("x", 1);
         reader.Flush();
