@@ -40,15 +40,7 @@ XIMPLEMENT_DYNCREATE(XTestNode, XObject)
 
 namespace {
 
-using collstream::Bytes;
-using collstream::Concat;
-using collstream::KnownHierarchy;
-using collstream::NewHierarchy;
-using collstream::Ordered;
-using collstream::U32;
-using collstream::Load;
-using collstream::nSwapModes;
-using collstream::Store;
+using namespace collstream;
 
 Bytes Text(const std::string& s)
 {
@@ -227,8 +219,7 @@ TEST(XArchiveObjects, BadTagsIndexesAndKinds)
         ar >> next;
         EXPECT_EQ(next, 0xAB);
     });
-    // After a first object, tag 3 naming a class record and tag 2 naming an
-    // object are of the wrong kind.
+    // After a first object, tag 3 naming a class record and tag 2 naming an object are of the wrong kind.
     const Bytes first = Concat({{4}, U32(0xFA2D481Cu), U32(1), ClassRecord("XObject"), KnownHierarchy()});
     const struct {
         Bytes stream;
@@ -276,8 +267,7 @@ TEST(XArchiveObjects, ClassRecordsAndSchemas)
     };
     for (const auto& r : refused)
         Load(r.first, [&](XArchive& ar) { EXPECT_EQ(CauseOf([&] { ar.ReadObject(nullptr); }), r.second); });
-    // Tag 1 loads a single record; the body's block is then count 0, and the
-    // class learns its stored schema.
+    // Tag 1 loads a single record; the body's block is then count 0, and the class learns its stored schema.
     Load(Concat({{1}, ClassRecord("XTestNode"), KnownHierarchy(), {0, 0, 0, 5, 0}}), [](XArchive& ar) {
         EXPECT_EQ(ar.GetRTCSchemaStored("XTestNode"), 0u);
         XObject* p = ar.ReadObject(nullptr);

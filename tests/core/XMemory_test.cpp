@@ -1,7 +1,5 @@
-#include "KVDbase/core/XMemBlock.h"
 #include "KVDbase/core/XMemory.h"
 
-#include "core/XFixedAlloc.h"
 #include "platform/XSysFile.h"
 
 #include <gtest/gtest.h>
@@ -12,9 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
-#include <set>
 #include <string>
-#include <tuple>
 #include <utility>
 
 namespace {
@@ -126,30 +122,4 @@ TEST_F(XMemoryTest, SystemFiguresAndAddressProbes)
     XFree(p);
     EXPECT_EQ(XfnIsValidAddress(p, 1, 0), 0);
     EXPECT_EQ(XfnIsValidString(p, 5), 0);
-}
-
-TEST(XMemBlock, ChainsNewestFirstAndFreesWhole)
-{
-    XMemBlock* pHead = nullptr;
-    XMemBlock* p1 = XMemBlock::Create(pHead, 4, 16);
-    XMemBlock* p2 = XMemBlock::Create(pHead, 4, 16);
-    EXPECT_EQ(std::make_tuple(pHead, p2->pNext, p1->pNext), std::make_tuple(p2, p1, nullptr));
-    EXPECT_EQ(static_cast<char*>(p1->data()), reinterpret_cast<char*>(p1) + sizeof(void*));
-    std::memset(p2->data(), 0xAB, 64); // the element area is usable in full
-    pHead->FreeDataChain();
-    XMemBlock::FreeDataChain(nullptr);
-}
-
-TEST(XFixedAlloc, HandsOutBlockInAddressOrderAndReuses)
-{
-    XFixedAlloc pool(80, 64);
-    char* pFirst = static_cast<char*>(pool.Alloc());
-    char* pSecond = static_cast<char*>(pool.Alloc());
-    EXPECT_EQ(pSecond - pFirst, 80);
-    pool.Free(pSecond);
-    EXPECT_EQ(pool.Alloc(), pSecond);
-    std::set<void*> seen;
-    for (int i = 0; i < 200; ++i)
-        EXPECT_TRUE(seen.insert(pool.Alloc()).second);
-    pool.FreeAll();
 }

@@ -5,10 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -64,28 +62,22 @@ TEST(XRuntimeClass, RegistrationCreationAndFailures)
         EXPECT_EQ(p->CreateObject(), nullptr);
 }
 
+// Derivation compares record addresses: a copy of a record is another class.
 TEST(XRuntimeClass, DerivationIsByRecordAddress)
 {
     const XRuntimeClass* pSquare = XTestSquare::GetRuntimeClassStatic();
-    EXPECT_TRUE(pSquare->IsDerivedFrom(XObject::GetRuntimeClassStatic()));
-    EXPECT_FALSE(XTestShape::GetRuntimeClassStatic()->IsDerivedFrom(pSquare));
-    EXPECT_FALSE(pSquare->IsDerivedFrom(nullptr));
-    // A copy of a record has the same name but another address.
     XRuntimeClass copy;
     copy = *XTestShape::GetRuntimeClassStatic();
-    EXPECT_STREQ(copy.lpszClassName, "XTestShape");
     EXPECT_FALSE(pSquare->IsDerivedFrom(&copy));
-    XFileException e;
-    EXPECT_TRUE(e.IsKindOf(XObject::GetRuntimeClassStatic()));
-    EXPECT_FALSE(e.IsKindOf(XTestShape::GetRuntimeClassStatic()));
+    EXPECT_FALSE(pSquare->IsDerivedFrom(nullptr));
     XTestUnregistered unregistered;
     EXPECT_EQ(unregistered.GetRuntimeClass(), pSquare);
     EXPECT_TRUE(unregistered.IsKindOf(XTestShape::GetRuntimeClassStatic()));
 }
 
-TEST(XMapSP, HashesWalksInBucketOrderAndTakesNodesInBlocks)
+// The walk follows the buckets, newest first within one: the order of the class registry.
+TEST(XMapSP, HashesAndWalksInBucketOrder)
 {
-    EXPECT_EQ(XMapSP::HashKey("ab"), 97u * 33 + 98);
     XMapSP map;
     void* p = nullptr;
     const char* pszKey = nullptr;
@@ -104,22 +96,10 @@ TEST(XMapSP, HashesWalksInBucketOrderAndTakesNodesInBlocks)
         strOrder += key;
     }
     EXPECT_EQ(strOrder, "rab");
-    EXPECT_TRUE(map.Lookup("b", p));
-    EXPECT_EQ(p, &b);
     EXPECT_TRUE(map.LookupKey("r", pszKey));
     EXPECT_STREQ(pszKey, "r");
-    EXPECT_FALSE(map.LookupKey("zz", pszKey));
     EXPECT_FALSE(map.RemoveKey("zz"));
     for (const char* pszRemoved : {"a", "b", "r"})
         EXPECT_TRUE(map.RemoveKey(pszRemoved));
     EXPECT_EQ(map.GetStartPosition(), nullptr);
-    // Within a block of ten the nodes are taken from the lowest address up.
-    XMapSP blocks(10);
-    std::vector<void**> slots;
-    for (int i = 0; i < 25; ++i)
-        slots.push_back(&blocks[std::to_string(i).c_str()]);
-    EXPECT_EQ(blocks.GetCount(), 25);
-    for (int i = 1; i < 10; ++i)
-        EXPECT_GT(reinterpret_cast<char*>(slots[i]), reinterpret_cast<char*>(slots[i - 1]));
-    EXPECT_EQ(std::set<void**>(slots.begin(), slots.end()).size(), 25u);
 }

@@ -70,8 +70,7 @@ protected:
 TEST(XRSA, KeyTextsAreUppercaseHexadecimalDer)
 {
     const auto& keys = SharedKeys();
-    // Both are DER sequences that name the rsaEncryption algorithm: the
-    // PKCS #8 and X.509 key forms, not bare RSA keys.
+    // Both are DER sequences that name the rsaEncryption algorithm: the PKCS #8 and X.509 key forms, not bare RSA keys.
     for (const XString& strKey : {keys.first, keys.second}) {
         EXPECT_TRUE(IsUpperHex(strKey));
         EXPECT_EQ(strKey.Left(2), XString("30"));
@@ -95,9 +94,8 @@ TEST(XRSA, CipherTextsAreRandomisedAndDecrypt)
     EXPECT_EQ(XfnRSADecryptStringByKey(keys.first, strSecond), XString("password1"));
     // Lower-case key and cipher texts decode as well.
     XString strLowerPublic = keys.second, strLowerPrivate = keys.first, strLowerCipher = strFirst;
-    strLowerPublic.MakeLower();
-    strLowerPrivate.MakeLower();
-    strLowerCipher.MakeLower();
+    for (XString* p : {&strLowerPublic, &strLowerPrivate, &strLowerCipher})
+        p->MakeLower();
     EXPECT_EQ(XfnRSADecryptStringByKey(strLowerPrivate, strLowerCipher), XString("password1"));
     EXPECT_EQ(XfnRSADecryptStringByKey(keys.first, XfnRSAEncryptStringByKey(strLowerPublic, "x")), XString("x"));
     // The whole length is encrypted; the decrypted text ends at its first NUL.
@@ -126,28 +124,20 @@ TEST(XRSA, FailuresRaiseCryptoExceptions)
     XfnSetCryptoMethod(old);
 }
 
-TEST_F(RSAPeer, KeyFilesHoldTheKeyTexts)
+// Key files hold the key texts, and our keys and cipher texts work in the peer and back.
+TEST_F(RSAPeer, KeyFilesAndCipherTextsWorkBothWays)
 {
     fs::path priv = dir / "key.priv", pub = dir / "key.pub";
     XfnGenerateRSAKeyFile(1024, priv.c_str(), pub.c_str(), "file seed");
-    XString strPrivate(ReadFile(priv).c_str()), strPublic(ReadFile(pub).c_str());
-    EXPECT_TRUE(IsUpperHex(strPrivate));
-    EXPECT_EQ(Run("public", "'" + priv.string() + "'"), std::string(strPublic));
-    XString strCipher = XfnRSAEncryptStringByKeyFile(pub.c_str(), "by file");
-    EXPECT_EQ(XfnRSADecryptStringByKeyFile(priv.c_str(), strCipher), XString("by file"));
-    EXPECT_EQ(XfnRSADecryptStringByKey(strPrivate, XfnRSAEncryptStringByKey(strPublic, "mixed")), XString("mixed"));
-}
-
-TEST_F(RSAPeer, OurKeysAndCipherTextsWorkThere)
-{
-    const auto& keys = SharedKeys();
-    // The peer derives the same public key text from our private key text.
-    const std::string strPrivate = File("priv", std::string(keys.first));
-    const std::string strPublic = File("pub", std::string(keys.second));
-    EXPECT_EQ(Run("public", strPrivate), std::string(keys.second));
-    XString strCipher = XfnRSAEncryptStringByKey(keys.second, "user name");
+    const std::string strPrivate = "'" + priv.string() + "'";
+    EXPECT_TRUE(IsUpperHex(ReadFile(priv).c_str()));
+    EXPECT_EQ(Run("public", strPrivate), ReadFile(pub));
+    XString strCipher = XfnRSAEncryptStringByKeyFile(pub.c_str(), "user name");
     EXPECT_EQ(Run("decrypt", strPrivate + " " + File("cipher", std::string(strCipher))), "user name");
-    std::string strPeerCipher = Run("encrypt", strPublic + " " + File("text", "from the peer"));
+    std::string strPeerCipher = Run("encrypt", "'" + pub.string() + "' " + File("text", "from the peer"));
     EXPECT_EQ(strPeerCipher.size(), 256u);
-    EXPECT_EQ(XfnRSADecryptStringByKey(keys.first, strPeerCipher.c_str()), XString("from the peer"));
+    EXPECT_EQ(XfnRSADecryptStringByKeyFile(priv.c_str(), strPeerCipher.c_str()), XString("from the peer"));
+    XString strPublic(ReadFile(pub).c_str());
+    EXPECT_EQ(XfnRSADecryptStringByKey(ReadFile(priv).c_str(), XfnRSAEncryptStringByKey(strPublic, "mixed")),
+              XString("mixed"));
 }

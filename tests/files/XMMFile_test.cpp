@@ -131,37 +131,6 @@ TEST_F(XMMFileTest, WritePastTheEndGrowsByAGranule)
     EXPECT_TRUE(IsPattern(std::vector<unsigned char>(disk.begin(), disk.begin() + static_cast<long>(nEnd)), 0));
 }
 
-TEST_F(XMMFileTest, WriteAfterReadingToTheEnd)
-{
-    XMMFile file;
-    ASSERT_TRUE(file.Open(MakePattern(dir, "a.bin", 10).c_str(), XFile::flagReadWrite));
-    std::vector<unsigned char> all(15);
-    EXPECT_EQ(file.Read(all.data(), 10), 10u);
-    unsigned char more[5] = {10, 11, 12, 13, 14};
-    file.Write(more, 5, false);
-    EXPECT_EQ(file.GetLength(), 15u);
-    ASSERT_TRUE(file.Seek(0, 0));
-    EXPECT_EQ(file.Read(all.data(), 15), 15u);
-    EXPECT_TRUE(IsPattern(all, 0));
-}
-
-TEST_F(XMMFileTest, TemporaryBackingFileGoesAtClose)
-{
-    XfnSetTempPath((dir.path.string() + "/").c_str());
-    XMMFile file;
-    ASSERT_TRUE(file.Create(3 * kGranule));
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(dir.path))
-        names.push_back(entry.path().filename().string().substr(0, 11));
-    EXPECT_EQ(names, std::vector<std::string>{"XMMFileTemp"});
-    unsigned char data[4] = {1, 2, 3, 4};
-    ASSERT_TRUE(file.Seek(static_cast<int64_t>(2 * kGranule), 0));
-    file.Write(data, 4, false);
-    file.Close();
-    XfnSetTempPath("");
-    EXPECT_TRUE(std::filesystem::is_empty(dir.path));
-}
-
 TEST_F(XMMFileTest, FailedGrowthLeavesTheFileReadable)
 {
     std::string path = MakePattern(dir, "g.bin", 100);

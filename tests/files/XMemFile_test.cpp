@@ -93,9 +93,6 @@ TEST(XMemFile, SetLengthAndDetach)
     unsigned char* pBlock = file.Detach();
     EXPECT_EQ(file.GetLength(), 0);
     EXPECT_EQ(file.GetCapacity(), 0u);
-    EXPECT_EQ(file.GetGrowStep(), 64u);
-    char c;
-    EXPECT_EQ(file.Read(&c, 1), 0u);
     EXPECT_EQ(std::memcmp(pBlock, "keep", 4), 0);
     std::free(pBlock);
 }

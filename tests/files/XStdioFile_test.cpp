@@ -44,8 +44,7 @@ TEST_F(XStdioFileTest, LinesAreReadIn128ByteSteps)
     EXPECT_EQ(file.ReadString(buf, sizeof(buf)), nullptr);
     EXPECT_EQ(file.ReadString(strLine), 0);
     EXPECT_STREQ(strLine, "");
-    // A last line of exactly one step is all there, but the last read of the
-    // loop found the end.
+    // A last line of exactly one step is all there, but the last read of the loop found the end.
     XStdioFile end(dir.Make("end.txt", line128).c_str(), XFile::flagRead);
     EXPECT_EQ(end.ReadString(strLine), 0);
     EXPECT_EQ(std::string(strLine), line128);
@@ -108,8 +107,7 @@ TEST_F(XStdioFileTest, FailuresUseCauseCodes)
     };
     for (size_t i = 0; i < std::size(cases); ++i)
         EXPECT_EQ(ThrownCause(cases[i].call), std::make_pair(cases[i].nCause, cases[i].nOsError)) << "case " << i;
-    // A write to a read-only stream fails in the runtime's buffer flush or
-    // at once; either way as cause 1 or 13.
+    // A write to a read-only stream fails in the runtime's buffer flush or at once; either way as cause 1 or 13.
     auto cause = ThrownCause([&] {
         reader.Write("x", 1);
         reader.Flush();
@@ -121,21 +119,4 @@ TEST_F(XStdioFileTest, FailuresUseCauseCodes)
     EXPECT_THROW(reader.UnlockRange(0, 1), XNotSupportedException);
     // The path constructor reports as XFile does.
     EXPECT_THROW(XStdioFile(dir("missing").c_str(), XFile::flagRead), XFileException);
-}
-
-TEST_F(XStdioFileTest, CloseAndAbortFreeTheFile)
-{
-    std::string path = dir("c.txt");
-    XStdioFile file(path.c_str(), XFile::flagWrite | XFile::flagCreate);
-    file.WriteString("buffered");
-    file.Close();
-    EXPECT_EQ(file.pStream, nullptr);
-    EXPECT_EQ(file.hFile, -1);
-    EXPECT_EQ(XFilesTestDir::Slurp(path), "buffered");
-    // The share mode went with the stream.
-    XStdioFile again(path.c_str(), XFile::flagRead);
-    again.Abort();
-    EXPECT_EQ(again.pStream, nullptr);
-    EXPECT_EQ(std::string(again.strPath), path);
-    EXPECT_EQ(XFile(path.c_str(), XFile::flagRead).GetLength(), 8);
 }
