@@ -146,7 +146,10 @@ TEST_F(XMMFileTest, FailedGrowthLeavesTheFileReadable)
         EXPECT_EQ(LastError(file), fault.second);
         EXPECT_EQ(file.GetLength(), 100u);
         EXPECT_EQ(std::filesystem::file_size(path), 100u);
+        // The same object still reads what the file holds.
+        std::vector<unsigned char> back(100);
+        ASSERT_TRUE(file.Seek(0, 0));
+        EXPECT_EQ(file.Read(back.data(), 100), 100u);
+        EXPECT_TRUE(IsPattern(back, 0));
     }
-    file.Close();
-    EXPECT_TRUE(file.Open(path.c_str(), XFile::flagRead));
 }
