@@ -64,10 +64,8 @@ TEST(XCollStream, ArraysAndListsRoundTripInBothOrders)
     ExpectRoundTrip<XDWordArray>([](int i) { return 0x01000001u * i; }, 300);
     ExpectRoundTrip<XStringArray>([](int i) { return XString('s', i); }, 300);
     ExpectRoundTrip<XCharList>([](int i) { return static_cast<char>(-i); });
-    ExpectRoundTrip<XUCharList>([](int i) { return static_cast<unsigned char>(250 + i); });
     ExpectRoundTrip<XShortList>([](int i) { return static_cast<short>(-1000 * i); });
     ExpectRoundTrip<XIntList>([](int i) { return -100000 * i; });
-    ExpectRoundTrip<XUIntList>([](int i) { return 0xF0000000u + i; });
     ExpectRoundTrip<XInt64List>([](int i) { return static_cast<int64_t>(-0x123456789ALL * i); });
     ExpectRoundTrip<XFloatList>([](int i) { return 1.5f / (i + 1); });
     ExpectRoundTrip<XDoubleList>([](int i) { return -2.25 / (i + 1); });
@@ -95,7 +93,6 @@ TEST(XCollStream, ObjectCollectionsShareWhatTheyReferToInBothOrders)
         XObArray* pArray = nullptr;
         XObList* pList = nullptr;
         Load(b, [&](XArchive& ar) { ar >> pObs >> pArray >> pList; }, XArchive::load | nSwap);
-        // The application owns what was read.
         std::unique_ptr<XObject> owned[] = {std::unique_ptr<XObject>(pObs), std::unique_ptr<XObject>(pArray),
                                             std::unique_ptr<XObject>(pList)};
         ASSERT_NE(pList, nullptr);
@@ -106,7 +103,6 @@ TEST(XCollStream, ObjectCollectionsShareWhatTheyReferToInBothOrders)
         EXPECT_TRUE(pObs->Lookup("none", pOb) && pOb == nullptr);
         EXPECT_TRUE(pObs->Lookup("shared", pOb) && pOb == sharedBack.get());
         EXPECT_EQ(Walk(*pArray), (std::vector<XObject*>{sharedBack.get(), nullptr}));
-        EXPECT_EQ(pObs->GetCount() + pList->GetCount(), 3);
     }
 }
 
@@ -147,24 +143,21 @@ TEST(XCollStream, ByteExactForms)
 
 TEST(XCollStream, LoadReplacesArraysAddsToListsAndMapsAndAsksForItsOwnClass)
 {
-    XWordArray small;
+    XWordArray small, words;
     small.Add(5);
-    XWordArray words;
     words.SetSize(10);
     Load(Store([&](XArchive& ar) { small.Serialize(ar); }), [&](XArchive& ar) { words.Serialize(ar); });
     EXPECT_EQ(Walk(words), (std::vector<WORD>{5}));
 
-    XDoubleList stored;
+    XDoubleList stored, doubles;
     stored.AddTail(3.0);
-    XDoubleList doubles;
     doubles.AddTail(1.0);
     doubles.AddTail(2.0);
     Load(Store([&](XArchive& ar) { stored.Serialize(ar); }), [&](XArchive& ar) { doubles.Serialize(ar); });
     EXPECT_EQ(Walk(doubles), (std::vector<double>{1.0, 2.0, 3.0}));
 
-    XMapStringToString texts;
+    XMapStringToString texts, target;
     texts["same"] = "new";
-    XMapStringToString target;
     target["same"] = "old";
     target["kept"] = "kept";
     Load(Store([&](XArchive& ar) { texts.Serialize(ar); }), [&](XArchive& ar) { target.Serialize(ar); });

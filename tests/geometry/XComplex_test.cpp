@@ -32,8 +32,7 @@ TEST(XComplex, IntegerRecordsWrapAroundAndDivideTowardZero)
     EXPECT_EQ(-tagXComplexuc(1, 0), tagXComplexuc(255, 0));
     EXPECT_EQ(-tagXComplexus(0, 2), tagXComplexus(0, 65534));
     EXPECT_EQ(tagXComplexul(0, 5) - tagXComplexul(1, 0), tagXComplexul(4294967295u, 5));
-    const int32_t nMax = std::numeric_limits<int32_t>::max();
-    EXPECT_EQ(tagXComplexl(nMax, 0) + tagXComplexl(1, 0), tagXComplexl(std::numeric_limits<int32_t>::min(), 0));
+    EXPECT_EQ(tagXComplexl(INT32_MAX, 0) + tagXComplexl(1, 0), tagXComplexl(INT32_MIN, 0));
     EXPECT_EQ(-tagXComplexll(std::numeric_limits<int64_t>::min(), 0),
               tagXComplexll(std::numeric_limits<int64_t>::min(), 0));
     // 65535 * 65535 wraps in 32 bits and keeps its low 16 bits.
@@ -57,12 +56,6 @@ TEST(XComplex, CompoundProductGoesThroughFloatingPoint)
     EXPECT_EQ(l * tagXComplexl(1, 0), tagXComplexl(16777217, 0));
     l *= tagXComplexl(1, 0);
     EXPECT_EQ(l, tagXComplexl(16777216, 0));
-
-    const int64_t nBig = (int64_t(1) << 53) + 1;
-    tagXComplexll ll(nBig, 0);
-    EXPECT_EQ(ll * tagXComplexll(1, 0), tagXComplexll(nBig, 0));
-    ll *= tagXComplexll(1, 0);
-    EXPECT_EQ(ll, tagXComplexll(nBig - 1, 0));
 
     // The floating records compute directly.
     tagXComplex z(1, 2);

@@ -34,7 +34,6 @@ TEST(XMatrix, ProductRowByColumnAndVectorAsARowOnTheLeft)
     const tagXMatrix b(2, 0, 0, 0, 1, 3, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1);
     const tagXMatrix ab = a * b;
     EXPECT_EQ(ab, tagXMatrix(4, 6, 0, 0, 1, 3, 0, 0, 0, 0, 1, 0, 10, 12, 0, 1));
-    EXPECT_NE(ab, b * a);
     EXPECT_EQ((a + b - b) * 4.0 / 2.0 - 1.0 + 1.0, a + a);
     // *= works on a copy, so a matrix may multiply itself.
     tagXMatrix c = a;

