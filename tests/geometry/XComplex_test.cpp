@@ -8,13 +8,6 @@
 namespace {
 
 template <class C>
-class XComplexSigned : public ::testing::Test {};
-
-typedef ::testing::Types<tagXComplex, tagXComplexf, tagXComplexc, tagXComplexs, tagXComplexl, tagXComplexll>
-    XSignedRecords;
-TYPED_TEST_SUITE(XComplexSigned, XSignedRecords);
-
-template <class C>
 C Narrowed(double dRe, double dIm)
 {
     C c(0, 0);
@@ -32,26 +25,6 @@ tagXComplex Widened(const C& c)
 
 } // namespace
 
-TYPED_TEST(XComplexSigned, ArithmeticIdentities)
-{
-    const TypeParam a(1, 2), b(3, 4);
-    EXPECT_EQ(a * b, TypeParam(-5, 10));
-    EXPECT_EQ(a + b, TypeParam(4, 6));
-    EXPECT_EQ(a - b, TypeParam(-2, -2));
-    EXPECT_EQ(-a, TypeParam(-1, -2));
-    EXPECT_EQ(TypeParam(-5, 10) / b, a);
-    EXPECT_NE(a, TypeParam(1, 3));
-
-    TypeParam c = a;
-    c *= b;
-    EXPECT_EQ(c, TypeParam(-5, 10));
-    c /= b;
-    EXPECT_EQ(c, a);
-    c += b;
-    c -= TypeParam(1, 1);
-    EXPECT_EQ(c, TypeParam(3, 5));
-}
-
 TEST(XComplex, IntegerRecordsWrapAroundAndDivideTowardZero)
 {
     EXPECT_EQ(tagXComplexc(100, 0) * tagXComplexc(2, 0), tagXComplexc(-56, 0));
@@ -59,8 +32,7 @@ TEST(XComplex, IntegerRecordsWrapAroundAndDivideTowardZero)
     EXPECT_EQ(-tagXComplexuc(1, 0), tagXComplexuc(255, 0));
     EXPECT_EQ(-tagXComplexus(0, 2), tagXComplexus(0, 65534));
     EXPECT_EQ(tagXComplexul(0, 5) - tagXComplexul(1, 0), tagXComplexul(4294967295u, 5));
-    const int32_t nMax = std::numeric_limits<int32_t>::max();
-    EXPECT_EQ(tagXComplexl(nMax, 0) + tagXComplexl(1, 0), tagXComplexl(std::numeric_limits<int32_t>::min(), 0));
+    EXPECT_EQ(tagXComplexl(INT32_MAX, 0) + tagXComplexl(1, 0), tagXComplexl(INT32_MIN, 0));
     EXPECT_EQ(-tagXComplexll(std::numeric_limits<int64_t>::min(), 0),
               tagXComplexll(std::numeric_limits<int64_t>::min(), 0));
     // 65535 * 65535 wraps in 32 bits and keeps its low 16 bits.
@@ -71,6 +43,8 @@ TEST(XComplex, IntegerRecordsWrapAroundAndDivideTowardZero)
     EXPECT_EQ(tagXComplexll(-9, 9) / tagXComplexll(0, 2), tagXComplexll(4, 4));
     // In the unsigned byte record a negative imaginary quotient wraps.
     EXPECT_EQ(tagXComplexuc(1, 0) / tagXComplexuc(0, 1), tagXComplexuc(0, 255));
+    EXPECT_EQ(tagXComplex(-5, 10) / tagXComplex(3, 4), tagXComplex(1, 2));
+    EXPECT_EQ(tagXComplexf(-5, 10) / tagXComplexf(3, 4), tagXComplexf(1, 2));
     tagXComplexull u(100, 0);
     u /= tagXComplexull(3, 0);
     EXPECT_EQ(u, tagXComplexull(33, 0));
@@ -83,18 +57,10 @@ TEST(XComplex, CompoundProductGoesThroughFloatingPoint)
     l *= tagXComplexl(1, 0);
     EXPECT_EQ(l, tagXComplexl(16777216, 0));
 
-    tagXComplexul ul(4294967295u, 0);
-    EXPECT_EQ(ul * tagXComplexul(1, 0), tagXComplexul(4294967295u, 0));
-    ul = tagXComplexul(16777219u, 3);
-    ul *= tagXComplexul(1, 0);
-    EXPECT_EQ(ul, tagXComplexul(16777220u, 3));
-
-    const int64_t nBig = (int64_t(1) << 53) + 1;
-    tagXComplexll ll(nBig, 0);
-    EXPECT_EQ(ll * tagXComplexll(1, 0), tagXComplexll(nBig, 0));
-    ll *= tagXComplexll(1, 0);
-    EXPECT_EQ(ll, tagXComplexll(nBig - 1, 0));
-
+    // The floating records compute directly.
+    tagXComplex z(1, 2);
+    z *= tagXComplex(3, 4);
+    EXPECT_EQ(-(z + tagXComplex(1, 1) - tagXComplex(2, 2)), tagXComplex(6, -9));
     // A 16-bit product above float's 24 bits rounds before it is narrowed.
     const tagXComplexs a(32767, 32767), b(32767, -32767);
     EXPECT_EQ(a * b, tagXComplexs(2, 0));
@@ -119,10 +85,7 @@ TEST(XComplex, ConversionsThroughTheDoubleRecord)
     EXPECT_EQ(Narrowed<tagXComplexull>(1e19, 0.5), tagXComplexull(10000000000000000000ULL, 0));
     EXPECT_EQ(Narrowed<tagXComplexf>(0.1, 1.0 / 3), tagXComplexf(0.1f, static_cast<float>(1.0 / 3)));
 
-    EXPECT_EQ(Widened(tagXComplexuc(255, 1)), tagXComplex(255, 1));
     EXPECT_EQ(Widened(tagXComplexc(-128, 1)), tagXComplex(-128, 1));
-    EXPECT_EQ(Widened(tagXComplexus(65535, 2)), tagXComplex(65535, 2));
-    EXPECT_EQ(Widened(tagXComplexs(-32768, 2)), tagXComplex(-32768, 2));
     EXPECT_EQ(Widened(tagXComplexul(4294967295u, 3)), tagXComplex(4294967295.0, 3));
     EXPECT_EQ(Widened(tagXComplexl(-2147483647 - 1, 6)), tagXComplex(-2147483648.0, 6));
     EXPECT_EQ(Widened(tagXComplexf(0.1f, 7)), tagXComplex(static_cast<double>(0.1f), 7));

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <type_traits>
-
 namespace {
 
 void ExpectNearIdentity(const tagXMatrix& m, double dTolerance)
@@ -14,55 +12,12 @@ void ExpectNearIdentity(const tagXMatrix& m, double dTolerance)
     }
 }
 
-template <class M>
-class XMatrixRecord : public ::testing::Test {};
-
-typedef ::testing::Types<tagXMatrix, tagXMatrixf> XMatrixRecords;
-TYPED_TEST_SUITE(XMatrixRecord, XMatrixRecords);
-
 } // namespace
-
-// Sums, differences and scalar forms work element by element in the record's type.
-TYPED_TEST(XMatrixRecord, ElementWiseOperatorsAndTheirCompoundForms)
-{
-    typedef typename std::decay<decltype(TypeParam().m[0])>::type T;
-    T a0[16], b0[16];
-    for (int i = 0; i < 16; i++) {
-        a0[i] = T(i - 5);
-        b0[i] = T(2 * i + 1);
-    }
-    const TypeParam a(a0), b(b0);
-    const TypeParam results[] = {a + b, a - b, a + T(3), a - T(3), a * T(3), a / T(3), -a, T(3) * a};
-    TypeParam compound[] = {a, a, a, a, a, a};
-    compound[0] += b;
-    compound[1] -= b;
-    compound[2] += T(3);
-    compound[3] -= T(3);
-    compound[4] *= T(3);
-    compound[5] /= T(3);
-    for (int i = 0; i < 16; i++) {
-        const T x = a0[i], y = b0[i];
-        const T expected[] = {x + y, x - y, x + 3, x - 3, x * 3, x / 3, -x, 3 * x};
-        for (int k = 0; k < 8; k++) {
-            EXPECT_EQ(static_cast<const T*>(results[k])[i], expected[k]) << "operator " << k << " element " << i;
-            if (k < 6) {
-                T* pCompound = compound[k];
-                EXPECT_EQ(pCompound[i], expected[k]) << "compound " << k << " element " << i;
-            }
-        }
-    }
-    EXPECT_TRUE(compound[0] == results[0]);
-    EXPECT_TRUE(compound[0] != results[1]);
-}
 
 TEST(XMatrix, ConstructionLayoutAndExactIdentity)
 {
-    tagXMatrix zero;
-    EXPECT_EQ(zero.IsIdentity(), 0);
-    EXPECT_EQ(zero, tagXMatrix(0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0));
-    const tagXMatrix m(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
-    EXPECT_EQ(m(2, 1), 9.0);
-    EXPECT_EQ(static_cast<const double*>(m)[7], 7.0);
+    EXPECT_EQ(tagXMatrix(), tagXMatrix(0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0));
+    EXPECT_EQ(tagXMatrix(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15)(2, 1), 9.0);
     tagXMatrix id;
     id.Identity();
     EXPECT_EQ(id.IsIdentity(), 1);
@@ -71,9 +26,6 @@ TEST(XMatrix, ConstructionLayoutAndExactIdentity)
     id.Identity();
     id(3, 3) = 1.0000000000000002;
     EXPECT_EQ(id.IsIdentity(), 0);
-    tagXMatrixf idf;
-    idf.Identity();
-    EXPECT_EQ(idf.IsIdentity(), 1);
 }
 
 TEST(XMatrix, ProductRowByColumnAndVectorAsARowOnTheLeft)
@@ -82,14 +34,11 @@ TEST(XMatrix, ProductRowByColumnAndVectorAsARowOnTheLeft)
     const tagXMatrix b(2, 0, 0, 0, 1, 3, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1);
     const tagXMatrix ab = a * b;
     EXPECT_EQ(ab, tagXMatrix(4, 6, 0, 0, 1, 3, 0, 0, 0, 0, 1, 0, 10, 12, 0, 1));
-    EXPECT_NE(ab, b * a);
+    EXPECT_EQ((a + b - b) * 4.0 / 2.0 - 1.0 + 1.0, a + a);
     // *= works on a copy, so a matrix may multiply itself.
     tagXMatrix c = a;
     c *= c;
     EXPECT_EQ(c, a * a);
-    tagXMatrixf af(1, 2, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 3, 4, 0, 1);
-    af *= tagXMatrixf(2, 0, 0, 0, 1, 3, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1);
-    EXPECT_EQ(af, tagXMatrixf(4, 6, 0, 0, 1, 3, 0, 0, 0, 0, 1, 0, 10, 12, 0, 1));
 
     // Translation sits in row 3; the three-component form divides by the resulting w.
     tagXMatrix t(1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 5, -6, 7, 1);
