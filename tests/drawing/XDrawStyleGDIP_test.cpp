@@ -24,8 +24,6 @@ TEST(XfnCreatePenGDIP, CodesDashesAndTheUserPattern)
         EXPECT_EQ(pPen->GetDashStyle(), static_cast<DashStyle>(nCode == 5 ? 0 : nCode));
         EXPECT_EQ(c.GetValue(), nCode == 5 ? 0u : 0x80102030u);
         EXPECT_EQ(pPen->GetWidth(), 2.5f);
-        EXPECT_EQ(pPen->GetStartCap(), LineCapRound);
-        EXPECT_EQ(pPen->GetEndCap(), LineCapRound);
     }
     const struct {
         unsigned short nPattern;

@@ -371,47 +371,4 @@ TEST(XVertReplay, RawRecordsBeyondTheRecordedMaximumGrowTheScratch)
     }
 }
 
-// A raster buffer with its scratch in view.
-struct Gdi : XVertBuffer {
-    Gdi() : XVertBuffer(PATH_GDI) { Start(); }
-    void* Scratch() const { return pPoints; }
-    int ScratchBytes() const { return nPointsBytes; }
-};
-
-TEST(XVertReplay, RasterScratchIsSizedOnceAndReused)
-{
-    Gdi vb;
-    const double x[5] = {1, 20, 40, 60, 79}, y[5] = {55, 55, 55, 55, 55}, e[4] = {1, 55, 79, 55};
-    vb.AddPolyline(x, y, 5, e);
-    vb.End();
-    XTestCanvas c(80, 60);
-    vb.Draw(&c.bb);
-    EXPECT_EQ(vb.ScratchBytes(), 5 * 8 + 8);
-    void* pFirst = vb.Scratch();
-    vb.Draw(&c.bb);
-    EXPECT_EQ(vb.Scratch(), pFirst); // reused between replays
-}
-
-TEST(XVertReplay, DrawOnAPlainDCThroughTheCallersTransform)
-{
-    XTestCanvas c(101, 101);
-    HDC hDC = c.WindowDC();
-    for (int nPath : {XVertBuffer::PATH_GDI, XVertBuffer::PATH_GL}) {
-        XVertBuffer vb(nPath);
-        vb.Start();
-        Pen(vb, 0, -1.0, kRed);
-        const double x[1] = {20}, y[1] = {0}, e[4] = {20, 0, 20, 0};
-        vb.AddPolypoint(x, y, 1, e);
-        vb.End();
-        // Pixel = world * 2 + 10 across and world * -2 + 50 down: world (20, 0) is the centre of the view made from it,
-        // pixel 50.5 on both axes, which rounds to 51. The OpenGL path draws nothing here.
-        vb.Draw(hDC, 10, 2, 50, -2);
-    }
-    int nRed = 0;
-    for (int i = 0; i < 101 * 101; ++i)
-        nRed += GetPixel(hDC, i % 101, i / 101) == kRed;
-    EXPECT_EQ(GetPixel(hDC, 51, 51), kRed);
-    EXPECT_EQ(nRed, 1);
-}
-
 } // namespace
