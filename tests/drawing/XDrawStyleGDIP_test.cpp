@@ -92,39 +92,6 @@ TEST(XfnCreateBrushGDIP, EachCodeMakesItsBrush)
     delete pBrush;
 }
 
-TEST(XfnCreateBrushGDIP, TexturesStandUprightWithTheirGaps)
-{
-    unsigned char pattern[128] = {0};
-    pattern[3] = 0x80;      // row 0, bit 31: column 0 of the top row
-    pattern[4 * 31] = 0x01; // row 31, bit 0: the bottom right corner
-    const Color fore(255, 200, 0, 0), back(255, 0, 0, 200);
-    for (int nCode : {8, 1024}) {
-        tagXFillStyle style;
-        style.SetStyle(pattern);
-        style.nStyle = nCode;
-        Brush* pBrush = nullptr;
-        XfnCreateBrushGDIP(pBrush, &style, fore, back);
-        ASSERT_NE(pBrush, nullptr);
-        Bitmap* bmp = static_cast<Bitmap*>(static_cast<TextureBrush*>(pBrush)->GetImage());
-        ASSERT_NE(bmp, nullptr);
-        EXPECT_EQ(bmp->GetWidth(), 32u);
-        const struct {
-            int x, y;
-            ARGB argb;
-        } probes[] = {{0, 0, fore.GetValue()},
-                      {31, 31, fore.GetValue()},
-                      {31, 0, nCode == 8 ? 0u : back.GetValue()},
-                      {0, 31, nCode == 8 ? 0u : back.GetValue()}};
-        for (const auto& p : probes) {
-            Color c;
-            bmp->GetPixel(p.x, p.y, &c);
-            EXPECT_EQ(c.GetValue(), p.argb) << nCode << " " << p.x << "," << p.y;
-        }
-        delete bmp;
-        delete pBrush;
-    }
-}
-
 TEST(XfnCreateFontGDIP, StyleFlagsAndSize)
 {
     const struct {

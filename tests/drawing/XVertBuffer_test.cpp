@@ -75,7 +75,6 @@ TEST(XVertBuffer, StyleRecords)
     EXPECT_EQ(Kinds(vb), (std::vector<int>{1, 5, 6, 2}));
     EXPECT_EQ(Record(vb, 1, 20), Le().I32(5).U16(0xFFFF).U16(0).I32(1).U32(0x0102).U32(0x0304).bytes);
     EXPECT_EQ(Record(vb, 2, 12), Le().I32(6).F64(2.5).bytes);
-    EXPECT_EQ(Record(vb, 3, 8), Le().I32(2).U32(0x00ABCDEF).bytes);
     tagXLineStyle t = s;
     t.nFactor = 5; // a factor change alone is no change
     vb.AddLineStyle(&t, 2.5, 0x00ABCDEF, 0.0);
@@ -358,21 +357,6 @@ TEST(XVertBuffer, ClipBoxOfTheView)
     XClipReplay::GetClipBox(&vb, box[0], box[1], box[2], box[3]);
     EXPECT_NEAR(box[1] - box[0], (99 + 49) / std::sqrt(2.0), 1e-9);
     EXPECT_NEAR(box[3] - box[2], (99 + 49) / std::sqrt(2.0), 1e-9);
-}
-
-TEST(XDIB, WidthBytesAndPaletteSizes)
-{
-    const int widths[][3] = {{1, 1, 4}, {33, 1, 8}, {9, 4, 8}, {3, 24, 12}, {5, 8, 8}};
-    for (const auto& w : widths)
-        EXPECT_EQ(XfnCalcDIBWidthBytes(w[0], w[1]), w[2]) << w[0] << " " << w[1];
-    BITMAPINFOHEADER h = {};
-    const int counts[][2] = {{24, 0}, {8, 256}, {4, 16}, {1, 2}};
-    for (const auto& c : counts) {
-        h.biBitCount = static_cast<WORD>(c[0]);
-        EXPECT_EQ(XfnGetDIBPaletteSize(&h), c[1]);
-    }
-    h.biClrUsed = 0x10005;
-    EXPECT_EQ(XfnGetDIBPaletteSize(&h), 5);
 }
 
 } // namespace
