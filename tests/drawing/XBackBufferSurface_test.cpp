@@ -1,6 +1,5 @@
 // The back buffer's surfaces by type, bad sizes and handles, the style setters, and presenting with pans and zooms.
 #include "KVDbase/drawing/XBackBuffer.h"
-#include "KVDbase/platform/XGdiClasses.h"
 #include "XDrawingTestCanvas.h"
 
 #include <gtest/gtest.h>
@@ -31,18 +30,6 @@ TEST(XBackBufferSurface, CreateAndResizeByType)
     EXPECT_EQ(BitmapWidth(ddb.GetDC()), 10);
     EXPECT_EQ(ddb.Resize(hWindow, 60, 40), 1);
     EXPECT_EQ(BitmapWidth(ddb.GetDC()), 60);
-    for (int nType : {static_cast<int>(XBackBuffer::TYPE_DC), 7}) { // on the caller's DC, which stays the caller's
-        XBackBuffer bb;
-        CDC dc;
-        dc.Attach(hWindow);
-        ASSERT_EQ(bb.Create(&dc, nType), 1);
-        EXPECT_EQ(bb.GetDC(), hWindow);
-        EXPECT_EQ(bb.Resize(&dc, 50, 20), 1); // no bitmap: only the size changes
-        EXPECT_EQ(bb.GetWidth(), 50);
-        bb.Delete();
-        EXPECT_EQ(bb.GetDC(), hWindow);
-        dc.Detach();
-    }
     EXPECT_EQ(GetPixel(hWindow, 0, 0), kWhite); // the window's DC lives on
 }
 
@@ -123,8 +110,6 @@ struct Swap : ::testing::Test {
 
 TEST_F(Swap, WholeAndPanned)
 {
-    c.bb.Swap(hWindow, DSTINVERT);
-    EXPECT_EQ(Win(3, 4), kBlue ^ 0xFFFFFF);
     c.bb.Swap(hWindow, SRCCOPY);
     EXPECT_EQ(Win(39, 29), Src(39, 29));
     c.bb.Swap(c.DC(), BLACKNESS); // its own DC: nothing

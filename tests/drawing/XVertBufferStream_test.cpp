@@ -133,9 +133,7 @@ TEST(XVertBufferStream, EveryKindRoundTripsOnEveryPath)
         }
         ASSERT_NE(pBack, nullptr);
         EXPECT_EQ(pSame, pBack); // one object, stored once
-        EXPECT_EQ(pBack->GetType(), nType);
         // Stored again, the loaded buffer gives the same bytes: the state and every record came back as stored.
-        EXPECT_EQ(pBack->GetRecordCount(), vb.GetRecordCount());
         EXPECT_EQ(StoreBuffer(*pBack), StoreBuffer(vb));
         delete pBack;
     }

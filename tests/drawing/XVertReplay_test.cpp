@@ -61,15 +61,7 @@ TEST(XVertReplay, LineWidthsStylesAndOpacity)
     } rows[3] = {{{2, 4}, {2, 4}, 1, {30, 60}, 0}, {{2, 4}, {2, 4}, 1, {30, 60}, 0}, {{2, 3}, {2, 5}, 2, {28, 60}, 127}};
     for (int nPath = 1; nPath <= 3; ++nPath)
         for (int s : {1, 2}) {
-            View v(80 * s, 60 * s, s);
-            if (nPath == XVertBuffer::PATH_GL)
-                v.after = [](XVertBuffer&, XBackBuffer&) { // the last width sent, and the stipple off again
-                    GLfloat fWidth = 0;
-                    glGetFloatv(GL_LINE_WIDTH, &fWidth);
-                    EXPECT_EQ(fWidth, 1.0f);
-                    EXPECT_FALSE(glIsEnabled(GL_LINE_STIPPLE));
-                };
-            const Frame f = Play(nPath, lines, v, "replay_lines_" + std::to_string(s));
+            const Frame f = Play(nPath, lines, View(80 * s, 60 * s, s), "replay_lines_" + std::to_string(s));
             const auto& row = rows[nPath - 1];
             SCOPED_TRACE(testing::Message() << kPathNames[nPath] << " at " << s);
             EXPECT_EQ(f.Count(kRed, 45 * s, 0, 45 * s + 1, 15 * s), 3);
