@@ -1,4 +1,4 @@
-// The back buffer's view: counting, the world and pixel transforms, zooms, pans, the lat/long fit, the scratch.
+// The back buffer's view: counting, the world and pixel transforms, zooms, pans, the lat/long fit.
 #include "KVDbase/drawing/XBackBuffer.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// XVertBuffer's recording: record kinds and their bytes per render path, sizes, raw blocks, replays, the clip.
+// XVertBuffer's recording: record kinds and their bytes per render path, sizes, raw blocks, the clip.
 #include "KVDbase/drawing/XVertBuffer.h"
 
 #include "KVDbase/drawing/XBackBuffer.h"
