@@ -33,30 +33,45 @@ TEST(XBackBufferPrimitives, PointsRoundHalfAwayFromZero)
     EXPECT_EQ(c.Count(kRed), 4);
 }
 
-TEST(XBackBufferPrimitives, EachPrimitiveOnTheSameSquare)
+TEST(XBackBufferPrimitives, EveryPointFormDrawsTheSameShape)
 {
-    // Polylines leave the last point out; polygons close and fill (an unknown fill code, 99, fills as solid).
+    // Each family's forms take the same points as arrays, 2D and 3D vectors; z is not used. Polylines leave the last
+    // point out; polygons close and fill.
     double x[4] = {10, 40, 40, 10}, y[4] = {30, 30, 5, 5}, z[4] = {7, 8, 9, 9}, e[4] = {10, 5, 40, 30};
     tagXVector2 v2[4];
-    for (int i = 0; i < 4; ++i)
+    tagXVector3 v3[4];
+    for (int i = 0; i < 4; ++i) {
         v2[i] = {x[i], y[i]};
+        v3[i] = {x[i], y[i], z[i]};
+    }
     int counts[1] = {4};
     using Form = std::function<void(XBackBuffer&)>;
-    const Form forms[5] = {[&](XBackBuffer& b) { b.DrawLine(x[0], y[0], x[1], y[1]); },
-                           [&](XBackBuffer& b) { b.DrawPolyline(x, y, z, 4, e); },
-                           [&](XBackBuffer& b) { b.DrawPolypoint(v2, 4, e); },
-                           [&](XBackBuffer& b) { b.DrawPolygon(x, y, 4, e); },
-                           [&](XBackBuffer& b) { b.DrawPolyPolygon(v2, counts, 1, e); }};
-    const int nBlue[5] = {30, 30 + 25 + 30, 4, 2 * 30 + 2 * 25, 2 * 30 + 2 * 25};
-    for (int f = 0; f < 5; ++f) {
-        XTestCanvas c(W, H);
-        Pen(c.bb, kBlue);
-        Fill(c.bb, FillCode(99), kGreen);
-        forms[f](c.bb);
-        EXPECT_EQ(c.Count(kBlue), nBlue[f]) << f;
-        EXPECT_EQ(c.Count(kGreen), f < 3 ? 0 : 29 * 24) << f;
-        EXPECT_EQ(c.Px(10, 10), kBlue) << f;
-    }
+    const std::vector<std::vector<Form>> families = {
+        {[&](XBackBuffer& b) { b.DrawLine(x[0], y[0], x[1], y[1]); },
+         [&](XBackBuffer& b) { b.DrawLine(x[0], y[0], 1, x[1], y[1], 2); },
+         [&](XBackBuffer& b) { b.DrawLine(v2[0], v2[1]); }, [&](XBackBuffer& b) { b.DrawLine(v3[0], v3[1]); }},
+        {[&](XBackBuffer& b) { b.DrawPolyline(x, y, 4, e); }, [&](XBackBuffer& b) { b.DrawPolyline(x, y, z, 4, e); },
+         [&](XBackBuffer& b) { b.DrawPolyline(v2, 4, e); }, [&](XBackBuffer& b) { b.DrawPolyline(v3, 4, e); }},
+        {[&](XBackBuffer& b) { b.DrawPolypoint(x, y, 4, e); }, [&](XBackBuffer& b) { b.DrawPolypoint(x, y, z, 4, e); },
+         [&](XBackBuffer& b) { b.DrawPolypoint(v2, 4, e); }, [&](XBackBuffer& b) { b.DrawPolypoint(v3, 4, e); }},
+        {[&](XBackBuffer& b) { b.DrawPolygon(x, y, 4, e); }, [&](XBackBuffer& b) { b.DrawPolygon(x, y, z, 4, e); },
+         [&](XBackBuffer& b) { b.DrawPolygon(v2, 4, e); }, [&](XBackBuffer& b) { b.DrawPolygon(v3, 4, e); },
+         [&](XBackBuffer& b) { b.DrawPolyPolygon(x, y, counts, 1, e); },
+         [&](XBackBuffer& b) { b.DrawPolyPolygon(x, y, z, counts, 1, e); },
+         [&](XBackBuffer& b) { b.DrawPolyPolygon(v2, counts, 1, e); },
+         [&](XBackBuffer& b) { b.DrawPolyPolygon(v3, counts, 1, e); }},
+    };
+    const int nBlue[4] = {30, 30 + 25 + 30, 4, 2 * 30 + 2 * 25}, nGreen[4] = {0, 0, 0, 29 * 24};
+    for (size_t f = 0; f < families.size(); ++f)
+        for (size_t i = 0; i < families[f].size(); ++i) {
+            XTestCanvas c(W, H);
+            Pen(c.bb, kBlue);
+            Fill(c.bb, FillCode(99), kGreen); // an unknown code fills as solid
+            families[f][i](c.bb);
+            EXPECT_EQ(c.Count(kBlue), nBlue[f]) << f << " " << i;
+            EXPECT_EQ(c.Count(kGreen), nGreen[f]) << f << " " << i;
+            EXPECT_EQ(c.Px(10, 10), kBlue) << f << " " << i;
+        }
     // Negative counts and rings draw nothing.
     XTestCanvas c(W, H);
     int bad[2] = {3, -1};

@@ -1,5 +1,6 @@
 // The back buffer's surfaces by type, bad sizes and handles, the style setters, and presenting with pans and zooms.
 #include "KVDbase/drawing/XBackBuffer.h"
+#include "KVDbase/platform/XGdiClasses.h"
 #include "XDrawingTestCanvas.h"
 
 #include <gtest/gtest.h>
@@ -133,7 +134,7 @@ TEST_F(Swap, WholeAndPanned)
     EXPECT_EQ(Win(7, 29), kBlue);
 }
 
-TEST_F(Swap, ZoomedPreviews)
+TEST_F(Swap, ZoomedPreviewsAndTheirCopies)
 {
     // In: the 20 by 15 pixels from (10, 8) on the whole window, each target pixel taking the source pixel under its
     // centre.
@@ -153,6 +154,18 @@ TEST_F(Swap, ZoomedPreviews)
         EXPECT_EQ(Win(pt.x, pt.y), kGreen) << pt.x << "," << pt.y;
     for (const POINT& pt : {POINT{5, 8}, POINT{15, 23}, POINT{30, 12}})
         EXPECT_EQ(Win(pt.x, pt.y), kBlue) << pt.x << "," << pt.y;
+    // The Copy forms take the window back, so previews accumulate.
+    c.bb.SwapPanCopy(hWindow, 4, 0, kGreen, SRCCOPY);
+    c.bb.SwapPanCopy(hWindow, 4, 0, kGreen, SRCCOPY);
+    EXPECT_EQ(c.Px(8, 0), Src(0, 0));
+    EXPECT_EQ(c.Px(6, 15), kGreen);
+    c.bb.SwapZoomOutCopy(hWindow, 1.0, kRed, SRCCOPY);
+    EXPECT_EQ(c.Px(0, 0), kRed);
+    CDC window; // the wrapper forms act on the wrapper's handle
+    window.Attach(hWindow);
+    c.bb.SwapZoomInCopy(&window, 1.0, kRed, SRCCOPY);
+    EXPECT_EQ(c.Px(0, 0), Win(0, 0));
+    window.Detach();
 }
 
 } // namespace

@@ -25,13 +25,21 @@ struct View : XBackBuffer {
     XY Centre() const { return {dWorldToCenter[0], dWorldToCenter[1]}; }
 };
 
-TEST(XBackBuffer, CountingAndTheMissingTransform)
+TEST(XBackBuffer, RegistrationDefaultsAndCounting)
 {
+    EXPECT_STREQ(XBackBuffer::GetRuntimeClassStatic()->lpszClassName, "XBackBuffer");
+    EXPECT_EQ(XBackBuffer::GetRuntimeClassStatic()->CreateObject(), nullptr); // not creatable by name
     const int nBefore = XBackBuffer::GetRefCount();
     {
         XBackBuffer bb;
         EXPECT_EQ(XBackBuffer::GetRefCount(), nBefore + 1);
+        EXPECT_EQ(bb.GetType(), 1);
         EXPECT_EQ(bb.GetWarpCoeffPixelToWorld()->GetOrder(), -1); // no transform until a setter makes one
+        double x, y;
+        bb.GetWorldPerPixel(x, y);
+        EXPECT_EQ(XY(x, y), XY(1, 1));
+        bb.GetWorldToCenter(x, y);
+        EXPECT_EQ(XY(x, y), XY(0, 0));
     }
     {
         XBackBuffer bb(3); // not counted in, but counted out
