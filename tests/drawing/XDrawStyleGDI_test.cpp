@@ -44,37 +44,41 @@ tagXLineStyle Style(int nCode, unsigned short nPattern = 0, int nFactor = 1)
 const DWORD kGeo = 0x10207, kBits = PS_JOIN_MITER, kSolid = PS_ENDCAP_SQUARE;
 const int U = tagXLineStyle::STYLE_USER;
 
-TEST(XfnCreatePen, FollowsTheStyleTable)
+TEST(XfnCreatePen, BothFormsFollowTheStyleTable)
 {
-    // Each code and width: the pen's kind, its style word (with the pen bits) and its dash runs.
+    // The handle form ORs in the pen bits; the wrapper form ignores them, draws solid with CreatePen and gives the
+    // hairline dash code 513.
     struct Row {
         tagXLineStyle style;
         int nWidth;
-        PenShape handle;
+        PenShape handle, wrapper;
     } rows[] = {
-        {Style(0), 3, {OBJ_EXTPEN, kBits | 0x10000 | kSolid, {}}},
-        {Style(0), 0, {OBJ_PEN, kBits | 0x10000 | kSolid, {}}},
-        {Style(1), 2, {OBJ_EXTPEN, kGeo | kBits, {6, 2}}},
-        {Style(1), 0, {OBJ_PEN, PS_DASH, {}}},
-        {Style(2), 3, {OBJ_EXTPEN, kGeo | kBits, {3, 3}}},
-        {Style(2), 0, {OBJ_PEN, kBits | 514, {}}},
-        {Style(3), 2, {OBJ_EXTPEN, kGeo | kBits, {6, 4, 2, 4}}},
-        {Style(3), 0, {OBJ_PEN, kBits | 515, {}}},
-        {Style(4), 1, {OBJ_EXTPEN, kGeo | kBits, {3, 1, 1, 1, 1, 1}}},
-        {Style(4), 0, {OBJ_PEN, kBits | 516, {}}},
-        {Style(5), 4, {OBJ_PEN, PS_NULL, {}}},
+        {Style(0), 3, {OBJ_EXTPEN, kBits | 0x10000 | kSolid, {}}, {OBJ_PEN, PS_SOLID, {}}},
+        {Style(0), 0, {OBJ_PEN, kBits | 0x10000 | kSolid, {}}, {OBJ_PEN, PS_SOLID, {}}},
+        {Style(1), 2, {OBJ_EXTPEN, kGeo | kBits, {6, 2}}, {OBJ_EXTPEN, kGeo, {6, 2}}},
+        {Style(1), 0, {OBJ_PEN, PS_DASH, {}}, {OBJ_PEN, 513, {}}},
+        {Style(2), 3, {OBJ_EXTPEN, kGeo | kBits, {3, 3}}, {OBJ_EXTPEN, kGeo, {3, 3}}},
+        {Style(2), 0, {OBJ_PEN, kBits | 514, {}}, {OBJ_PEN, 514, {}}},
+        {Style(3), 2, {OBJ_EXTPEN, kGeo | kBits, {6, 4, 2, 4}}, {OBJ_EXTPEN, kGeo, {6, 4, 2, 4}}},
+        {Style(3), 0, {OBJ_PEN, kBits | 515, {}}, {OBJ_PEN, 515, {}}},
+        {Style(4), 1, {OBJ_EXTPEN, kGeo | kBits, {3, 1, 1, 1, 1, 1}}, {OBJ_EXTPEN, kGeo, {3, 1, 1, 1, 1, 1}}},
+        {Style(4), 0, {OBJ_PEN, kBits | 516, {}}, {OBJ_PEN, 516, {}}},
+        {Style(5), 4, {OBJ_PEN, PS_NULL, {}}, {OBJ_PEN, PS_NULL, {}}},
         // User patterns shift up to a dash, then runs times factor (and width).
-        {Style(U, 0x8001, 1), 0, {OBJ_EXTPEN, kGeo | kBits, {1, 14, 1}}},
-        {Style(U, 0x00FF, 1), 0, {OBJ_EXTPEN, kGeo | kBits, {8, 8}}},
-        {Style(U, 0xFFFF, 3), 0, {OBJ_EXTPEN, kGeo | kBits, {48}}},
-        {Style(U, 0xF0F0, 2), 3, {OBJ_EXTPEN, kGeo | kBits, {24, 24, 24, 24}}},
+        {Style(U, 0x8001, 1), 0, {OBJ_EXTPEN, kGeo | kBits, {1, 14, 1}}, {OBJ_EXTPEN, kGeo, {1, 14, 1}}},
+        {Style(U, 0x00FF, 1), 0, {OBJ_EXTPEN, kGeo | kBits, {8, 8}}, {OBJ_EXTPEN, kGeo, {8, 8}}},
+        {Style(U, 0xFFFF, 3), 0, {OBJ_EXTPEN, kGeo | kBits, {48}}, {OBJ_EXTPEN, kGeo, {48}}},
+        {Style(U, 0xF0F0, 2), 3, {OBJ_EXTPEN, kGeo | kBits, {24, 24, 24, 24}}, {OBJ_EXTPEN, kGeo, {24, 24, 24, 24}}},
         // A zero pattern is no line, not an endless shift.
-        {Style(U, 0x0000, 2), 0, {OBJ_PEN, PS_NULL, {}}},
+        {Style(U, 0x0000, 2), 0, {OBJ_PEN, PS_NULL, {}}, {OBJ_PEN, PS_NULL, {}}},
     };
     for (Row& row : rows) {
         HPEN hPen = nullptr;
         XfnCreatePen(hPen, &row.style, row.nWidth, kRed);
+        CPen pen;
+        XfnCreatePen(&pen, &row.style, row.nWidth, kRed);
         EXPECT_EQ(ShapeOf(hPen), row.handle) << std::hex << row.style.nPattern << " width " << row.nWidth;
+        EXPECT_EQ(ShapeOf(pen.GetSafeHandle()), row.wrapper) << std::hex << row.style.nPattern;
         DeleteObject(hPen);
     }
     HPEN hPen = reinterpret_cast<HPEN>(1);
@@ -115,24 +119,37 @@ TEST(XfnCreateBrush, CodesAndTheUprightUserMask)
     EXPECT_EQ(c.Count(kBlue), 64 * 32 - 6);
 }
 
-TEST(XfnCreateFont, SetsHeightAndEscapementOnTheStyle)
+TEST(XfnCreateFont, BothFormsSetHeightAndEscapementOnTheStyle)
 {
-    tagXTextStyle style;
-    style.lf.lfOrientation = 450;
-    HFONT hFont = nullptr;
-    XfnCreateFont(hFont, &style, 0);
-    EXPECT_EQ(style.lf.lfHeight, 1); // never a zero height
-    EXPECT_EQ(style.lf.lfEscapement, 450);
-    LOGFONTA lf;
-    ASSERT_NE(GetObjectA(hFont, sizeof lf, &lf), 0);
-    EXPECT_EQ(lf.lfHeight * 1000 + lf.lfEscapement, 1450);
-    DeleteObject(hFont);
+    for (bool bWrapper : {false, true}) {
+        tagXTextStyle style;
+        style.lf.lfOrientation = 450;
+        HFONT hFont = nullptr;
+        CFont font;
+        if (bWrapper)
+            XfnCreateFont(&font, &style, 0);
+        else
+            XfnCreateFont(hFont, &style, 0);
+        EXPECT_EQ(style.lf.lfHeight, 1); // never a zero height
+        EXPECT_EQ(style.lf.lfEscapement, 450);
+        LOGFONTA lf;
+        ASSERT_NE(GetObjectA(bWrapper ? font.GetSafeHandle() : hFont, sizeof lf, &lf), 0);
+        EXPECT_EQ(lf.lfHeight * 1000 + lf.lfEscapement, 1450);
+        DeleteObject(hFont);
+    }
     // No style, no object.
+    HFONT hFont = reinterpret_cast<HFONT>(1);
     HBRUSH hBrush = reinterpret_cast<HBRUSH>(1);
     XfnCreateFont(hFont, nullptr, 10);
     XfnCreateBrush(hBrush, nullptr, kRed, kBlue);
+    CFont font;
+    CBrush brush;
+    XfnCreateFont(&font, nullptr, 10);
+    XfnCreateBrush(&brush, nullptr, kRed, kBlue);
     EXPECT_EQ(hFont, nullptr);
     EXPECT_EQ(hBrush, nullptr);
+    EXPECT_EQ(font.GetSafeHandle(), nullptr);
+    EXPECT_EQ(brush.GetSafeHandle(), nullptr);
 }
 
 TEST(XfnDrawRubberBand, SecondDrawingErasesTheFirst)
@@ -156,7 +173,10 @@ TEST(XfnDrawRubberBand, SecondDrawingErasesTheFirst)
         }
         EXPECT_EQ(c.Px(20, 12), before[12 * 48 + 20]);
         EXPECT_EQ(GetROP2(c.DC()), R2_COPYPEN);
-        XfnDrawRubberBand(c.DC(), CPoint(5, 4), CPoint(40, 25), pStyle, 0, kRed);
+        CDC dc; // the wrapper form draws on the wrapper's handle
+        dc.Attach(c.DC());
+        XfnDrawRubberBand(&dc, CPoint(5, 4), CPoint(40, 25), pStyle, 0, kRed);
+        dc.Detach();
         for (int i = 0; i < 48 * 32; ++i)
             ASSERT_EQ(c.Px(i % 48, i / 48), before[i]) << i;
     }
