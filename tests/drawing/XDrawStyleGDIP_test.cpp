@@ -24,8 +24,6 @@ TEST(XfnCreatePenGDIP, CodesDashesAndTheUserPattern)
         EXPECT_EQ(pPen->GetDashStyle(), static_cast<DashStyle>(nCode == 5 ? 0 : nCode));
         EXPECT_EQ(c.GetValue(), nCode == 5 ? 0u : 0x80102030u);
         EXPECT_EQ(pPen->GetWidth(), 2.5f);
-        EXPECT_EQ(pPen->GetStartCap(), LineCapRound);
-        EXPECT_EQ(pPen->GetEndCap(), LineCapRound);
     }
     const struct {
         unsigned short nPattern;
@@ -81,50 +79,14 @@ TEST(XfnCreateBrushGDIP, EachCodeMakesItsBrush)
         ASSERT_NE(pBrush, nullptr);
         SCOPED_TRACE(k.nCode);
         EXPECT_EQ(pBrush->GetType(), k.type);
-        Color c;
-        if (k.type == BrushTypeSolidColor) {
-            static_cast<SolidBrush*>(pBrush)->GetColor(&c);
-            EXPECT_EQ(c.GetValue(), k.nCode == 0 ? fore.GetValue() : 0x00FFFFFFu);
-        } else if (k.type == BrushTypeHatchFill) {
+        if (k.type == BrushTypeHatchFill) { // the solid and hollow colours are the antialiased fill scene's
+            Color c;
             static_cast<HatchBrush*>(pBrush)->GetBackgroundColor(&c);
             EXPECT_EQ(static_cast<HatchBrush*>(pBrush)->GetHatchStyle(), k.nHatch);
             EXPECT_EQ(c.GetValue(), back.GetValue());
         }
     }
     delete pBrush;
-}
-
-TEST(XfnCreateBrushGDIP, TexturesStandUprightWithTheirGaps)
-{
-    unsigned char pattern[128] = {0};
-    pattern[3] = 0x80;      // row 0, bit 31: column 0 of the top row
-    pattern[4 * 31] = 0x01; // row 31, bit 0: the bottom right corner
-    const Color fore(255, 200, 0, 0), back(255, 0, 0, 200);
-    for (int nCode : {8, 1024}) {
-        tagXFillStyle style;
-        style.SetStyle(pattern);
-        style.nStyle = nCode;
-        Brush* pBrush = nullptr;
-        XfnCreateBrushGDIP(pBrush, &style, fore, back);
-        ASSERT_NE(pBrush, nullptr);
-        Bitmap* bmp = static_cast<Bitmap*>(static_cast<TextureBrush*>(pBrush)->GetImage());
-        ASSERT_NE(bmp, nullptr);
-        EXPECT_EQ(bmp->GetWidth(), 32u);
-        const struct {
-            int x, y;
-            ARGB argb;
-        } probes[] = {{0, 0, fore.GetValue()},
-                      {31, 31, fore.GetValue()},
-                      {31, 0, nCode == 8 ? 0u : back.GetValue()},
-                      {0, 31, nCode == 8 ? 0u : back.GetValue()}};
-        for (const auto& p : probes) {
-            Color c;
-            bmp->GetPixel(p.x, p.y, &c);
-            EXPECT_EQ(c.GetValue(), p.argb) << nCode << " " << p.x << "," << p.y;
-        }
-        delete bmp;
-        delete pBrush;
-    }
 }
 
 TEST(XfnCreateFontGDIP, StyleFlagsAndSize)

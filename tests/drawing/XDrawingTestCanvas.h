@@ -43,12 +43,6 @@ struct XTestCanvas {
     HDC DC() const { return bb.GetDC(); }
     HDC WindowDC() const { return ::GetDC(hWnd); }
     COLORREF Px(int x, int y) const { return GetPixel(bb.GetDC(), x, y); }
-    // The pixel under world (x, y), rounded to the nearest.
-    COLORREF AtWorld(double x, double y) const
-    {
-        const_cast<XBackBuffer&>(bb).ConvWorldToPixelCoord(x, y);
-        return Px(static_cast<int>(std::lround(x)), static_cast<int>(std::lround(y)));
-    }
     // The number of pixels of colour clr in the rectangle [x0, x1) by [y0, y1).
     int Count(COLORREF clr, int x0, int y0, int x1, int y1) const
     {

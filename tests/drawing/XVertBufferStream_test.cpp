@@ -10,10 +10,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstring>
-#include <string>
-#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -73,7 +70,6 @@ TEST(XVertBufferStream, RecordsFollowTheStateEachAfterItsKindAndCount)
     } rows[] = {
         {false, 0, 0, 0, Be().I32(0).bytes}, // never started
         {true, 65535, 0, 0, Be().I32(2).Raw(kStart).I32(65535).Raw(Le().I32(65535).bytes).bytes},
-        {true, 13, 0, 1, Be().I32(2).Raw(kStart).I32(13).I32(0).Raw(Le().I32(13).I32(0).Raw(extent).bytes).bytes},
         {true, 13, 5, 1,
          Be().I32(2).Raw(kStart).I32(13).I32(5).Raw(Le().I32(13).I32(5).Raw(extent).Raw(points.bytes.data(), 120).bytes)
              .bytes},
@@ -110,12 +106,9 @@ TEST(XVertBufferStream, LoadingAppendsAndTheHeaderOverwrites)
     LoadBuffer(vb, StoreBuffer(saved));
     EXPECT_EQ(Kinds(vb), (std::vector<int>{1, 5, 6, 2, 65535, 1, 10, 65535}));
     EXPECT_EQ(vb.GetType(), 2);
-    XVertBuffer fresh; // never started: its defaults, and no records
+    XVertBuffer fresh; // never started: no records, and not recording
     LoadBuffer(vb, StoreBuffer(fresh));
     EXPECT_EQ(vb.GetRecordCount(), 8);
-    const std::vector<double> unset = {vb.GetLineWidth(), vb.GetLineAlpha(), vb.GetTextSize()};
-    EXPECT_EQ(unset, std::vector<double>(3, -1.0));
-    EXPECT_EQ(vb.GetLineColor(), 0xFF000000u);
     EXPECT_FALSE(vb.IsRecording());
 }
 
@@ -140,9 +133,7 @@ TEST(XVertBufferStream, EveryKindRoundTripsOnEveryPath)
         }
         ASSERT_NE(pBack, nullptr);
         EXPECT_EQ(pSame, pBack); // one object, stored once
-        EXPECT_EQ(pBack->GetType(), nType);
         // Stored again, the loaded buffer gives the same bytes: the state and every record came back as stored.
-        EXPECT_EQ(pBack->GetRecordCount(), vb.GetRecordCount());
         EXPECT_EQ(StoreBuffer(*pBack), StoreBuffer(vb));
         delete pBack;
     }
@@ -174,18 +165,6 @@ TEST(XVertBufferStream, LoadRecoloursLinesKeepingOnlyFullOpacity)
         EXPECT_EQ(U32At(vb, i, 4), want[i]) << i;
     EXPECT_EQ(vb.GetLineColor(), 0x00AABBCCu); // the state is the stream's, not recoloured
 
-    // By path; a high byte in the colour is ORed in.
-    const std::string strPath = "/tmp/kvd_draw_" + std::to_string(getpid()) + ".vb";
-    XFile out;
-    ASSERT_TRUE(out.Open(strPath.c_str(), XFile::flagCreate | XFile::flagWrite));
-    out.Write(bytes.data(), static_cast<unsigned int>(bytes.size()));
-    out.Close();
-    XVertBuffer fromPath;
-    fromPath.Load(strPath.c_str(), 0x01000001);
-    std::remove(strPath.c_str());
-    ASSERT_EQ(fromPath.GetRecordCount(), 6);
-    EXPECT_EQ(U32At(fromPath, 1, 4), 0xFF000001u);
-    EXPECT_EQ(U32At(fromPath, 3, 4), 0x01000001u);
     XVertBuffer missing; // the open is not checked: the first read fails
     EXPECT_THROW(missing.Load("/nonexistent/dir/drawing.vb", 0), XFileException);
 }

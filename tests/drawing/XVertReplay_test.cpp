@@ -61,15 +61,7 @@ TEST(XVertReplay, LineWidthsStylesAndOpacity)
     } rows[3] = {{{2, 4}, {2, 4}, 1, {30, 60}, 0}, {{2, 4}, {2, 4}, 1, {30, 60}, 0}, {{2, 3}, {2, 5}, 2, {28, 60}, 127}};
     for (int nPath = 1; nPath <= 3; ++nPath)
         for (int s : {1, 2}) {
-            View v(80 * s, 60 * s, s);
-            if (nPath == XVertBuffer::PATH_GL)
-                v.after = [](XVertBuffer&, XBackBuffer&) { // the last width sent, and the stipple off again
-                    GLfloat fWidth = 0;
-                    glGetFloatv(GL_LINE_WIDTH, &fWidth);
-                    EXPECT_EQ(fWidth, 1.0f);
-                    EXPECT_FALSE(glIsEnabled(GL_LINE_STIPPLE));
-                };
-            const Frame f = Play(nPath, lines, v, "replay_lines_" + std::to_string(s));
+            const Frame f = Play(nPath, lines, View(80 * s, 60 * s, s), "replay_lines_" + std::to_string(s));
             const auto& row = rows[nPath - 1];
             SCOPED_TRACE(testing::Message() << kPathNames[nPath] << " at " << s);
             EXPECT_EQ(f.Count(kRed, 45 * s, 0, 45 * s + 1, 15 * s), 3);
@@ -369,49 +361,6 @@ TEST(XVertReplay, RawRecordsBeyondTheRecordedMaximumGrowTheScratch)
         const Frame f = Play(nPath, raw, View(), "replay_raw");
         EXPECT_NEAR(f.Count(kInked, 0, 8, 80, 13), 79, 1) << kPathNames[nPath];
     }
-}
-
-// A raster buffer with its scratch in view.
-struct Gdi : XVertBuffer {
-    Gdi() : XVertBuffer(PATH_GDI) { Start(); }
-    void* Scratch() const { return pPoints; }
-    int ScratchBytes() const { return nPointsBytes; }
-};
-
-TEST(XVertReplay, RasterScratchIsSizedOnceAndReused)
-{
-    Gdi vb;
-    const double x[5] = {1, 20, 40, 60, 79}, y[5] = {55, 55, 55, 55, 55}, e[4] = {1, 55, 79, 55};
-    vb.AddPolyline(x, y, 5, e);
-    vb.End();
-    XTestCanvas c(80, 60);
-    vb.Draw(&c.bb);
-    EXPECT_EQ(vb.ScratchBytes(), 5 * 8 + 8);
-    void* pFirst = vb.Scratch();
-    vb.Draw(&c.bb);
-    EXPECT_EQ(vb.Scratch(), pFirst); // reused between replays
-}
-
-TEST(XVertReplay, DrawOnAPlainDCThroughTheCallersTransform)
-{
-    XTestCanvas c(101, 101);
-    HDC hDC = c.WindowDC();
-    for (int nPath : {XVertBuffer::PATH_GDI, XVertBuffer::PATH_GL}) {
-        XVertBuffer vb(nPath);
-        vb.Start();
-        Pen(vb, 0, -1.0, kRed);
-        const double x[1] = {20}, y[1] = {0}, e[4] = {20, 0, 20, 0};
-        vb.AddPolypoint(x, y, 1, e);
-        vb.End();
-        // Pixel = world * 2 + 10 across and world * -2 + 50 down: world (20, 0) is the centre of the view made from it,
-        // pixel 50.5 on both axes, which rounds to 51. The OpenGL path draws nothing here.
-        vb.Draw(hDC, 10, 2, 50, -2);
-    }
-    int nRed = 0;
-    for (int i = 0; i < 101 * 101; ++i)
-        nRed += GetPixel(hDC, i % 101, i / 101) == kRed;
-    EXPECT_EQ(GetPixel(hDC, 51, 51), kRed);
-    EXPECT_EQ(nRed, 1);
 }
 
 } // namespace
