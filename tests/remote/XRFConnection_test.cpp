@@ -67,8 +67,8 @@ TEST(XRFConnection, LogsInExchangesAndReportsClosedAndRefusedConnections)
 }
 
 // Greetings of fake servers: another version is refused with its bytes in
-// the caller's buffer (cut to its size); a key of up to 1024 bytes logs in;
-// longer, empty and non-RSA keys are refused.
+// the caller's buffer (cut to its size); a key of 1024 bytes logs in, and
+// an empty key is refused.
 TEST(XRFConnection, GreetingsOfFakeServers)
 {
     std::string strPadded = FakeServer::PublicKey();
@@ -84,9 +84,7 @@ TEST(XRFConnection, GreetingsOfFakeServers)
         {"another version", "1.01", FakeServer::PublicKey(), 64, 0x20010026u, "31|2e|30|31|"},
         {"info cut to its buffer", "1.01", FakeServer::PublicKey(), 6, 0x20010026u, "31|2e"},
         {"key of 1024 bytes", "1.00", strPadded, 0, 0, ""},
-        {"key of 1025 bytes", "1.00", strPadded + std::string(1, '\0'), 0, 0x20010016u, ""},
         {"empty key", "1.00", "", 0, 0x20010016u, ""},
-        {"no RSA key", "1.00", "ABCDEF", 0, 0x20010016u, ""},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.pszName);
@@ -102,21 +100,11 @@ TEST(XRFConnection, GreetingsOfFakeServers)
     }
 }
 
-// Half a reply, then the end of the stream: what came is there, and the
-// connection is closed. A server that never answers: the timeout ends the wait.
-TEST(XRFConnection, PeerClosingHalfWayAndSilentPeers)
+// A server that never answers: the timeout ends the wait. (A peer that closes
+// half way is the cut-reply table's matter.)
+TEST(XRFConnection, SilentPeers)
 {
-    FakeServer half(FakeServer::Answer(16, {43, 0, 0, 0, 0, 0, 0, 0}));
-    XRFConnection connection;
-    ASSERT_EQ(connection.OpenConnection(half.Param(), nullptr, 0), 0u);
-    ASSERT_EQ(connection.Send(kRootListRequest.data(), 16, 131072), 0u);
     BYTE abReply[16];
-    std::memset(abReply, 0xEE, sizeof abReply);
-    EXPECT_EQ(connection.Recv(abReply, sizeof abReply), 0u);
-    EXPECT_EQ(connection.IsConnected(), 0);
-    EXPECT_EQ(abReply[0], 43);
-    EXPECT_EQ(abReply[8], 0xEE);
-
     // Reads the request, and then waits for a byte that never comes.
     FakeServer silent([](XSysSocket s) {
         FakeServer::Greet(s, "1.00", FakeServer::PublicKey(), true);

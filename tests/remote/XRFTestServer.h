@@ -11,6 +11,7 @@
 #include "KVDbase/crypto/XRSA.h"
 #include "KVDbase/files/XFile.h"
 #include "KVDbase/remote/XRFConnection.h"
+#include "KVDbase/remote/XRFFile.h"
 #include "KVDbase/remote/XRFWire.h"
 #include "platform/XSysSocket.h"
 
@@ -180,6 +181,68 @@ struct PoolScope {
     ~PoolScope() { XFile::XRFClean(); }
     PoolScope(const PoolScope&) = delete;
     PoolScope& operator=(const PoolScope&) = delete;
+};
+
+// The server's commands sent through the library's remote operations, for a
+// login given by param: each gives the error word and keeps it in error.
+struct RemoteOps {
+    explicit RemoteOps(const XRFConnectionOpenParam& paramIn = XRFConnectionOpenParam()) : param(paramIn) {}
+    XRFConnectionOpenParam param;
+    XString key;
+    DWORD error = 0xDEAD;
+
+    DWORD Create(const std::string& strPath, DWORD nDisposition, DWORD nAccess = 0xC0000000u, int64_t* pSize = nullptr,
+                 DWORD nShare = 3)
+    {
+        LARGE_INTEGER size;
+        size.QuadPart = -7;
+        DWORD h = XRFCreateFile(param, strPath.c_str(), nAccess, nShare, nullptr, nDisposition, 0x80, nullptr, size,
+                                error, key);
+        if (pSize)
+            *pSize = size.QuadPart;
+        return h;
+    }
+    DWORD Write(DWORD h, int64_t nPosition, const std::string& strData, int64_t* pLength = nullptr)
+    {
+        LARGE_INTEGER length;
+        XRFWriteFile(param, h, strData.data(), static_cast<DWORD>(strData.size()), nullptr, nullptr, nPosition,
+                     length, error, key);
+        if (pLength)
+            *pLength = length.QuadPart;
+        return error;
+    }
+    DWORD Read(DWORD h, int64_t nPosition, DWORD nCount, std::string& strData)
+    {
+        strData.assign(nCount, '\0');
+        DWORD nRead = 0;
+        XRFReadFile(param, h, strData.data(), nCount, &nRead, nullptr, nPosition, error, key);
+        strData.resize(error ? 0 : nRead);
+        return error;
+    }
+    // The error word of a path command, sent through its remote operation.
+    DWORD Path(DWORD nCommand, const std::string& strPath, DWORD nArgument = 0)
+    {
+        const char* pszPath = strPath.c_str();
+        error = 0xDEAD;
+        switch (nCommand) {
+        case XRF_CMD_SET_FILE_ATTRIBUTES: XRFSetFileAttributes(param, pszPath, nArgument, error, key); break;
+        case XRF_CMD_DELETE_FILE: XRFDeleteFile(param, pszPath, error, key); break;
+        case XRF_CMD_CREATE_DIRECTORY: XRFCreateDirectory(param, pszPath, nullptr, error, key); break;
+        case XRF_CMD_REMOVE_DIRECTORY: XRFRemoveDirectory(param, pszPath, int(nArgument), error, key); break;
+        default: XRFGetFileAttributes(param, pszPath, error, key);
+        }
+        return error;
+    }
+    DWORD Move(const std::string& strOld, const std::string& strNew)
+    {
+        XRFMoveFile(param, strOld.c_str(), strNew.c_str(), error, key);
+        return error;
+    }
+    DWORD Close(DWORD h)
+    {
+        XRFCloseHandle(param, h, error, key);
+        return error;
+    }
 };
 
 // A server that accepts one connection and runs a script on it.

@@ -34,10 +34,10 @@ TEST(XRFPProgram, CommandLineUsersKeyAndThrowaway)
 
     {
         ProgramRun server("", "--users '" + strUsers + "' --key-file '" + strKey + "'");
-        RawClient client;
-        ASSERT_TRUE(client.Connect(server.Port())) << server.Log();
-        EXPECT_EQ(client.Login("carol", "Sup3rSecret"), 0u);
-        EXPECT_EQ(client.Write(client.Create("docs\\..\\hello.txt", kWrite, kCreateNew).hFile, 0, "hello").nError, 0u);
+        PoolScope pool;
+        RemoteOps client(LocalParam(server.Port(), "carol", "Sup3rSecret"));
+        EXPECT_EQ(client.Write(client.Create("docs\\..\\hello.txt", kCreateNew, kWrite), 0, "hello"), 0u)
+            << server.Log();
         EXPECT_EQ(server.Stop(), 0);
     }
     EXPECT_EQ(ReadBytes(dir / "carol" / "hello.txt"), "hello");

@@ -1,6 +1,6 @@
-// A raw client of the file server for its tests: packets built with the wire
-// module, sent over the platform's client sockets, replies read by size;
-// and a sink that captures the server's log lines.
+// A raw client of the file server for what the library's client never sends:
+// packets built with the wire module, sent over the platform's client sockets,
+// replies read by size; and a sink that captures the server's log lines.
 #pragma once
 
 #include "remote/XRFTestServer.h"
@@ -14,7 +14,7 @@ namespace xrftest {
 
 const DWORD kRead = 0x80000000u;
 const DWORD kWrite = 0x40000000u;
-enum : DWORD { kCreateNew = 1, kCreateAlways = 2, kOpenExisting = 3, kOpenAlways = 4, kTruncateExisting = 5 };
+enum : DWORD { kCreateNew = 1, kCreateAlways = 2, kOpenExisting = 3 };
 
 class RawClient {
 public:
@@ -81,93 +81,6 @@ public:
         std::vector<BYTE> vecReply = Exchange(vecPacket, XRF_CMD_LOGIN);
         XfnRFParseReply(vecReply.data(), vecReply.size(), XRF_CMD_LOGIN, reply);
         return reply.nError;
-    }
-
-    // The small replies: code, value words and error.
-    tagXRFReply Small(const std::vector<BYTE>& vecPacket, DWORD nCommand)
-    {
-        tagXRFReply reply{~0u, 0, 0, ~0u};
-        std::vector<BYTE> vecReply = Exchange(vecPacket, nCommand);
-        EXPECT_EQ(XfnRFParseReply(vecReply.data(), vecReply.size(), nCommand, reply), XRF_WIRE_OK);
-        return reply;
-    }
-
-    tagXRFCreateFileReply Create(const std::string& strPath, DWORD nAccess, DWORD nDisposition, DWORD nShare = 3)
-    {
-        std::vector<BYTE> vecPacket;
-        XfnRFBuildCreateFileRequest(vecPacket, tagXRFCreateFileRequest{strPath, nAccess, nShare, nDisposition, 0});
-        std::vector<BYTE> vecReply = Exchange(vecPacket, XRF_CMD_CREATE_FILE);
-        tagXRFCreateFileReply reply{~0u, ~0u, ~0u, -1};
-        EXPECT_EQ(XfnRFParseCreateFileReply(vecReply.data(), vecReply.size(), reply), XRF_WIRE_OK);
-        return reply;
-    }
-
-    tagXRFReply Handle(DWORD nCommand, DWORD hFile)
-    {
-        std::vector<BYTE> vecPacket;
-        XfnRFBuildHandleRequest(vecPacket, tagXRFHandleRequest{nCommand, hFile});
-        return Small(vecPacket, nCommand);
-    }
-
-    tagXRFReply Path(DWORD nCommand, const std::string& strPath, DWORD nArgument = 0)
-    {
-        std::vector<BYTE> vecPacket;
-        XfnRFBuildPathRequest(vecPacket, tagXRFPathRequest{nCommand, strPath, nArgument});
-        return Small(vecPacket, nCommand);
-    }
-
-    DWORD Move(const std::string& strOld, const std::string& strNew)
-    {
-        std::vector<BYTE> vecPacket;
-        XfnRFBuildMoveFileRequest(vecPacket, tagXRFMoveFileRequest{strOld, strNew});
-        return Small(vecPacket, XRF_CMD_MOVE_FILE).nError;
-    }
-
-    tagXRFFindReply FindFirst(const std::string& strPath)
-    {
-        std::vector<BYTE> vecPacket;
-        XfnRFBuildPathRequest(vecPacket, tagXRFPathRequest{XRF_CMD_FIND_FIRST_FILE, strPath, 0});
-        std::vector<BYTE> vecReply = Exchange(vecPacket, XRF_CMD_FIND_FIRST_FILE);
-        tagXRFFindReply reply{};
-        EXPECT_EQ(XfnRFParseFindFirstReply(vecReply.data(), vecReply.size(), reply), XRF_WIRE_OK);
-        return reply;
-    }
-
-    // A whole write: announcement and data packet, then the reply.
-    tagXRFWriteReply Write(DWORD hFile, int64_t nPosition, const std::string& strData)
-    {
-        std::vector<BYTE> vecPacket;
-        XfnRFBuildTransferRequest(vecPacket, XRF_CMD_WRITE_ANNOUNCE,
-                                  tagXRFTransferRequest{nPosition, hFile, static_cast<DWORD>(strData.size())});
-        XfnRFBuildWriteDataRequest(vecPacket, tagXRFWriteDataRequest{
-                                                  hFile, reinterpret_cast<const BYTE*>(strData.data()),
-                                                  static_cast<DWORD>(strData.size())});
-        std::vector<BYTE> vecReply = Exchange(vecPacket, XRF_CMD_WRITE_DATA);
-        tagXRFWriteReply reply{~0u, -1, 0, ~0u};
-        EXPECT_EQ(XfnRFParseWriteReply(vecReply.data(), vecReply.size(), reply), XRF_WIRE_OK);
-        return reply;
-    }
-
-    // A find file list: the items' names (at offset 40), and the error word
-    // of the last head.
-    std::vector<std::string> List(const std::string& strPath, DWORD nFlag, DWORD& nError)
-    {
-        std::vector<BYTE> vecRequest, vecHead, vecItem;
-        XfnRFBuildPathRequest(vecRequest, tagXRFPathRequest{XRF_CMD_FIND_FILE_LIST, strPath, nFlag});
-        EXPECT_TRUE(Send(vecRequest));
-        std::vector<std::string> vecNames;
-        tagXRFFileListHead head{};
-        nError = ~0u;
-        while (Recv(XRF_FILE_LIST_HEAD_SIZE, vecHead) &&
-               XfnRFParseFileListHead(vecHead.data(), vecHead.size(), head) == XRF_WIRE_OK) {
-            nError = head.nError;
-            if (head.nItemSize == 0 || head.nError || !Recv(head.nItemSize, vecItem))
-                return vecNames;
-            EXPECT_EQ(head.nItemSize, XRF_FILE_INFO_ITEM_SIZE);
-            vecNames.emplace_back(reinterpret_cast<const char*>(vecItem.data() + 40));
-        }
-        ADD_FAILURE() << "bad list head";
-        return vecNames;
     }
 
     // A read: the error word, and the data in strData.
