@@ -20,25 +20,6 @@
 #include <new>
 #include <type_traits>
 
-// An entry of a map. One keyed by text keeps its key's full hash in what
-// would be padding after the bucket index, so that a search passes other keys
-// of its chain without reading their text.
-template <class KEY, class VALUE>
-struct XMapAssoc {
-    XMapAssoc* pNext;
-    UINT nHashValue;
-    KEY key;
-    VALUE value;
-};
-template <class VALUE>
-struct XMapAssoc<XString, VALUE> {
-    XMapAssoc* pNext;
-    UINT nHashValue;
-    UINT nFullHash;
-    XString key;
-    VALUE value;
-};
-
 // What a search works out once from its key before walking a chain: the hash
 // and, for text keys, the length, so that each stored key is compared on
 // what is cheap first.
@@ -47,14 +28,9 @@ struct XMapProbe {
     ARG_KEY key;
     UINT nHash;
     explicit XMapProbe(ARG_KEY k) : key(k), nHash(XfnHashKey<ARG_KEY>(k)) {}
-    template <class VALUE>
-    bool Matches(const XMapAssoc<KEY, VALUE>& a) const
+    bool Matches(const KEY& stored) const
     {
-        return XfnCompareElements<KEY, typename std::remove_reference<ARG_KEY>::type>(&a.key, &key) != 0;
-    }
-    template <class VALUE>
-    static void Keep(XMapAssoc<KEY, VALUE>&, UINT)
-    {
+        return XfnCompareElements<KEY, typename std::remove_reference<ARG_KEY>::type>(&stored, &key) != 0;
     }
 };
 template <>
@@ -68,18 +44,10 @@ struct XMapProbe<XString, const char*> {
     }
     // Equal as terminated texts, as Compare sees them: a stored key with a
     // zero byte inside ends there.
-    template <class VALUE>
-    bool Matches(const XMapAssoc<XString, VALUE>& a) const
+    bool Matches(const XString& stored) const
     {
-        if (a.nFullHash != nHash)
-            return false;
-        const char* psz = a.key;
-        return a.key.GetLength() >= nLength && psz[nLength] == '\0' && SameBytes(psz, key, static_cast<size_t>(nLength));
-    }
-    template <class VALUE>
-    static void Keep(XMapAssoc<XString, VALUE>& a, UINT nFullHash)
-    {
-        a.nFullHash = nFullHash;
+        const char* psz = stored;
+        return stored.GetLength() >= nLength && psz[nLength] == '\0' && SameBytes(psz, key, static_cast<size_t>(nLength));
     }
     // Keys are short: eight bytes at a time, the last eight overlapping.
     static bool SameBytes(const char* a, const char* b, size_t n)
@@ -103,7 +71,12 @@ template <class KEY, class ARG_KEY, class VALUE, class ARG_VALUE>
 class XMap : public XObject {
 public:
     // One entry: nHashValue is the bucket index, not the full hash.
-    using XAssoc = XMapAssoc<KEY, VALUE>;
+    struct XAssoc {
+        XAssoc* pNext;
+        UINT nHashValue;
+        KEY key;
+        VALUE value;
+    };
 
     explicit XMap(int nBlockSize = 10)
         : pHashTable(nullptr), nHashTableSize(17), nCount(0), pFreeList(nullptr), pBlocks(nullptr),
@@ -164,8 +137,6 @@ protected:
     void FreeAssoc(XAssoc* pAssoc);
     // The entry of key or null; nBucket is set in either case.
     XAssoc* GetAssocAt(ARG_KEY key, UINT& nBucket) const;
-    // The entry matching the probe in bucket nBucket, or null.
-    XAssoc* Find(const XMapProbe<KEY, ARG_KEY>& probe, UINT nBucket) const;
 
 private:
     static XAssoc** AllocTable(UINT nSize);
@@ -265,19 +236,12 @@ template <class KEY, class ARG_KEY, class VALUE, class ARG_VALUE>
 typename XMap<KEY, ARG_KEY, VALUE, ARG_VALUE>::XAssoc*
 XMap<KEY, ARG_KEY, VALUE, ARG_VALUE>::GetAssocAt(ARG_KEY key, UINT& nBucket) const
 {
-    const XMapProbe<KEY, ARG_KEY> probe(key);
+    XMapProbe<KEY, ARG_KEY> probe(key);
     nBucket = probe.nHash % nHashTableSize;
-    return Find(probe, nBucket);
-}
-
-template <class KEY, class ARG_KEY, class VALUE, class ARG_VALUE>
-typename XMap<KEY, ARG_KEY, VALUE, ARG_VALUE>::XAssoc*
-XMap<KEY, ARG_KEY, VALUE, ARG_VALUE>::Find(const XMapProbe<KEY, ARG_KEY>& probe, UINT nBucket) const
-{
     if (pHashTable == nullptr)
         return nullptr;
     for (XAssoc* pAssoc = pHashTable[nBucket]; pAssoc != nullptr; pAssoc = pAssoc->pNext)
-        if (probe.Matches(*pAssoc))
+        if (probe.Matches(pAssoc->key))
             return pAssoc;
     return nullptr;
 }
@@ -296,15 +260,13 @@ BOOL XMap<KEY, ARG_KEY, VALUE, ARG_VALUE>::Lookup(ARG_KEY key, VALUE& rValue) co
 template <class KEY, class ARG_KEY, class VALUE, class ARG_VALUE>
 VALUE& XMap<KEY, ARG_KEY, VALUE, ARG_VALUE>::operator[](ARG_KEY key)
 {
-    const XMapProbe<KEY, ARG_KEY> probe(key);
-    const UINT nBucket = probe.nHash % nHashTableSize;
-    XAssoc* pAssoc = Find(probe, nBucket);
+    UINT nBucket;
+    XAssoc* pAssoc = GetAssocAt(key, nBucket);
     if (pAssoc == nullptr) {
         if (pHashTable == nullptr)
             InitHashTable(nHashTableSize, 1);
         pAssoc = NewAssoc();
         pAssoc->nHashValue = nBucket;
-        probe.Keep(*pAssoc, probe.nHash);
         pAssoc->key = key;
         pAssoc->pNext = pHashTable[nBucket];
         pHashTable[nBucket] = pAssoc;
@@ -320,7 +282,7 @@ BOOL XMap<KEY, ARG_KEY, VALUE, ARG_VALUE>::RemoveKey(ARG_KEY key)
     XMapProbe<KEY, ARG_KEY> probe(key);
     XAssoc** ppPrev = &pHashTable[probe.nHash % nHashTableSize];
     for (XAssoc* pAssoc = *ppPrev; pAssoc != nullptr; pAssoc = pAssoc->pNext) {
-        if (probe.Matches(*pAssoc)) {
+        if (probe.Matches(pAssoc->key)) {
             *ppPrev = pAssoc->pNext;
             FreeAssoc(pAssoc);
             return 1;
