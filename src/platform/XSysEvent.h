@@ -1,5 +1,5 @@
 // Events on this platform: a flag that one thread sets and others wait for,
-// built on a mutex and futex words. An auto-reset event is cleared by
+// built on a mutex and condition variables. An auto-reset event is cleared by
 // the wait that it releases, so one Set releases one wait; a manual-reset
 // event stays set until reset. Waits report results in the classic manner:
 // index of the released event, XSYS_WAIT_TIMEOUT or XSYS_WAIT_FAILED.
