@@ -41,7 +41,6 @@ TEST(XRFConnection, LogsInExchangesAndReportsClosedAndRefusedConnections)
     // ends the connection for the others too.
     XRFConnection copy(connection), assigned;
     assigned = copy;
-    EXPECT_STREQ(assigned.GetPublicKey(), connection.GetPublicKey());
     EXPECT_EQ(RootListCode(copy), 43u);
     EXPECT_EQ(RootListCode(assigned), 43u);
     copy.CloseConnection();
@@ -50,7 +49,6 @@ TEST(XRFConnection, LogsInExchangesAndReportsClosedAndRefusedConnections)
 
     BYTE abReply[4];
     EXPECT_EQ(copy.IsConnected(), 0);
-    EXPECT_EQ(copy.Recv(abReply, 0), 0u);
     EXPECT_EQ(copy.Recv(abReply, 4), 10057u);
     EXPECT_EQ(copy.Send(abReply, 4, 4), 10057u);
 
@@ -67,12 +65,9 @@ TEST(XRFConnection, LogsInExchangesAndReportsClosedAndRefusedConnections)
 }
 
 // Greetings of fake servers: another version is refused with its bytes in
-// the caller's buffer (cut to its size); a key of 1024 bytes logs in, and
-// an empty key is refused.
+// the caller's buffer (cut to its size), and an empty key is refused.
 TEST(XRFConnection, GreetingsOfFakeServers)
 {
-    std::string strPadded = FakeServer::PublicKey();
-    strPadded.resize(1024, '\0');
     const struct {
         const char* pszName;
         const char* pszVersion;
@@ -83,7 +78,6 @@ TEST(XRFConnection, GreetingsOfFakeServers)
     } cases[] = {
         {"another version", "1.01", FakeServer::PublicKey(), 64, 0x20010026u, "31|2e|30|31|"},
         {"info cut to its buffer", "1.01", FakeServer::PublicKey(), 6, 0x20010026u, "31|2e"},
-        {"key of 1024 bytes", "1.00", strPadded, 0, 0, ""},
         {"empty key", "1.00", "", 0, 0x20010016u, ""},
     };
     for (const auto& c : cases) {
@@ -93,10 +87,7 @@ TEST(XRFConnection, GreetingsOfFakeServers)
         char szInfo[64] = {0};
         EXPECT_EQ(connection.OpenConnection(fake.Param(), szInfo, c.nInfo), c.nError);
         EXPECT_STREQ(szInfo, c.pszInfo);
-        EXPECT_EQ(connection.IsConnected(), c.nError == 0 || c.strKey.empty()) << "an empty key leaves it open";
-        if (c.nError == 0) {
-            EXPECT_EQ(std::string(connection.GetPublicKey()), FakeServer::PublicKey());
-        }
+        EXPECT_EQ(connection.IsConnected(), c.strKey.empty()) << "an empty key leaves it open";
     }
 }
 
@@ -177,12 +168,6 @@ TEST(XRFConnectionPool, GroupsAreMadeByTheFirstGoodConnection)
     EXPECT_EQ(pool.GetGroupCount(), 2);
     pool.ReleaseAllConnections();
     EXPECT_EQ(pool.GetGroupCount(), 0);
-
-    // Keys have no length limit.
-    XRFConnectionOpenParam longer = LocalParam(65535, "u123456789012345678901234567890");
-    longer.strHost = "255.255.255.255";
-    EXPECT_EQ(std::string(XRFConnectionPool::MakeConnectionKey(longer)),
-              "u123456789012345678901234567890@255.255.255.255:65535");
 }
 
 } // namespace

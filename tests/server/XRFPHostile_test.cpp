@@ -252,7 +252,7 @@ TEST(ServerHostile, ReplayedLoginIsRefusedAfterKeyRotation)
 }
 
 // After a few failures from one address or on one name, every further
-// attempt waits longer; the log keeps its lines few whatever the flood.
+// attempt waits longer. (The log's limit: the descriptor flood below.)
 TEST(ServerHostile, PasswordGuessingIsSlowedAndItsLogLimited)
 {
     TestServer server;
@@ -285,16 +285,10 @@ TEST(ServerHostile, PasswordGuessingIsSlowedAndItsLogLimited)
     EXPECT_EQ(throttle.Delay("10.0.0.1", "").count(), 10000) << "the ceiling";
     throttle.Succeeded("10.0.0.1", "alice");
     EXPECT_EQ(throttle.Delay("10.0.0.1", "alice").count(), 0) << "a success clears both counts";
-
-    XfnRFPSetLogSink(&CaptureLog);
-    for (int i = 0; i < 200; ++i)
-        XfnRFPLogLimited("test-kind", "", "flood line");
-    XfnRFPLogLimited("other-kind", "", "another kind");
-    XfnRFPSetLogSink(nullptr);
-    EXPECT_LE(CountLogLines("flood line"), 21u);
-    EXPECT_EQ(CountLogLines("another kind"), 1u);
 }
 
+// Link refusals are the path resolver's tests' matter; here, one path out per
+// command family, its error word, and links out left out of lists.
 TEST(ServerHostile, PathsCannotLeaveTheRoot)
 {
     TestServer server;
@@ -307,17 +301,11 @@ TEST(ServerHostile, PathsCannotLeaveTheRoot)
     WriteBytes(root / "in" / "mine.txt", "mine");
     fs::create_symlink(server.Dir() / "outside.txt", root / "escape.txt");
     fs::create_directory_symlink(server.Root("bob"), root / "bobdir");
-    fs::create_symlink("in/mine.txt", root / "inside.txt");
-    fs::create_symlink(root / "in" / "mine.txt", root / "absolute.txt");
 
-    // Absolute links are refused even when they lead inside: the kernel
-    // resolves beneath the root, and an absolute link starts above it.
-    for (const char* pszPath :
-         {"in\\..\\..\\bob\\bob.txt", "/etc/passwd", "C:\\Windows\\win.ini", "escape.txt", "bobdir", "absolute.txt"}) {
-        c.Create(pszPath, kOpenExisting, kRead);
-        EXPECT_EQ(c.error, XRFP_ERROR_ACCESS_DENIED) << pszPath;
-        EXPECT_EQ(c.Path(XRF_CMD_GET_FILE_ATTRIBUTES, pszPath), XRFP_ERROR_ACCESS_DENIED) << pszPath;
-    }
+    c.Create("escape.txt", kOpenExisting, kRead);
+    EXPECT_EQ(c.error, XRFP_ERROR_ACCESS_DENIED);
+    EXPECT_EQ(c.Path(XRF_CMD_GET_FILE_ATTRIBUTES, "in\\..\\..\\bob\\bob.txt"), XRFP_ERROR_ACCESS_DENIED);
+    EXPECT_EQ(c.Move("in\\mine.txt", "..\\stolen.txt"), XRFP_ERROR_ACCESS_DENIED);
     XRFFileInfoList items;
     EXPECT_EQ(XRFFindFileList(c.param, "bobdir", 0, items, c.error, c.key), 0);
     EXPECT_EQ(c.error, XRFP_ERROR_ACCESS_DENIED);
@@ -325,23 +313,11 @@ TEST(ServerHostile, PathsCannotLeaveTheRoot)
     XRFFindFileList(c.param, "", 1, items, c.error, c.key);
     for (POSITION pos = items.GetHeadPosition(); pos;)
         vecNames.emplace_back(items.GetNext(pos).GetName());
-    EXPECT_EQ(vecNames, (std::vector<std::string>{"in", "in\\mine.txt", "inside.txt"}))
-        << "links that lead out are left out";
-    EXPECT_EQ(c.Path(XRF_CMD_DELETE_FILE, "..\\outside.txt"), XRFP_ERROR_ACCESS_DENIED);
-    EXPECT_EQ(c.Path(XRF_CMD_CREATE_DIRECTORY, "bobdir\\new"), XRFP_ERROR_ACCESS_DENIED);
-    EXPECT_EQ(c.Move("in\\mine.txt", "..\\stolen.txt"), XRFP_ERROR_ACCESS_DENIED);
-    EXPECT_TRUE(fs::exists(server.Root("bob") / "bob.txt"));
-    EXPECT_FALSE(fs::exists(server.Root("bob") / "new"));
-
-    // ".." that stays inside, and a link that stays inside, are fine; deleting
-    // a link removes the link, not its target.
-    std::string strData;
-    DWORD h = c.Create("in\\..\\inside.txt", kOpenExisting, kRead);
-    ASSERT_EQ(c.error, 0u);
-    EXPECT_EQ(c.Read(h, 0, 10, strData), 0u);
-    EXPECT_EQ(strData, "mine");
+    EXPECT_EQ(vecNames, (std::vector<std::string>{"in", "in\\mine.txt"})) << "links that lead out are left out";
+    // Deleting a link removes the link, not its target.
     EXPECT_EQ(c.Path(XRF_CMD_DELETE_FILE, "escape.txt"), 0u);
     EXPECT_TRUE(fs::exists(server.Dir() / "outside.txt"));
+    EXPECT_TRUE(fs::exists(server.Root("bob") / "bob.txt"));
 }
 
 TEST(ServerHostile, MalformedPacketsCloseOnlyTheirConnection)

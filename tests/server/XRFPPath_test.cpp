@@ -77,7 +77,6 @@ TEST(XRFPFileSystem, ResolvesBeneathTheRootAndRefusesLinksOut)
     fs::create_directory_symlink(dir / "other", dir / "root" / "absolute");
     fs::create_directory_symlink("../other", dir / "root" / "relative");
     fs::create_symlink("sub/f", dir / "root" / "in");
-    fs::create_symlink("../sub/f", dir / "root" / "sub" / "up");
     fs::create_symlink("../nowhere", dir / "root" / "dangling");
     XRFPFd fdRoot;
     ASSERT_EQ(XfnRFPOpenRoot((dir / "root").string(), fdRoot), 0);
@@ -89,7 +88,6 @@ TEST(XRFPFileSystem, ResolvesBeneathTheRootAndRefusesLinksOut)
     } cases[] = {
         {"sub/f", O_RDONLY, 0},
         {"in", O_RDONLY, 0},
-        {"sub/up", O_RDONLY, 0},
         {"", O_RDONLY | O_DIRECTORY, 0},
         {"in", O_RDONLY | O_NOFOLLOW, ELOOP},
         {"absolute/secret", O_RDONLY, EXDEV},

@@ -1,5 +1,6 @@
-// The server's request reader: a write's two packets joined, data blocks
-// within their limit and the user's budget, and what is malformed, with why.
+// The server's request reader: data blocks within their limit and the user's
+// budget, and what is malformed, with why. (A write's two packets joined: every
+// remote write of the end-to-end tests.)
 #include "XRFPRequest.h"
 
 #include <gtest/gtest.h>
@@ -14,28 +15,6 @@ XRFPReadResult ReadOne(const std::vector<BYTE>& vecBytes, tagXRFPRequest& req, s
 }
 
 } // namespace
-
-TEST(XRFPRequest, JoinsTheTwoPacketsOfAWrite)
-{
-    std::vector<BYTE> vecBytes;
-    XfnRFBuildTransferRequest(vecBytes, XRF_CMD_WRITE_ANNOUNCE, tagXRFTransferRequest{4096, 7, 3});
-    const BYTE data[3] = {'a', 'b', 'c'};
-    XfnRFBuildWriteDataRequest(vecBytes, tagXRFWriteDataRequest{7, data, 3});
-    XfnRFBuildHandleRequest(vecBytes, tagXRFHandleRequest{XRF_CMD_CLOSE_HANDLE, 7});
-
-    XRFPMemoryStream stream(vecBytes.data(), vecBytes.size());
-    tagXRFPRequest req;
-    std::string strWhy;
-    ASSERT_EQ(XfnRFPReadRequest(stream, tagXRFPLimits(), req, strWhy), XRFP_READ_OK);
-    EXPECT_EQ(req.nCommand, static_cast<DWORD>(XRF_CMD_WRITE_DATA));
-    EXPECT_EQ(req.transfer.nPosition, 4096);
-    EXPECT_EQ(req.write.hFile, 7u);
-    ASSERT_EQ(req.write.nDataSize, 3u);
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(req.write.pData), 3), "abc");
-    ASSERT_EQ(XfnRFPReadRequest(stream, tagXRFPLimits(), req, strWhy), XRFP_READ_OK);
-    EXPECT_EQ(req.nCommand, static_cast<DWORD>(XRF_CMD_CLOSE_HANDLE));
-    EXPECT_EQ(XfnRFPReadRequest(stream, tagXRFPLimits(), req, strWhy), XRFP_READ_CLOSED);
-}
 
 TEST(XRFPRequest, BlocksAreHeldWithinTheirLimitAndBudget)
 {
