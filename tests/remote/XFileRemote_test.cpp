@@ -56,9 +56,7 @@ TEST_F(XFileRemoteTest, EveryOperationOfAnOpenFile)
     XFileException error;
     ASSERT_TRUE(file.Open(strPath.c_str(), XFile::flagReadWrite | XFile::flagShareDenyNone | XFile::flagCreate, &error))
         << error.GetErrCode();
-    EXPECT_EQ(file.GetLength(), 0);
     EXPECT_STREQ(file.GetFilePath(), strPath.c_str());
-    EXPECT_STREQ(file.GetFileTitle(), "data.bin");
     EXPECT_STREQ(file.GetRFName(), (strName + "dir\\data.bin").c_str());
 
     // More than one read slice and one write packet at a time.

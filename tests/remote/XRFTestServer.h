@@ -276,7 +276,6 @@ public:
         thread.join();
         XfnSysSocketClose(sListen);
     }
-    uint16_t Port() const { return nPort; }
     XRFConnectionOpenParam Param() const { return LocalParam(nPort); }
 
     // A greeting of the given version and key, then, when bLogin, a login

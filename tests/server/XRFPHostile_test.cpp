@@ -226,9 +226,6 @@ TEST(ServerHostile, FailedAllocationClosesOnlyItsConnection)
     EXPECT_TRUE(pGreedy->ClosedByServer());
     EXPECT_EQ(server.Server().FailedConnections(), 1);
     EXPECT_EQ(bystander.Write(h, 0, "still here"), 0u);
-    int64_t nSize = 0;
-    bystander.Create("keep.txt", kOpenExisting, kRead, &nSize);
-    EXPECT_EQ(nSize, 10);
 }
 
 // A login recorded on the wire is refused once the greeting key that it
@@ -359,9 +356,6 @@ TEST(ServerHostile, MalformedPacketsCloseOnlyTheirConnection)
     XfnRFBuildRootListRequest(vecRequest);
     ASSERT_TRUE(early.Send(vecRequest));
     EXPECT_TRUE(early.ClosedByServer());
-    std::string strData;
-    EXPECT_EQ(bystander.Read(h, 0, 5, strData), 0u);
-    EXPECT_EQ(strData, "secon");
 }
 
 // The built program with a descriptor limit of 40 and a flood of

@@ -78,8 +78,9 @@ public:
     DWORD SendLogin(const std::vector<BYTE>& vecPacket)
     {
         tagXRFReply reply{0, 0, 0, ~0u};
-        std::vector<BYTE> vecReply = Exchange(vecPacket, XRF_CMD_LOGIN);
-        XfnRFParseReply(vecReply.data(), vecReply.size(), XRF_CMD_LOGIN, reply);
+        std::vector<BYTE> vecReply;
+        if (Send(vecPacket) && Recv(XfnRFReplySize(XRF_CMD_LOGIN), vecReply))
+            XfnRFParseReply(vecReply.data(), vecReply.size(), XRF_CMD_LOGIN, reply);
         return reply.nError;
     }
 
@@ -100,15 +101,6 @@ public:
     tagXRFGreeting greeting{};
 
 private:
-    // Sends a packet and reads the fixed reply of nCommand; empty on failure.
-    std::vector<BYTE> Exchange(const std::vector<BYTE>& vecPacket, DWORD nCommand)
-    {
-        std::vector<BYTE> vecReply;
-        if (!Send(vecPacket) || !Recv(XfnRFReplySize(nCommand), vecReply))
-            vecReply.clear();
-        return vecReply;
-    }
-
     XSysSocket s = XSYS_INVALID_SOCKET;
 };
 
