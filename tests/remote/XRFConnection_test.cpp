@@ -142,7 +142,6 @@ TEST(XRFConnectionPool, GroupsAreMadeByTheFirstGoodConnection)
     XRFConnection* pAgain = nullptr;
     ASSERT_EQ(pool.FetchConnection(param, key, pAgain), 0u);
     EXPECT_EQ(pAgain, pSecond);
-
     pool.ReleaseConnection(key, pAgain);
 
     // Another password, same user, host and port: the idle login is reused.

@@ -371,7 +371,7 @@ TEST(XRFPath, TheRemoteFormAndWhatStaysLocal)
 {
     XRFConnectionOpenParam param;
     XString strPath;
-    // User, password, host and port: every end-to-end test's login.
+    // The login's parts are the end-to-end tests' matter; here, the server path.
     ASSERT_TRUE(XfnRFParsePath("xrfp:\\\\bob:pw2@10.0.0.1:6000\\dir\\a b.img", param, strPath));
     EXPECT_STREQ(strPath, "dir\\a b.img");
 
