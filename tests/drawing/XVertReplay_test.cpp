@@ -147,7 +147,6 @@ TEST(XVertReplay, PolyPolygonsByFillModeAndStyle)
     } rows[] = {
         {0, FillCode(0), {kGreen, kWhite, kWhite}, {kGreen, kWhite, kWhite}},
         {ALTERNATE, FillCode(0), {kWhite, kWhite, kWhite}, {kGreen, kWhite, kWhite}},
-        {WINDING, FillCode(0), {kGreen, kWhite, kWhite}, {kGreen, kWhite, kWhite}},
         {ALTERNATE, FillCode(1), {kWhite, kWhite, kWhite}, {kWhite, kWhite, kWhite}},
         {WINDING, full, {kWhite, kGreen, kWhite}, {kGreen, kGreen, kWhite}},
     };
