@@ -60,16 +60,13 @@ TEST(XfnCreateBrushGDIP, EachCodeMakesItsBrush)
         {0, BrushTypeSolidColor, -1},  {1, BrushTypeSolidColor, -1},    {2, BrushTypeHatchFill, 3},
         {3, BrushTypeHatchFill, 4},    {4, BrushTypeHatchFill, 5},      {5, BrushTypeHatchFill, 2},
         {6, BrushTypeHatchFill, 0},    {7, BrushTypeHatchFill, 1},      {8, BrushTypeTextureFill, -1},
-        {1024, BrushTypeTextureFill, -1}, {-1, BrushTypeHatchFill, 99},
+        {-1, BrushTypeHatchFill, 99},
     };
     const Color fore(255, 200, 0, 0), back(255, 0, 0, 200);
     Brush* pBrush = nullptr;
     for (const auto& k : cases) {
         tagXFillStyle style;
-        const unsigned char pattern[128] = {0};
-        if (k.nCode == 1024)
-            style.SetStyle(pattern);
-        else if (k.nCode == -1)
+        if (k.nCode == -1)
             style.nStyle = 99;
         else
             style.SetStyle(k.nCode);
