@@ -16,22 +16,20 @@ BITMAPINFO Header(int w, int h, int nBits)
     return bmi;
 }
 
-// A DIB of 16 (5-5-5) or 24 bits from a top-down list of colours.
+// A 24-bit DIB from a top-down list of colours.
 struct Dib {
     BITMAPINFO bmi;
     std::vector<char> bits;
-    Dib(int w, int h, const std::vector<COLORREF>& topDown, int nBits = 24) : bmi(Header(w, h, nBits))
+    Dib(int w, int h, const std::vector<COLORREF>& topDown) : bmi(Header(w, h, 24))
     {
-        const int nStride = XfnCalcDIBWidthBytes(w, nBits);
+        const int nStride = XfnCalcDIBWidthBytes(w, 24);
         bits.assign(static_cast<size_t>(nStride) * h, 0);
         for (int i = 0; i < w * h; ++i) {
             const COLORREF c = topDown[static_cast<size_t>(i)];
-            char* p = &bits[static_cast<size_t>(nStride) * (h - 1 - i / w) + (nBits / 8) * (i % w)];
-            const unsigned v = (GetRValue(c) >> 3) << 10 | (GetGValue(c) >> 3) << 5 | GetBValue(c) >> 3;
-            const char bgr[3] = {static_cast<char>(GetBValue(c)), static_cast<char>(GetGValue(c)),
-                                 static_cast<char>(GetRValue(c))};
-            const char w16[2] = {static_cast<char>(v), static_cast<char>(v >> 8)};
-            std::memcpy(p, nBits == 16 ? w16 : bgr, nBits / 8);
+            char* p = &bits[static_cast<size_t>(nStride) * (h - 1 - i / w) + 3 * (i % w)];
+            p[0] = static_cast<char>(GetBValue(c));
+            p[1] = static_cast<char>(GetGValue(c));
+            p[2] = static_cast<char>(GetRValue(c));
         }
     }
 };
@@ -91,24 +89,6 @@ TEST(XBackBufferImages, RotatedViewResamplesOpaqueAndKeyed)
         EXPECT_EQ(At(22, 22), expected[nCase][2]) << nCase;
         EXPECT_EQ(c.Px(1, 1), kWhite) << nCase; // outside the turned picture
     }
-}
-
-TEST(XBackBufferImages, SecondFormNormalisesItsSourceInTheScratch)
-{
-    XTestCanvas c(20, 20);
-    Dib img(3, 2, {kRed, kGreen, kBlue, kWhite, kBlack, RGB(8, 16, 248)}, 16);
-    c.bb.DrawDIB(img.bits.data(), &img.bmi, 0, 20, 2, 19, 0.0, 1.0, Key(kBlack));
-    // 24-bit rows (12 bytes), bottom row first, from the 5-5-5 pixels; then the mask plane (4 bytes a row): the keyed
-    // black is transparent.
-    const unsigned char expected[32] = {248, 248, 248, 0, 0, 0, 248, 16, 8, 0, 0, 0, 0, 0, 248, 0, 248, 0,
-                                        248, 0,   0,   0, 0, 0, 0,   255, 0, 0, 0, 0, 0, 0};
-    ASSERT_GE(c.bb.GetTempSize(), 32);
-    const unsigned char* p = static_cast<const unsigned char*>(c.bb.GetTemp());
-    for (int i : {0, 1, 2, 3, 4, 5, 6, 7, 8, 12, 13, 14, 15, 16, 17, 18, 19, 20, 24, 25, 26, 28, 29, 30})
-        EXPECT_EQ(p[i], expected[i]) << i;
-    void* pBlock = c.bb.GetTemp();
-    c.bb.DrawDIB(img.bits.data(), &img.bmi, 0, 20, 2, 19, 0.0, 1.0, 0);
-    EXPECT_EQ(c.bb.GetTemp(), pBlock); // kept between calls
 }
 
 // A 6 by 5 surface whose pixel (x, y) is RGB(x, y, 7): DIB line n is pixel row 4 - n.

@@ -92,26 +92,6 @@ TEST(XVertBufferStream, RecordsFollowTheStateEachAfterItsKindAndCount)
     }
 }
 
-TEST(XVertBufferStream, LoadingAppendsAndTheHeaderOverwrites)
-{
-    XVertBuffer saved(2);
-    saved.Start();
-    saved.AddLine(1, 1, 2, 2);
-    saved.End();
-    XVertBuffer vb(1);
-    vb.Start();
-    tagXLineStyle s;
-    vb.AddLineStyle(&s, 4.0, 0x00123456, 1.0);
-    vb.End();
-    LoadBuffer(vb, StoreBuffer(saved));
-    EXPECT_EQ(Kinds(vb), (std::vector<int>{1, 5, 6, 2, 65535, 1, 10, 65535}));
-    EXPECT_EQ(vb.GetType(), 2);
-    XVertBuffer fresh; // never started: no records, and not recording
-    LoadBuffer(vb, StoreBuffer(fresh));
-    EXPECT_EQ(vb.GetRecordCount(), 8);
-    EXPECT_FALSE(vb.IsRecording());
-}
-
 TEST(XVertBufferStream, EveryKindRoundTripsOnEveryPath)
 {
     for (int nType : {1, 2, 3}) {
