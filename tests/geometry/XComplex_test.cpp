@@ -51,10 +51,6 @@ TEST(XComplex, CompoundProductGoesThroughFloatingPoint)
     l *= tagXComplexl(1, 0);
     EXPECT_EQ(l, tagXComplexl(16777216, 0));
 
-    // The floating records compute directly.
-    tagXComplex z(1, 2);
-    z *= tagXComplex(3, 4);
-    EXPECT_EQ(-(z + tagXComplex(1, 1) - tagXComplex(2, 2)), tagXComplex(6, -9));
     // A 16-bit product above float's 24 bits rounds before it is narrowed.
     const tagXComplexs a(32767, 32767), b(32767, -32767);
     EXPECT_EQ(a * b, tagXComplexs(2, 0));
@@ -69,7 +65,6 @@ TEST(XComplex, ConversionsThroughTheDoubleRecord)
 {
     EXPECT_EQ(Narrowed<tagXComplexuc>(300.9, -1.5), tagXComplexuc(44, 255));
     EXPECT_EQ(Narrowed<tagXComplexc>(-129.7, 128.2), tagXComplexc(127, -128));
-    EXPECT_EQ(Narrowed<tagXComplexus>(65536.5, -2.9), tagXComplexus(0, 65534));
     EXPECT_EQ(Narrowed<tagXComplexs>(-40000.5, 3e9), tagXComplexs(25536, 0));
     EXPECT_EQ(Narrowed<tagXComplexl>(-2.9, 2147483647.9), tagXComplexl(-2, 2147483647));
     EXPECT_EQ(Narrowed<tagXComplexl>(2147483648.0, -1e300), tagXComplexl(INT32_MIN, INT32_MIN));

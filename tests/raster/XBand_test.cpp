@@ -50,7 +50,6 @@ TEST(XBand, DefaultsAndTheClassRecord)
 {
     XRecordingBand band;
     EXPECT_EQ(band.GetDataType(), 1);
-    EXPECT_EQ(band.GetXTileSize(), 256);
     EXPECT_EQ(band.GetNullValue(), 1.7e308);
     // Registered by name but not creatable.
     const XRuntimeClass* pClass = XBand::GetRuntimeClassStatic();
