@@ -66,8 +66,6 @@ public:
 TEST(XWarp2D, ResetWarpPassesPointsWhereXWarpCoeffFails)
 {
     XWarp2D warp;
-    EXPECT_EQ(warp.IsUnchanged(), 1);
-    EXPECT_EQ(warp.GetMaxPoint(), tagXVector2(1.7e308, 1.7e308));
     // Through the base's table and an array form; a failed fit of either form leaves the same state.
     double sx[2] = {0, 1}, sy[2] = {0, 1};
     tagXVector2 points[2] = {{1, 2}, {5, 6}};

