@@ -1,12 +1,11 @@
 // Handles of the raster device: bad ones of every kind fail with the documented value and change nothing; bad
-// arguments, selection rules, palettes, regions, GetObjectA, device capabilities, windows, wrappers, threads.
+// arguments, selection rules, palettes, regions, GetObjectA, device capabilities, windows, threads.
 #include "platform/XGdiTestCanvas.h"
 
 #include <iterator>
 #include <thread>
 #include <vector>
 
-#include "KVDbase/platform/XGdiClasses.h"
 #include "platform/XSysDC.h"
 
 namespace {
@@ -256,29 +255,6 @@ TEST(XGdiHandle, RegionsAnswerByTheirFillAndFillWithABrush)
     EXPECT_FALSE(PtInRegion(w, 3000000, 0));
     for (HRGN h : {r, empty, w})
         EXPECT_TRUE(DeleteObject(h));
-}
-
-TEST(XGdiHandle, WrapperClassesDrawAndReturnWhatTheyReplaced)
-{
-    XGdiTestCanvas cv(20, 20);
-    CDC dc;
-    ASSERT_TRUE(dc.Attach(cv.dc));
-    CPen red(PS_SOLID, 0, kRed);
-    CBrush blue(kBlue);
-    CPen* pOld = dc.SelectObject(&red);
-    CBrush* pOldBrush = dc.SelectObject(&blue);
-    ASSERT_NE(pOld, nullptr);
-    EXPECT_EQ(static_cast<HPEN>(*pOld), GetStockObject(BLACK_PEN));
-    dc.MoveTo(CPoint(1, 1));
-    dc.LineTo(CPoint(10, 1));
-    dc.Rectangle(2, 5, 8, 9);
-    ExpectPixels(cv, {{9, 1, kRed}, {4, 7, kBlue}, {2, 5, kRed}});
-    EXPECT_EQ(dc.SelectObject(pOldBrush), &blue);
-    EXPECT_EQ(dc.SelectObject(pOld), &red);
-    dc.Detach();
-    CRgn rgn;
-    ASSERT_TRUE(rgn.CreateRectRgn(0, 0, 4, 4));
-    EXPECT_FALSE(rgn.CreateRectRgn(0, 0, 1, 1)); // it holds one already
 }
 
 TEST(XGdiHandle, ThreadsDrawOnTheirOwnDCsWhileObjectsComeAndGo)

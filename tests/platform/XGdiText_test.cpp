@@ -1,5 +1,5 @@
 // Text on the raster device: LOGFONTA's height rules, the box about its anchor, the current position, DrawTextA,
-// Hangul through fallback, escapement, styles and advances.
+// Hangul through fallback, escapement and advances.
 #include "platform/XGdiTestCanvas.h"
 
 #include <cstring>
@@ -139,21 +139,6 @@ TEST(XGdiText, EscapementTurnsTheTextCounterClockwise)
     EXPECT_GT(ink.bottom - ink.top, 3 * (ink.right - ink.left));
     EXPECT_TRUE(ink.bottom <= 141 && ink.top >= 140 - sz.cx - 1) << ink.top;
     EXPECT_TRUE(ink.left >= 20 && ink.right <= 20 + sz.cy) << ink.right;
-}
-
-TEST(XGdiText, BoldUnderlineAndStrikeOutAddInk)
-{
-    auto inkOf = [](const LOGFONTA& lf) {
-        TextCanvas cv(120, 40, lf);
-        TextOutA(cv.dc, 5, 5, "Hill", 4);
-        return cv.Count(kBlack);
-    };
-    const LOGFONTA plain = Font(-20, "Liberation Sans");
-    LOGFONTA bold = plain, underline = plain, strike = plain;
-    bold.lfWeight = FW_BOLD;
-    underline.lfUnderline = strike.lfStrikeOut = 1;
-    for (const LOGFONTA& lf : {bold, underline, strike})
-        EXPECT_GT(inkOf(lf), inkOf(plain)) << lf.lfWeight << " " << int(lf.lfUnderline) << int(lf.lfStrikeOut);
 }
 
 TEST(XGdiText, AdvancesPlaceEachCharacter)

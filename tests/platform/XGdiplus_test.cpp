@@ -1,5 +1,5 @@
-// The antialiased device on plain memory: failure values, objects, pixel
-// rules, brushes, paths, bitmaps with locks, text placement and transforms.
+// The antialiased device on plain memory: failure values, objects, brushes,
+// paths, bitmaps with locks, text placement and transforms.
 #include "KVDbase/platform/XGdiplus.h"
 #include "XGdiTestCanvas.h"
 
@@ -91,25 +91,6 @@ TEST(Gdiplus, NullObjectsWrongKindsAndValuesOutOfRangeAreInvalidParameters)
                        GdipDeleteFontFamily(fam), GdipDeleteMatrix(m), GdipDeletePath(path), GdipDeleteBrush(hatch),
                        GdipDeleteBrush(solid), GdipDeletePen(pen), GdipDeleteGraphics(g)})
         EXPECT_EQ(s, Ok);
-}
-
-TEST(Gdiplus, PixelOffsetPutsWholeCoordinatesOnPixelCentres)
-{
-    XGdiTestCanvas cv(16, 16);
-    Graphics g(cv.dc);
-    Pen pen(Color(255, 0, 0, 0)), hair(Color(255, 0, 0, 0), 0.0f);
-    g.SetSmoothingMode(SmoothingModeAntiAlias);
-    g.DrawLine(&pen, 2, 5, 12, 5); // default offset: row 5 exactly
-    g.SetPixelOffsetMode(PixelOffsetModeHalf); // now on the edge of rows 9 and 10
-    g.DrawLine(&pen, 2, 10, 12, 10);
-    ExpectPixels(cv, {{6, 4, kWhite}, {6, 5, kBlack}, {6, 6, kWhite}});
-    for (int y : {9, 10})
-        EXPECT_TRUE(cv.At(6, y) != kWhite && cv.At(6, y) != kBlack) << y;
-    // Width 0 is a one-pixel line at any scale.
-    g.SetPixelOffsetMode(PixelOffsetModeNone);
-    g.ScaleTransform(0.25f, 0.25f);
-    g.DrawLine(&hair, 8, 56, 48, 56); // device row 14
-    ExpectPixels(cv, {{6, 14, kBlack}, {6, 13, kWhite}});
 }
 
 TEST(Gdiplus, HatchesAreEightByEightOnTheDeviceGrid)
