@@ -148,13 +148,6 @@ TEST(XGdiFill, EllipseStaysInsideItsBoxWithoutTheRightAndBottomEdges)
     const RECT ink = cv.Ink();
     EXPECT_EQ((std::vector<LONG>{ink.left, ink.top, ink.right, ink.bottom}), (std::vector<LONG>{5, 4, 35, 24}));
     ExpectPixels(cv, {{20, 14, kRed}, {5, 14, kBlack}, {20, 4, kBlack}, {5, 4, kWhite}});
-    // The outline is closed: every row of it is bounded by black.
-    for (int y = 4; y < 24; ++y) {
-        int x = 0;
-        while (cv.At(x, y) == kWhite)
-            ++x;
-        EXPECT_EQ(cv.At(x, y), kBlack) << y;
-    }
 }
 
 TEST(XGdiFill, PathsRecordEveryShapeAndAreFilledOrStrokedOnce)

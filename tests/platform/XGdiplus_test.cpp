@@ -331,7 +331,7 @@ TEST(Gdiplus, DashesLeaveGapsInUnitsOfTheWidth)
     ExpectPixels(cv, {{11, 25, kBlack}, {13, 25, kWhite}, {15, 25, kBlack}});
     // A zero run and a negative width are refused and change nothing.
     Pen pen(Color(255, 0, 0, 255), 2.0f);
-    EXPECT_EQ(pen.SetDashPattern(custom, 2), Ok);
+    ASSERT_EQ(pen.SetDashPattern(custom, 2), Ok);
     EXPECT_EQ(pen.SetDashPattern(zeros, 2), InvalidParameter);
     EXPECT_EQ(pen.SetWidth(-1.0f), InvalidParameter);
     EXPECT_EQ(pen.GetDashPatternCount(), 2);

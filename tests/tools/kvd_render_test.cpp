@@ -118,6 +118,4 @@ TEST(KvdRender, RefusesWhatIsNoDrawing)
     r = Render("--size 0x5 a b");
     EXPECT_EQ(r.nExit, 1);
     EXPECT_NE(r.strOut.find("usage"), std::string::npos);
-    r = Render("--path vector a b");
-    EXPECT_EQ(r.nExit, 1);
 }
