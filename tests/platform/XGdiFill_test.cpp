@@ -71,13 +71,10 @@ TEST(XGdiFill, PatternBrushesTileTheirUprightImageFromTheOrigin)
         RGBQUAD colours[2];
         uint32_t rows[2];
     } mono = {{40, 2, 2, 1, 1, BI_RGB, 0, 0, 0, 2, 0}, {{0, 0, 255, 0}, {255, 0, 0, 0}}, {0x40, 0x80}};
-    XGdiTestCanvas pattern(2, 2);
-    SetPixel(pattern.dc, 0, 0, kGreen);
-    const LOGBRUSH brushes[3] = {{BS_DIBPATTERNPT, DIB_RGB_COLORS, reinterpret_cast<ULONG_PTR>(&rgb)},
-                                 {BS_DIBPATTERNPT, DIB_RGB_COLORS, reinterpret_cast<ULONG_PTR>(&mono)},
-                                 {BS_PATTERN, 0, reinterpret_cast<ULONG_PTR>(pattern.bm)}};
-    XGdiTestCanvas cv(8, 24);
-    for (int i = 0; i < 3; ++i) {
+    const LOGBRUSH brushes[2] = {{BS_DIBPATTERNPT, DIB_RGB_COLORS, reinterpret_cast<ULONG_PTR>(&rgb)},
+                                 {BS_DIBPATTERNPT, DIB_RGB_COLORS, reinterpret_cast<ULONG_PTR>(&mono)}};
+    XGdiTestCanvas cv(8, 16);
+    for (int i = 0; i < 2; ++i) {
         HBRUSH br = CreateBrushIndirect(&brushes[i]);
         ASSERT_NE(br, nullptr) << i;
         RECT r = {1, 8 * i + 1, 8, 8 * i + 8};
@@ -86,7 +83,6 @@ TEST(XGdiFill, PatternBrushesTileTheirUprightImageFromTheOrigin)
     }
     ExpectPixels(cv, {{2, 2, kBlack}, {3, 2, kWhite}, {2, 3, kRed}, {3, 3, kBlue}, {1, 1, kBlue}});
     ExpectPixels(cv, {{2, 10, kBlue}, {3, 10, kRed}, {2, 11, kRed}, {3, 11, kBlue}});
-    ExpectPixels(cv, {{2, 18, kGreen}, {3, 18, kWhite}, {2, 17, kWhite}, {4, 20, kGreen}});
 }
 
 TEST(XGdiFill, BothFillModesOnASelfIntersectingRing)
@@ -180,12 +176,6 @@ TEST(XGdiFill, PathsRecordEveryShapeAndAreFilledOrStrokedOnce)
     record();
     EXPECT_TRUE(StrokePath(cv.dc));
     ExpectPixels(cv, {{2, 7, kBlack}, {7, 7, kWhite}, {14, 5, kBlack}, {33, 2, kBlack}});
-    record();
-    EXPECT_TRUE(StrokeAndFillPath(cv.dc));
-    EXPECT_EQ(cv.At(7, 7), kRed);
-    record();
-    EXPECT_TRUE(AbortPath(cv.dc));
-    EXPECT_FALSE(StrokePath(cv.dc));
 }
 
 TEST(XGdiFill, TheAntialiasedVariationBlendsEdgesAndTheRasterDeviceDoesNot)

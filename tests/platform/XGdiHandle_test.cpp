@@ -1,5 +1,5 @@
 // Handles of the raster device: bad ones of every kind fail with the documented value and change nothing; bad
-// arguments, selection rules, palettes, regions, GetObjectA, device capabilities, windows, threads.
+// arguments, selection rules, palettes, regions, device capabilities, windows, threads.
 #include "platform/XGdiTestCanvas.h"
 
 #include <iterator>
@@ -81,9 +81,8 @@ TEST(XGdiHandle, BadObjectsAreRefusedAndChangeNothing)
         EXPECT_EQ(GetObjectType(h), 0u) << h;
         EXPECT_EQ(GetObjectA(h, 0, nullptr), 0) << h;
     }
-    // A DC is no object to select or delete; a region is selected as a clip,
-    // which the device has not; a bitmap goes into one memory DC at a time,
-    // and into no window's DC.
+    // A DC is no object to select or delete; a region is selected as a clip, which the device has not; a bitmap
+    // goes into one memory DC at a time, and into no window's DC; a pen is no palette, and there is none to realise.
     HRGN rgn = CreateRectRgn(0, 0, 1, 1);
     HDC other = CreateCompatibleDC(nullptr);
     HWND wnd = XfnCreateImageWindow(2, 2);
@@ -96,6 +95,7 @@ TEST(XGdiHandle, BadObjectsAreRefusedAndChangeNothing)
         !FillRgn(cv.dc, static_cast<HRGN>(rgnDeleted), black), !PtInRegion(static_cast<HRGN>(rgnDeleted), 1, 1),
         !PtInRegion(HRGN(pen), 1, 1), GetRgnBox(rgn, nullptr) == ERROR, SelectObject(other, cv.bm) == nullptr,
         SelectObject(cv.dc, cv.bm) == cv.bm, SelectObject(GetDC(wnd), cv.bm) == nullptr,
+        SelectPalette(cv.dc, reinterpret_cast<HPALETTE>(pen), FALSE) == nullptr, RealizePalette(cv.dc) == 0,
     };
     ExpectAll(bRefused, cv.dc);
     EXPECT_EQ(cv.Count(kWhite), 64);
@@ -170,27 +170,6 @@ TEST(XGdiHandle, BadArgumentsOfCreationAndModesFail)
     ASSERT_EQ(GetObjectA(one, sizeof(b), &b), static_cast<int>(sizeof(b)));
     EXPECT_EQ(b.bmWidth, 1);
     DeleteObject(one);
-}
-
-TEST(XGdiHandle, GetObjectReportsEachKind)
-{
-    XGdiTestCanvas cv(4, 4);
-    LOGBRUSH lb = {BS_SOLID, kRed, 0}, got;
-    const DWORD table[3] = {4, 2, 1};
-    HPEN user = ExtCreatePen(PS_GEOMETRIC | PS_USERSTYLE, 2, &lb, 3, table);
-    HBRUSH hatch = CreateHatchBrush(HS_CROSS, kBlue);
-    alignas(EXTLOGPEN) uint8_t block[64];
-    const EXTLOGPEN& e = *reinterpret_cast<const EXTLOGPEN*>(block);
-    EXPECT_EQ(GetObjectA(user, sizeof(block), block), GetObjectA(user, 0, nullptr)); // a null buffer asks the size
-    EXPECT_EQ(GetObjectA(user, 0, block), 0);
-    EXPECT_EQ((std::vector<DWORD>{e.elpNumEntries, e.elpStyleEntry[2], e.elpColor}), (std::vector<DWORD>{3, 1, kRed}));
-    EXPECT_EQ(GetObjectType(user), static_cast<DWORD>(OBJ_EXTPEN));
-    ASSERT_EQ(GetObjectA(hatch, sizeof(got), &got), static_cast<int>(sizeof(got)));
-    EXPECT_EQ(got.lbHatch, static_cast<ULONG_PTR>(HS_CROSS));
-    EXPECT_EQ(SelectPalette(cv.dc, reinterpret_cast<HPALETTE>(hatch), FALSE), nullptr);
-    EXPECT_EQ(RealizePalette(cv.dc), 0u); // the device has no palette to realise
-    for (HGDIOBJ h : {HGDIOBJ(hatch), HGDIOBJ(user)})
-        EXPECT_TRUE(DeleteObject(h));
 }
 
 TEST(XGdiHandle, MemoryDCMeasuresItsReferenceAndAWindowsDCGoesWithIt)
