@@ -1,5 +1,5 @@
 // Handles of the raster device: bad ones of every kind fail with the documented value and change nothing; bad
-// arguments, selection rules, palettes, regions, device capabilities, windows, threads.
+// arguments, selection rules, palettes, regions, GetObjectA, device capabilities, windows, threads.
 #include "platform/XGdiTestCanvas.h"
 
 #include <iterator>
@@ -47,8 +47,11 @@ TEST(XGdiHandle, CallsOnBadDCsFailWithTheirDocumentedValue)
             !PatBlt(dc, 0, 0, 1, 1, PATCOPY), FillRect(dc, &r, br) == 0, !FillRgn(dc, rgn, br),
             SetPixel(dc, 0, 0, 0) == CLR_INVALID, GetPixel(dc, 0, 0) == CLR_INVALID, SelectObject(dc, br) == nullptr,
             GetCurrentObject(dc, OBJ_PEN) == nullptr, SetROP2(dc, R2_XORPEN) == 0, GetROP2(dc) == 0,
-            SetBkColor(dc, 0) == CLR_INVALID, GetBkColor(dc) == CLR_INVALID, SetTextAlign(dc, 0) == GDI_ERROR,
-            GetTextAlign(dc) == GDI_ERROR, GetDeviceCaps(dc, HORZRES) == 0, RealizePalette(dc) == GDI_ERROR,
+            SetBkMode(dc, OPAQUE) == 0, GetBkMode(dc) == 0, SetBkColor(dc, 0) == CLR_INVALID,
+            GetBkColor(dc) == CLR_INVALID, SetTextColor(dc, 0) == CLR_INVALID, GetTextColor(dc) == CLR_INVALID,
+            SetTextAlign(dc, 0) == GDI_ERROR, GetTextAlign(dc) == GDI_ERROR, SetPolyFillMode(dc, WINDING) == 0,
+            GetPolyFillMode(dc) == 0, SetStretchBltMode(dc, HALFTONE) == 0, GetStretchBltMode(dc) == 0,
+            GetDeviceCaps(dc, HORZRES) == 0, RealizePalette(dc) == GDI_ERROR,
             SelectPalette(dc, static_cast<HPALETTE>(GetStockObject(DEFAULT_PALETTE)), FALSE) == nullptr,
             !BitBlt(dc, 0, 0, 2, 2, src.dc, 0, 0, SRCCOPY), !BitBlt(src.dc, 0, 0, 2, 2, dc, 0, 0, SRCCOPY),
             !TextOutA(dc, 0, 0, "a", 1), DrawTextA(dc, "a", 1, &r, DT_CALCRECT) == 0, WindowFromDC(dc) == nullptr,
@@ -170,6 +173,24 @@ TEST(XGdiHandle, BadArgumentsOfCreationAndModesFail)
     ASSERT_EQ(GetObjectA(one, sizeof(b), &b), static_cast<int>(sizeof(b)));
     EXPECT_EQ(b.bmWidth, 1);
     DeleteObject(one);
+}
+
+TEST(XGdiHandle, GetObjectReportsEachKind)
+{
+    LOGBRUSH lb = {BS_SOLID, kRed, 0}, got;
+    const DWORD table[3] = {4, 2, 1};
+    HPEN user = ExtCreatePen(PS_GEOMETRIC | PS_USERSTYLE, 2, &lb, 3, table);
+    HBRUSH hatch = CreateHatchBrush(HS_CROSS, kBlue);
+    alignas(EXTLOGPEN) uint8_t block[64];
+    const EXTLOGPEN& e = *reinterpret_cast<const EXTLOGPEN*>(block);
+    EXPECT_EQ(GetObjectA(user, sizeof(block), block), GetObjectA(user, 0, nullptr)); // a null buffer asks the size
+    EXPECT_EQ(GetObjectA(user, 0, block), 0);
+    EXPECT_EQ((std::vector<DWORD>{e.elpNumEntries, e.elpStyleEntry[2], e.elpColor}), (std::vector<DWORD>{3, 1, kRed}));
+    EXPECT_EQ(GetObjectType(user), static_cast<DWORD>(OBJ_EXTPEN));
+    ASSERT_EQ(GetObjectA(hatch, sizeof(got), &got), static_cast<int>(sizeof(got)));
+    EXPECT_EQ(got.lbHatch, static_cast<ULONG_PTR>(HS_CROSS));
+    for (HGDIOBJ h : {HGDIOBJ(hatch), HGDIOBJ(user)})
+        EXPECT_TRUE(DeleteObject(h));
 }
 
 TEST(XGdiHandle, MemoryDCMeasuresItsReferenceAndAWindowsDCGoesWithIt)
