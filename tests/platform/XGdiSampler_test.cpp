@@ -74,9 +74,4 @@ TEST(XGdiSampler, EveryKindOfObjectInOnePictureOnTheApplicationsPixels)
     EXPECT_EQ(pixels[w], 0x11111111u); // the padding is the application's
     DestroyWindow(wnd);
     EXPECT_EQ(pixels[10 * (w + 4) + 10] & 0xFFFFFF, 0x0000A0u); // never freed nor cleared
-    // A DC straight over the same pixels.
-    HDC pixelDC = XfnCreatePixelDC(pixels.data(), w, h, nStride);
-    SetPixel(pixelDC, 1, 1, kBlack);
-    EXPECT_EQ(pixels[w + 4 + 1] & 0xFFFFFF, 0u);
-    EXPECT_TRUE(DeleteDC(pixelDC));
 }
