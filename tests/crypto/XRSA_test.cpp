@@ -76,7 +76,6 @@ TEST(XRSA, KeyTextsAreUppercaseHexadecimalDer)
         EXPECT_EQ(strKey.Left(2), XString("30"));
         EXPECT_GE(strKey.Find("06092A864886F70D010101"), 0);
     }
-    EXPECT_GT(keys.first.GetLength(), keys.second.GetLength());
     XString strPrivate2, strPublic2;
     XfnGenerateRSAKey(1024, strPrivate2, strPublic2, "a seed for the shared test key");
     EXPECT_NE(strPublic2, keys.second) << "the generator adds its own time to the seed";

