@@ -55,8 +55,6 @@ TEST(XException, CodesTextsAndReports)
     XException e;
     XString strMessage, strModule, strGroup;
     EXPECT_FALSE(e.GetErrorText(strMessage, strModule, strGroup)); // code 0xFFFFFFFF
-    e.SetErrCode(ENOENT);
-    EXPECT_TRUE(e.GetErrorText(strMessage, strModule, strGroup));
 
     XfnSetErrorReporter(&CaptureReport);
     XFileException(XfnMakeErrorCode(0, 1, 19), "").ReportError();

@@ -98,11 +98,17 @@ TEST_F(XMemoryTest, RefusalsAndForeignPointers)
     EXPECT_TRUE(Empty());
 }
 
-// A directory that is gone has no space to offer, and freed memory fails the probes.
+// A directory that is gone has no space to offer; null, read-only and freed memory fail the probes.
 TEST_F(XMemoryTest, SystemFiguresAndAddressProbes)
 {
+    static const char kText[] = "constant";
+    EXPECT_EQ(XfnIsValidAddress(nullptr, 4, 0), 0);
+    EXPECT_EQ(XfnIsValidAddress(kText, sizeof(kText), 1), 0);
+    EXPECT_EQ(XfnIsValidString(kText) + XfnIsValidString(L"wide"), 2);
+    EXPECT_EQ(XfnIsValidString(static_cast<const char*>(nullptr)), 0);
     char* p = static_cast<char*>(XMalloc(65536, 1));
     ASSERT_NE(p, nullptr);
+    std::memset(p, 'a', 65536); // no terminator: the probe stops at the count
     EXPECT_EQ(XfnIsDiskSpaceEnough("/no/such/dir/f.bin", 0), 0);
     EXPECT_EQ(XfnIsValidString(p + 65536 - 10, 10), 1);
     XFree(p);

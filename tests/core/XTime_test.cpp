@@ -83,6 +83,9 @@ TEST(XTime, FormatLimitAndWrap)
     EXPECT_STREQ(t.FormatGmt(std::string(130, 'x').c_str()), "");
     EXPECT_EQ(t.FormatGmt(std::string(127, 'x').c_str()).GetLength(), 127);
     EXPECT_EQ((XTime(INT64_MAX) + XTimeSpan(1)).GetTime(), INT64_MIN);
+    XTime a(1000);
+    a -= XTimeSpan(10);
+    EXPECT_EQ((a - XTime(1060)).GetTotalSeconds(), -70);
 }
 
 TEST(XTimeSpan, PartsTotalsAndFormat)
