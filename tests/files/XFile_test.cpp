@@ -135,7 +135,7 @@ TEST_F(XFileTest, ClosedAndQueryOnlyHandles)
     EXPECT_EQ(ThrownCode([&] { query.Read(&c, 1); }), static_cast<DWORD>(EBADF));
 }
 
-TEST_F(XFileTest, NamesCloseAndAbort)
+TEST_F(XFileTest, CloseAndAbort)
 {
     std::string path = dir.Make("c.bin", "x");
     XFile file(path.c_str(), XFile::flagRead);
