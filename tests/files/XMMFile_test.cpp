@@ -89,7 +89,6 @@ TEST_F(XMMFileTest, ReadsAcrossWindows)
     ASSERT_TRUE(file.Seek(-static_cast<int64_t>(kGranule + 85), 1));
     EXPECT_EQ(file.Read(big.data(), static_cast<unsigned int>(big.size())), big.size());
     EXPECT_TRUE(IsPattern(big, 5));
-    EXPECT_EQ(file.GetPosition(), 2 * kGranule + 12);
     // A read to the very end works, and leaves the seek message behind.
     ASSERT_TRUE(file.Seek(-50, 2));
     EXPECT_EQ(file.Read(buf.data(), 100), 50u);
