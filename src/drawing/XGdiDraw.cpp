@@ -4,9 +4,7 @@
 #include "KVDbase/platform/XGdi.h"
 #include "drawing/XPixelRound.h"
 
-#include <algorithm>
 #include <cmath>
-#include <cstdint>
 
 void XfnFillRingGDI(HDC hDC, const tagPOINT* pPoints, int n)
 {

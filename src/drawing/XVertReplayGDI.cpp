@@ -572,8 +572,8 @@ void XVertReplayGDI::Draw(XVertBuffer* pBuffer, XBackBuffer* pBack)
         // Each record is a block of its own: ask for the head of one a few
         // places ahead, so that a view that culls most shapes does not wait
         // on memory for each of them.
-        if (i + 24 < nRecords)
-            __builtin_prefetch(pBuffer->GetRecord(i + 24));
+        if (i + 8 < nRecords)
+            __builtin_prefetch(pBuffer->GetRecord(i + 8));
         walk.Step(static_cast<const BYTE*>(pBuffer->GetRecord(i)));
     }
 }
