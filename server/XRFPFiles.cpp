@@ -21,7 +21,9 @@ const DWORD kWriteAccess = 0x40000000u | 0x10000000u | 0x2u | 0x4u;
 // library's directory buffer (32 KiB) besides the handle itself.
 const size_t kFileHandleCost = 1024;
 const size_t kFindHandleCost = 40 * 1024;
-// A read is streamed in pieces of this size.
+// A read's first piece, read before the head goes; the rest is streamed in
+// pieces of up to kReadPiece where it cannot go from the file itself.
+const size_t kFirstPiece = 4096;
 const size_t kReadPiece = 256 * 1024;
 // A name held while a directory's entries are sorted costs its length and
 // this much besides.
@@ -282,12 +284,13 @@ bool XRFPFiles::ReadFile(DWORD hFile, int64_t nPosition, DWORD nCount, XRFPReply
         return sink.ReadHead(0, EINVAL);
     if (nCount > limits.nMaxRead)
         return sink.ReadHead(0, XRFP_ERROR_INVALID_PARAMETER);
-    size_t nPiece = std::min<size_t>(nCount, kReadPiece);
-    if (vecPiece.size() < nPiece) {
-        if (!pieceCharge.Take(login.Memory(), nPiece - vecPiece.size()))
-            return sink.ReadHead(0, ENOMEM);
-        vecPiece.resize(nPiece);
-    }
+    // The first piece is read here, so that a failing read is reported in
+    // the head; the rest goes from the file to the socket where the sink can
+    // send files, and otherwise through the piece buffer.
+    bool bFromFile = sink.TakesFiles();
+    size_t nPiece = std::min<size_t>(nCount, bFromFile ? kFirstPiece : kReadPiece);
+    if (!ReservePiece(nPiece))
+        return sink.ReadHead(0, ENOMEM);
     int fd = pHandle->fd.Get();
     size_t nGot = 0;
     if (int nError = XfnRFPReadAt(fd, vecPiece.data(), nPiece, nPosition, nGot))
@@ -302,8 +305,17 @@ bool XRFPFiles::ReadFile(DWORD hFile, int64_t nPosition, DWORD nCount, XRFPReply
     if (!sink.ReadHead(static_cast<DWORD>(nTotal), 0) || !sink.ReadData(vecPiece.data(), nGot))
         return false;
     size_t nSent = nGot;
+    if (bFromFile && nSent < nTotal) {
+        size_t nFromFile = 0;
+        if (!sink.ReadDataFromFile(fd, nPosition + static_cast<int64_t>(nSent), nTotal - nSent, nFromFile))
+            return false;
+        nSent += nFromFile;
+    }
+    // Where the file could not be sent, larger pieces if the budget allows.
+    if (nSent < nTotal)
+        ReservePiece(std::min(kReadPiece, nTotal - nSent));
     while (nSent < nTotal) {
-        size_t nWant = std::min(kReadPiece, nTotal - nSent);
+        size_t nWant = std::min(vecPiece.size(), nTotal - nSent);
         if (XfnRFPReadAt(fd, vecPiece.data(), nWant, nPosition + static_cast<int64_t>(nSent), nGot) != 0)
             return false;
         // A file cut short meanwhile: the promised count is kept with zeros.
@@ -315,6 +327,16 @@ bool XRFPFiles::ReadFile(DWORD hFile, int64_t nPosition, DWORD nCount, XRFPReply
     }
     std::lock_guard<std::mutex> guard(pHandle->lock);
     pHandle->nPosition = nPosition + static_cast<int64_t>(nTotal);
+    return true;
+}
+
+bool XRFPFiles::ReservePiece(size_t nSize)
+{
+    if (vecPiece.size() >= nSize)
+        return true;
+    if (!pieceCharge.Take(login.Memory(), nSize - vecPiece.size()))
+        return false;
+    vecPiece.resize(nSize);
     return true;
 }
 

@@ -33,6 +33,16 @@ public:
     // The read reply's head (count and error), then its data in pieces.
     virtual bool ReadHead(DWORD nCount, DWORD nError) = 0;
     virtual bool ReadData(const BYTE* pData, size_t nSize) = 0;
+    // Sinks that take files get the data after the first piece straight
+    // from the open file: up to nSize bytes from nPosition, nSent telling
+    // how many went; the rest, if any, follows through ReadData. False when
+    // the connection failed.
+    virtual bool TakesFiles() const { return false; }
+    virtual bool ReadDataFromFile(int, int64_t, size_t, size_t& nSent)
+    {
+        nSent = 0;
+        return true;
+    }
     virtual bool ListItem(const XRFPFileInfoItem& item) = 0;
 };
 
@@ -101,6 +111,10 @@ private:
     tagXRFPFileLimits limits;
     std::vector<BYTE> vecPiece;  // a read's piece, kept for the next read
     XRFPCharge pieceCharge;
+
+    // Grows the piece buffer to nSize on the user's budget; false when the
+    // budget is spent.
+    bool ReservePiece(size_t nSize);
 };
 
 // File times: 100-nanosecond units since 1601 from and to seconds and

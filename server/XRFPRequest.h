@@ -27,6 +27,17 @@ public:
     // or the deadline ran out, or the connection failed.
     virtual bool ReadExact(void* pData, size_t nSize) = 0;
     virtual bool WriteAll(const void* pData, size_t nSize) = 0;
+    // Streams that can send from a file send nHead bytes, then up to nSize
+    // bytes of the open file fdFile from nPosition without copying them;
+    // nSent is the file's share (fewer at the end of the file, or where the
+    // file cannot be sent so). False when the connection failed.
+    virtual bool SendsFiles() const { return false; }
+    virtual bool WriteThenFile(const void* pHead, size_t nHead, int /*fdFile*/, int64_t /*nPosition*/,
+                               size_t /*nSize*/, size_t& nSent)
+    {
+        nSent = 0;
+        return WriteAll(pHead, nHead);
+    }
     // Reads and writes fail once this time has passed, however the bytes
     // trickle; Deadline::max() for none.
     virtual void SetDeadline(Deadline) {}

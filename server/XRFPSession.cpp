@@ -70,6 +70,13 @@ public:
         vecBuffer.insert(vecBuffer.end(), pData, pData + nFill);
         return Flush() && stream.WriteAll(pData + nFill, nSize - nFill);
     }
+    bool TakesFiles() const override { return stream.SendsFiles(); }
+    bool ReadDataFromFile(int fd, int64_t nPosition, size_t nSize, size_t& nSent) override
+    {
+        bool bSent = stream.WriteThenFile(vecBuffer.data(), vecBuffer.size(), fd, nPosition, nSize, nSent);
+        vecBuffer.clear();
+        return bSent;
+    }
     bool ListItem(const XRFPFileInfoItem& item) override
     {
         XfnRFBuildFileListHead(vecBuffer, tagXRFFileListHead{XRF_FILE_LIST_CODE, 0, XRF_FILE_INFO_ITEM_SIZE});
