@@ -4,11 +4,15 @@
 
 #include <arpa/inet.h>
 #include <cerrno>
+#include <chrono>
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
+#include <sched.h>
 #include <sys/socket.h>
 #include <sys/time.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 namespace {
@@ -76,17 +80,7 @@ uint32_t XfnSysSocketSetNoDelay(XSysSocket s, bool bNoDelay)
 
 long XfnSysSocketSend(XSysSocket s, const void* pData, size_t nSize, uint32_t& nError)
 {
-    for (;;) {
-        ssize_t n = send(Fd(s), pData, nSize, MSG_NOSIGNAL);
-        if (n >= 0) {
-            nError = 0;
-            return static_cast<long>(n);
-        }
-        if (errno != EINTR) {
-            nError = errno == EBADF ? 10057 : TransferError(errno);
-            return -1;
-        }
-    }
+    return XfnSysSocketSendPair(s, pData, nSize, nullptr, 0, nError);
 }
 
 long XfnSysSocketRecv(XSysSocket s, void* pData, size_t nSize, uint32_t& nError)
@@ -102,6 +96,38 @@ long XfnSysSocketRecv(XSysSocket s, void* pData, size_t nSize, uint32_t& nError)
             return -1;
         }
     }
+}
+
+long XfnSysSocketSendPair(XSysSocket s, const void* pFirst, size_t nFirst, const void* pSecond, size_t nSecond,
+                          uint32_t& nError)
+{
+    iovec aPieces[2] = {{const_cast<void*>(pFirst), nFirst}, {const_cast<void*>(pSecond), nSecond}};
+    msghdr msg{};
+    msg.msg_iov = aPieces;
+    msg.msg_iovlen = 2;
+    for (;;) {
+        ssize_t n = sendmsg(Fd(s), &msg, MSG_NOSIGNAL);
+        if (n >= 0) {
+            nError = 0;
+            return static_cast<long>(n);
+        }
+        if (errno != EINTR) {
+            nError = errno == EBADF ? 10057 : TransferError(errno);
+            return -1;
+        }
+    }
+}
+
+long XfnSysSocketRecvSpin(XSysSocket s, void* pData, size_t nSize, uint32_t& nError, int nSpinMicroseconds)
+{
+    // Polling reads the socket's state without taking its lock, so the
+    // watch does not slow the delivery it waits for; yielding between polls
+    // lets the sender run where it shares the processor.
+    auto tEnd = std::chrono::steady_clock::now() + std::chrono::microseconds(nSpinMicroseconds);
+    pollfd pfd{Fd(s), POLLIN, 0};
+    while (poll(&pfd, 1, 0) == 0 && std::chrono::steady_clock::now() < tEnd)
+        sched_yield();
+    return XfnSysSocketRecv(s, pData, nSize, nError);
 }
 
 XSysSocket XfnSysSocketListen(const char* pszHost, uint16_t& nPort, uint32_t& nError)

@@ -24,6 +24,12 @@ uint32_t XfnSysSocketSetNoDelay(XSysSocket s, bool bNoDelay);
 // a send to a closed peer fails and never raises a signal.
 long XfnSysSocketSend(XSysSocket s, const void* pData, size_t nSize, uint32_t& nError);
 long XfnSysSocketRecv(XSysSocket s, void* pData, size_t nSize, uint32_t& nError);
+// One send of two pieces as one stream of bytes, neither copied first.
+long XfnSysSocketSendPair(XSysSocket s, const void* pFirst, size_t nFirst, const void* pSecond, size_t nSecond,
+                          uint32_t& nError);
+// A receive that first polls for up to nSpinMicroseconds before it sleeps:
+// an answer that comes within that time costs no wake-up.
+long XfnSysSocketRecvSpin(XSysSocket s, void* pData, size_t nSize, uint32_t& nError, int nSpinMicroseconds);
 uint32_t XfnSysSocketClose(XSysSocket s);
 // Ends the connection in both directions for every descriptor that shares
 // it, without closing this one; a socket that was never connected is no

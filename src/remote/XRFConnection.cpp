@@ -17,6 +17,8 @@
 namespace {
 
 const DWORD kChunk = 131072;
+// How long a receive watches for a reply before it sleeps.
+const int kReplySpinMicroseconds = 200;
 
 DWORD LittleEndian32(const BYTE* p)
 {
@@ -144,9 +146,14 @@ DWORD XRFConnection::Recv(void* pData, DWORD nLength)
     if (hSocket == -1)
         return 10057;
     BYTE* p = static_cast<BYTE*>(pData);
+    bool bFirst = true;
     while (nLength > 0) {
         uint32_t nError = 0;
-        long n = XfnSysSocketRecv(hSocket, p, nLength, nError);
+        // A reply usually comes within the time a sleep and a wake-up would
+        // take: the first receive watches for it that long first.
+        long n = bFirst ? XfnSysSocketRecvSpin(hSocket, p, nLength, nError, kReplySpinMicroseconds)
+                        : XfnSysSocketRecv(hSocket, p, nLength, nError);
+        bFirst = false;
         if (n == 0) {
             // The peer closed: the caller finds out from IsConnected.
             Disconnect();
@@ -184,6 +191,29 @@ DWORD XRFConnection::Send(const void* pData, DWORD nLength, DWORD nChunk)
         }
         p += n;
         nLength -= static_cast<DWORD>(n);
+    }
+    return 0;
+}
+
+DWORD XRFConnection::SendWithData(const void* pHead, DWORD nHead, const void* pData, DWORD nData)
+{
+    if (hSocket == -1)
+        return 10057;
+    const BYTE* pFirst = static_cast<const BYTE*>(pHead);
+    const BYTE* pSecond = static_cast<const BYTE*>(pData);
+    while (nHead + nData > 0) {
+        uint32_t nError = 0;
+        long n = XfnSysSocketSendPair(hSocket, pFirst, nHead, pSecond, nData, nError);
+        if (n <= 0) {
+            Disconnect();
+            return n == 0 ? 0 : nError;
+        }
+        DWORD nSent = static_cast<DWORD>(n);
+        DWORD nFromHead = nSent < nHead ? nSent : nHead;
+        pFirst += nFromHead;
+        nHead -= nFromHead;
+        pSecond += nSent - nFromHead;
+        nData -= nSent - nFromHead;
     }
     return 0;
 }

@@ -195,24 +195,23 @@ int XRFWriteFile(XRFConnectionOpenParam& param, DWORD hFile, const void* pData, 
 {
     if (nCount > XRF_MAX_WRITE)
         nCount = XRF_MAX_WRITE;
-    // The announcement and the data packet leave in one send: one block per
-    // thread, kept between calls, holds both.
-    thread_local std::vector<BYTE> vecPacket;
-    vecPacket.clear();
+    // The announcement and the data packet leave in one send, the data
+    // straight from the caller's buffer.
+    thread_local std::vector<BYTE> vecHead;
+    vecHead.clear();
     try {
-        vecPacket.reserve(XRF_HEADER_SIZE + 24 + XRF_WRITE_DATA_HEAD_SIZE + XRF_MAX_WRITE);
+        vecHead.reserve(XRF_HEADER_SIZE + 24 + XRF_WRITE_DATA_HEAD_SIZE);
     } catch (const std::bad_alloc&) {
         error = XRF_ERROR_OUT_OF_MEMORY;
         return 0;
     }
-    XfnRFBuildTransferRequest(vecPacket, XRF_CMD_WRITE_ANNOUNCE, tagXRFTransferRequest{nPosition, hFile, nCount});
-    XfnRFBuildWriteDataRequest(vecPacket,
-                               tagXRFWriteDataRequest{hFile, static_cast<const BYTE*>(pData), nCount});
+    XfnRFBuildTransferRequest(vecHead, XRF_CMD_WRITE_ANNOUNCE, tagXRFTransferRequest{nPosition, hFile, nCount});
+    XfnRFBuildWriteDataHead(vecHead, tagXRFWriteDataRequest{hFile, static_cast<const BYTE*>(pData), nCount});
     XRFLease lease(param, key);
     error = lease.Error();
     if (error != 0)
         return 0;
-    error = lease.Send(vecPacket, 0);
+    error = lease.SendWithData(vecHead, pData, nCount);
     if (error != 0)
         return 0;
     BYTE abReply[24] = {0};

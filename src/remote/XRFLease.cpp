@@ -27,6 +27,13 @@ DWORD XRFLease::Send(const std::vector<BYTE>& vecPacket, DWORD nChunk)
     return pConnection->Send(vecPacket.data(), nSize, nChunk == 0 ? nSize : nChunk);
 }
 
+DWORD XRFLease::SendWithData(const std::vector<BYTE>& vecHead, const void* pData, DWORD nData)
+{
+    if (pConnection == nullptr)
+        return XRF_ERROR_NO_CONNECTION;
+    return pConnection->SendWithData(vecHead.data(), static_cast<DWORD>(vecHead.size()), pData, nData);
+}
+
 DWORD XRFLease::Recv(void* pData, DWORD nSize)
 {
     if (pConnection == nullptr)

@@ -30,6 +30,8 @@ public:
 
     // Sends a whole packet in pieces of nChunk (0: in one piece).
     DWORD Send(const std::vector<BYTE>& vecPacket, DWORD nChunk = XRF_SEND_CHUNK);
+    // Sends a packet's head and then its data, in one call where it can.
+    DWORD SendWithData(const std::vector<BYTE>& vecHead, const void* pData, DWORD nData);
     // Receives nSize bytes. A peer that closes before they have all come is
     // no failure here: the result is 0, the rest of the buffer stays as it
     // was (the callers clear their replies, which then read as code 0, error

@@ -480,19 +480,25 @@ XRFWireStatus XfnRFParseRootListRequest(const BYTE* pData, size_t nSize)
     return CheckRequest(pData, nSize, XRF_CMD_GET_ROOT_DIR_LIST);
 }
 
-XRFWireStatus XfnRFBuildWriteDataRequest(std::vector<BYTE>& buf, const tagXRFWriteDataRequest& req)
+XRFWireStatus XfnRFBuildWriteDataHead(std::vector<BYTE>& buf, const tagXRFWriteDataRequest& req)
 {
     if (req.nDataSize > XRF_MAX_WRITE)
         return XRF_WIRE_TOO_LONG;
-    BYTE* p = AppendPacket(buf, XRF_WRITE_DATA_HEAD_SIZE + static_cast<size_t>(req.nDataSize));
+    BYTE* p = AppendPacket(buf, XRF_WRITE_DATA_HEAD_SIZE);
     PutU32(p, XRF_CMD_WRITE_DATA);
     PutU32(p + 4, req.nDataSize + 16);
     PutHandle(p + 8, req.hFile);
     PutU32(p + 16, req.nDataSize);
     PutU32(p + 20, req.nDataSize + 16);
-    if (req.nDataSize)
-        std::memcpy(p + XRF_WRITE_DATA_HEAD_SIZE, req.pData, req.nDataSize);
     return XRF_WIRE_OK;
+}
+
+XRFWireStatus XfnRFBuildWriteDataRequest(std::vector<BYTE>& buf, const tagXRFWriteDataRequest& req)
+{
+    XRFWireStatus status = XfnRFBuildWriteDataHead(buf, req);
+    if (status == XRF_WIRE_OK && req.nDataSize)
+        buf.insert(buf.end(), req.pData, req.pData + req.nDataSize);
+    return status;
 }
 
 XRFWireStatus XfnRFParseWriteDataRequest(const BYTE* pData, size_t nSize, tagXRFWriteDataRequest& req)

@@ -51,6 +51,9 @@ public:
     // Sends nLength bytes, at most nChunk per call (0: all in one). A
     // failure closes the connection; 10057 when it is closed already.
     DWORD Send(const void* pData, DWORD nLength, DWORD nChunk);
+    // Sends a head and its data as one packet, in one call where the
+    // socket takes it all; the data is not copied on the way.
+    DWORD SendWithData(const void* pHead, DWORD nHead, const void* pData, DWORD nData);
     // Receives exactly nLength bytes, or fewer when the peer closes first:
     // that answers 0 and leaves the connection closed, the rest of the
     // buffer as it was. 10057 when the connection is closed already.

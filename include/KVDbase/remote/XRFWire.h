@@ -210,6 +210,8 @@ KVD_API XRFWireStatus XfnRFParseRootListRequest(const BYTE* pData, size_t nSize)
 // The whole data packet is built in one piece so that it can go to the
 // socket in one call.
 KVD_API XRFWireStatus XfnRFBuildWriteDataRequest(std::vector<BYTE>& buf, const tagXRFWriteDataRequest& req);
+// The same packet without its data, which the caller sends right after it.
+KVD_API XRFWireStatus XfnRFBuildWriteDataHead(std::vector<BYTE>& buf, const tagXRFWriteDataRequest& req);
 KVD_API XRFWireStatus XfnRFParseWriteDataRequest(const BYTE* pData, size_t nSize, tagXRFWriteDataRequest& req);
 
 // Only the sixteen-byte head is built and parsed; the caller sends or reads
