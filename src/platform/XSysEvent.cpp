@@ -6,6 +6,7 @@
 #include "platform/XSysEvent.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -18,7 +19,8 @@ struct XSysWaiter;
 
 struct XSysEventState {
     bool bManualReset = false;
-    bool bSignalled = false;
+    // Changed only under the event mutex; read without it by a glance.
+    std::atomic<bool> bSignalled{false};
     std::vector<XSysWaiter*> waiters;
 };
 
@@ -154,4 +156,14 @@ DWORD XfnSysWaitForEvents(int nCount, const HANDLE* phEvents, bool bWaitAll, DWO
 DWORD XfnSysWaitForEvent(HANDLE hEvent, DWORD nTimeout)
 {
     return XfnSysWaitForEvents(1, &hEvent, false, nTimeout);
+}
+
+bool XfnSysEventsLookSet(int nCount, const HANDLE* phEvents, bool bWaitAll)
+{
+    for (int i = 0; i < nCount; ++i) {
+        bool bSet = StateOf(phEvents[i])->bSignalled.load(std::memory_order_relaxed);
+        if (bSet != bWaitAll)
+            return bSet;
+    }
+    return bWaitAll;
 }

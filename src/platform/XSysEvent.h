@@ -30,3 +30,7 @@ bool XfnSysResetEvent(HANDLE hEvent);
 // XSYS_MAXIMUM_WAIT_OBJECTS, or a null entry, fails at once.
 DWORD XfnSysWaitForEvents(int nCount, const HANDLE* phEvents, bool bWaitAll, DWORD nTimeout);
 DWORD XfnSysWaitForEvent(HANDLE hEvent, DWORD nTimeout);
+// True when a wait for the events would likely return at once. A glance
+// without the events' lock, for a caller that spins before it waits: the
+// wait itself decides.
+bool XfnSysEventsLookSet(int nCount, const HANDLE* phEvents, bool bWaitAll);
