@@ -15,7 +15,6 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <sched.h>
 #include <sys/resource.h>
 #include <sys/sendfile.h>
 #include <sys/socket.h>
@@ -123,15 +122,24 @@ public:
 private:
     // A client that has just had its reply usually sends its next request
     // within a few tens of microseconds: watching for it that long (without
-    // taking the socket's lock, yielding to whoever shares the processor)
-    // saves the wake-up that a sleep would cost, which on a small machine is
-    // the larger part of an exchange.
+    // taking the socket's lock) saves the wake-up that a sleep would cost,
+    // which on a small machine is the larger part of an exchange.
     void AwaitShortly()
     {
+        // A watch that saw nothing sends the next waits straight to sleep,
+        // twice as many after each such watch (up to 256): on a busy machine
+        // requests come late, and watching only takes time from the clients.
+        if (nSkip > 0) {
+            --nSkip;
+            return;
+        }
         auto tStop = std::chrono::steady_clock::now() + std::chrono::microseconds(kAwaitMicroseconds);
         pollfd pfd{fd, POLLIN, 0};
-        while (poll(&pfd, 1, 0) == 0 && std::chrono::steady_clock::now() < tStop)
-            sched_yield();
+        bool bSeen = false;
+        while (!(bSeen = poll(&pfd, 1, 0) != 0) && std::chrono::steady_clock::now() < tStop) {
+        }
+        nMisses = bSeen ? 0 : std::min(nMisses + 1, 8u);
+        nSkip = bSeen ? 0 : 1u << nMisses;
     }
     bool SendAll(const void* pData, size_t nSize, int nFlags)
     {
@@ -166,6 +174,8 @@ private:
     std::vector<BYTE> vecBuffer;
     size_t nStart = 0;  // unread bytes of the buffer: nStart to nEnd
     size_t nEnd = 0;
+    unsigned nSkip = 0;    // waits that sleep at once, after a watch saw nothing
+    unsigned nMisses = 0;  // watches in a row that saw nothing
 };
 
 int RemoveEntry(const char* pszPath, const struct stat*, int nType, FTW*)

@@ -2,6 +2,7 @@
 
 #include "platform/XSysError.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
 #include <chrono>
@@ -9,7 +10,6 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <sched.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/uio.h>
@@ -120,13 +120,24 @@ long XfnSysSocketSendPair(XSysSocket s, const void* pFirst, size_t nFirst, const
 
 long XfnSysSocketRecvSpin(XSysSocket s, void* pData, size_t nSize, uint32_t& nError, int nSpinMicroseconds)
 {
+    // A watch that saw nothing sends this thread's next waits straight to
+    // sleep, twice as many after each such watch (up to 256): on a busy
+    // machine answers come late, and watching only takes time from whoever
+    // is to send them.
+    thread_local unsigned nSkip = 0, nMisses = 0;
+    if (nSkip > 0) {
+        --nSkip;
+        return XfnSysSocketRecv(s, pData, nSize, nError);
+    }
     // Polling reads the socket's state without taking its lock, so the
-    // watch does not slow the delivery it waits for; yielding between polls
-    // lets the sender run where it shares the processor.
+    // watch does not slow the delivery it waits for.
     auto tEnd = std::chrono::steady_clock::now() + std::chrono::microseconds(nSpinMicroseconds);
     pollfd pfd{Fd(s), POLLIN, 0};
-    while (poll(&pfd, 1, 0) == 0 && std::chrono::steady_clock::now() < tEnd)
-        sched_yield();
+    bool bSeen = false;
+    while (!(bSeen = poll(&pfd, 1, 0) != 0) && std::chrono::steady_clock::now() < tEnd) {
+    }
+    nMisses = bSeen ? 0 : std::min(nMisses + 1, 8u);
+    nSkip = bSeen ? 0 : 1u << nMisses;
     return XfnSysSocketRecv(s, pData, nSize, nError);
 }
 

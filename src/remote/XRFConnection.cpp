@@ -18,7 +18,7 @@ namespace {
 
 const DWORD kChunk = 131072;
 // How long a receive watches for a reply before it sleeps.
-const int kReplySpinMicroseconds = 200;
+const int kReplySpinMicroseconds = 100;
 
 DWORD LittleEndian32(const BYTE* p)
 {
