@@ -112,7 +112,7 @@ TEST(XMap, StringKeysAreExactText)
 
     auto name = [](int i) {
         XString strName;
-        strName.Format(i % 3 == 0 ? "n%d" : "a longer name %d", i);
+        strName.Format(i % 3 == 0 ? "n%d" : i % 3 == 1 ? "a longer name %d" : "a name too long to copy %d", i);
         return strName;
     };
     XMapStringToPtr many;
@@ -120,8 +120,13 @@ TEST(XMap, StringKeysAreExactText)
         many[name(i)] = AsPtr(i);
     for (int i = 0; i < 1000; i += 2)
         EXPECT_TRUE(many.RemoveKey(name(i)));
+    for (int i = 1; i < 1000; i += 2) {
+        void* p = nullptr;
+        EXPECT_TRUE(many.Lookup(name(i), p) && p == AsPtr(i)) << i;
+    }
     // Long keys compare eight bytes at a time; a difference anywhere tells.
-    for (const char* psz : {"a longer name 1x", "b longer name 1", "a longer_name 1", "a longer name 1000"}) {
+    for (const char* psz : {"a longer name 1x", "b longer name 1", "a longer_name 1", "a longer name 1000",
+                            "a name too long to copy 5x", "a name too long to copy 50"}) {
         void* p = nullptr;
         EXPECT_FALSE(many.Lookup(psz, p)) << psz;
     }

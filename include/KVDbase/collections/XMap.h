@@ -28,9 +28,53 @@ struct XMapProbe {
     ARG_KEY key;
     UINT nHash;
     explicit XMapProbe(ARG_KEY k) : key(k), nHash(XfnHashKey<ARG_KEY>(k)) {}
-    bool Matches(const KEY& stored) const
+    template <class ASSOC>
+    bool Matches(const ASSOC& stored) const
     {
-        return XfnCompareElements<KEY, typename std::remove_reference<ARG_KEY>::type>(&stored, &key) != 0;
+        return XfnCompareElements<KEY, typename std::remove_reference<ARG_KEY>::type>(&stored.key, &key) != 0;
+    }
+};
+
+// One entry of a map. Entries keyed by text also keep the key's length and,
+// when it is short, a copy of its text beside the value: a search then reads
+// the entry alone, not the key's own buffer elsewhere in memory.
+template <class KEY, class VALUE>
+struct XMapAssoc {
+    XMapAssoc* pNext;
+    UINT nHashValue;  // the bucket index, not the full hash
+    KEY key;
+    VALUE value;
+    void KeySet(size_t) {}
+};
+enum { XMAP_KEY_COPY = 24 };
+// The length of a text key as a terminated text; other keys have none.
+inline size_t XfnMapKeyLength(const char* psz)
+{
+    return std::strlen(psz);
+}
+inline size_t XfnMapKeyLength(const XString& str)
+{
+    return std::strlen(str);
+}
+template <class ARG_KEY>
+inline size_t XfnMapKeyLength(const ARG_KEY&)
+{
+    return 0;
+}
+template <class VALUE>
+struct XMapAssoc<XString, VALUE> {
+    XMapAssoc* pNext;
+    UINT nHashValue;
+    UINT nKeyLength;  // the key's length as a terminated text
+    XString key;
+    VALUE value;
+    char szKeyCopy[XMAP_KEY_COPY];  // the key's text and terminator, when they fit
+    // Called with the length of the text just stored as the key.
+    void KeySet(size_t nLength)
+    {
+        nKeyLength = static_cast<UINT>(nLength);
+        if (nLength < XMAP_KEY_COPY)
+            std::memcpy(szKeyCopy, static_cast<const char*>(key), nLength + 1);
     }
 };
 template <>
@@ -42,12 +86,15 @@ struct XMapProbe<XString, const char*> {
         : key(k), nLength(static_cast<int>(std::strlen(k))), nHash(XfnHashText(k, static_cast<size_t>(nLength)))
     {
     }
-    // Equal as terminated texts, as Compare sees them: a stored key with a
-    // zero byte inside ends there.
-    bool Matches(const XString& stored) const
+    // Equal as terminated texts, as Compare sees them; a short key is
+    // compared on the entry's copy.
+    template <class ASSOC>
+    bool Matches(const ASSOC& stored) const
     {
-        const char* psz = stored;
-        return stored.GetLength() >= nLength && psz[nLength] == '\0' && SameBytes(psz, key, static_cast<size_t>(nLength));
+        if (stored.nKeyLength != static_cast<UINT>(nLength))
+            return false;
+        const char* psz = nLength < XMAP_KEY_COPY ? stored.szKeyCopy : static_cast<const char*>(stored.key);
+        return SameBytes(psz, key, static_cast<size_t>(nLength));
     }
     // Keys are short: eight bytes at a time, the last eight overlapping.
     static bool SameBytes(const char* a, const char* b, size_t n)
@@ -70,13 +117,7 @@ struct XMapProbe<XString, const char*> {
 template <class KEY, class ARG_KEY, class VALUE, class ARG_VALUE>
 class XMap : public XObject {
 public:
-    // One entry: nHashValue is the bucket index, not the full hash.
-    struct XAssoc {
-        XAssoc* pNext;
-        UINT nHashValue;
-        KEY key;
-        VALUE value;
-    };
+    typedef XMapAssoc<KEY, VALUE> XAssoc;
 
     explicit XMap(int nBlockSize = 10)
         : pHashTable(nullptr), nHashTableSize(17), nCount(0), pFreeList(nullptr), pBlocks(nullptr),
@@ -241,7 +282,7 @@ XMap<KEY, ARG_KEY, VALUE, ARG_VALUE>::GetAssocAt(ARG_KEY key, UINT& nBucket) con
     if (pHashTable == nullptr)
         return nullptr;
     for (XAssoc* pAssoc = pHashTable[nBucket]; pAssoc != nullptr; pAssoc = pAssoc->pNext)
-        if (probe.Matches(pAssoc->key))
+        if (probe.Matches(*pAssoc))
             return pAssoc;
     return nullptr;
 }
@@ -268,6 +309,7 @@ VALUE& XMap<KEY, ARG_KEY, VALUE, ARG_VALUE>::operator[](ARG_KEY key)
         pAssoc = NewAssoc();
         pAssoc->nHashValue = nBucket;
         pAssoc->key = key;
+        pAssoc->KeySet(XfnMapKeyLength(key));
         pAssoc->pNext = pHashTable[nBucket];
         pHashTable[nBucket] = pAssoc;
     }
@@ -282,7 +324,7 @@ BOOL XMap<KEY, ARG_KEY, VALUE, ARG_VALUE>::RemoveKey(ARG_KEY key)
     XMapProbe<KEY, ARG_KEY> probe(key);
     XAssoc** ppPrev = &pHashTable[probe.nHash % nHashTableSize];
     for (XAssoc* pAssoc = *ppPrev; pAssoc != nullptr; pAssoc = pAssoc->pNext) {
-        if (probe.Matches(pAssoc->key)) {
+        if (probe.Matches(*pAssoc)) {
             *ppPrev = pAssoc->pNext;
             FreeAssoc(pAssoc);
             return 1;
