@@ -5,6 +5,7 @@
 #include "KVDbase/drawing/XBackBuffer.h"
 #include "KVDbase/drawing/XDIB.h"
 #include "drawing/XDIBConvert.h"
+#include "drawing/XVertClip.h"
 #include "drawing/XVertRecord.h"
 
 #include <climits>
@@ -710,7 +711,7 @@ void XVertBuffer::AddDIB(const char* pBits, const BITMAPINFO* pInfo, double d1, 
 // Replay
 
 namespace {
-const double kNoClip = 1.7e308;
+const double kNoClip = XVertClipBox::kNoClip;
 } // namespace
 
 void XVertBuffer::CalcClipRegion(XBackBuffer* pBack)
@@ -737,26 +738,9 @@ void XVertBuffer::CalcClipRegion(XBackBuffer* pBack)
     }
 }
 
-namespace {
-
-// One axis of the clip test: a point must lie in the box, ends included; an
-// interval must overlap or touch it.
-bool AxisInClip(double lo, double hi, double boxMin, double boxMax)
-{
-    if (lo == hi)
-        return lo >= boxMin && lo <= boxMax;
-    const double top = hi > boxMax ? hi : boxMax;
-    const double bottom = lo < boxMin ? lo : boxMin;
-    return top - bottom <= (boxMax - boxMin) + (hi - lo);
-}
-
-} // namespace
-
 int XVertBuffer::IsInClipRegion(double x1, double y1, double x2, double y2) const
 {
-    if (dClipMinX == -kNoClip && dClipMaxX == kNoClip && dClipMinY == -kNoClip && dClipMaxY == kNoClip)
-        return 1;
-    return AxisInClip(x1, x2, dClipMinX, dClipMaxX) && AxisInClip(y1, y2, dClipMinY, dClipMaxY) ? 1 : 0;
+    return XVertClipBox{dClipMinX, dClipMaxX, dClipMinY, dClipMaxY}.Contains(x1, y1, x2, y2) ? 1 : 0;
 }
 
 void XVertBuffer::Draw(XBackBuffer* pBack)

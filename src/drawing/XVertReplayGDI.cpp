@@ -19,6 +19,7 @@
 #include "KVDbase/platform/XGdi.h"
 #include "drawing/XGdiDraw.h"
 #include "drawing/XPixelRound.h"
+#include "drawing/XVertClip.h"
 #include "drawing/XVertRecord.h"
 
 #include <climits>
@@ -93,6 +94,7 @@ private:
     // The ring sizes of the current poly-polygon, grown when a larger set
     // comes.
     std::vector<int> ringCounts;
+    XVertClipBox clip{};  // the view, as the buffer's clip test sees it
 
     void RenewPen();
     void RenewBrush();
@@ -105,10 +107,7 @@ private:
     void Wrapped(const BYTE* p, int nKind);
     void Shape(const BYTE* p, int nKind, double dOffset);
 
-    bool InClip(double x1, double y1, double x2, double y2) const
-    {
-        return IsInClipRegion(pBuffer, x1, y1, x2, y2) != 0;
-    }
+    bool InClip(double x1, double y1, double x2, double y2) const { return clip.Contains(x1, y1, x2, y2); }
     POINT Pixel(double x, double y) const
     {
         pBack->ConvWorldToPixelCoord(x, y);
@@ -153,6 +152,7 @@ XVertReplayGDI::Walk::Walk(XVertBuffer* pBufferArg, XBackBuffer* pBackArg)
     SetBackgroundMode(fillStyle.GetStyle() == tagXFillStyle::STYLE_HOLLOW || dBackAlpha == 0.0);
     SetBkColor(hDC, clrBack);
     CalcClipRegion(pBuffer, pBack);
+    GetClipBox(pBuffer, clip.dMinX, clip.dMaxX, clip.dMinY, clip.dMaxY);
 }
 
 XVertReplayGDI::Walk::~Walk()
