@@ -53,12 +53,11 @@ public:
             if (tEnd == Deadline::max() && !bDirect)
                 AwaitShortly();
             ssize_t n = recv(fd, bDirect ? p : vecBuffer.data(), bDirect ? nSize : vecBuffer.size(), 0);
-            if (n < 0 && errno == EINTR)
+            if (int nStep = Step(n, tEnd); nStep <= 0) {
+                if (nStep < 0)
+                    return false;
                 continue;
-            if (n == 0 || (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK) || OutOfTime(tEnd))
-                return false;
-            if (n < 0)
-                continue;
+            }
             size_t nGot = static_cast<size_t>(n);
             if (!bDirect) {
                 nStart = std::min(nSize, nGot);
@@ -147,16 +146,26 @@ private:
         Deadline tEnd = Deadline::max();
         while (nSize) {
             ssize_t n = send(fd, p, nSize, MSG_NOSIGNAL | nFlags);
-            if (n < 0 && errno == EINTR)
+            if (int nStep = Step(n, tEnd); nStep <= 0) {
+                if (nStep < 0)
+                    return false;
                 continue;
-            if (n == 0 || (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK) || OutOfTime(tEnd))
-                return false;
-            if (n < 0)
-                continue;
+            }
             p += n;
             nSize -= static_cast<size_t>(n);
         }
         return true;
+    }
+    // After a receive or send that returned n: 1 when it moved bytes, 0 to
+    // call again (interrupted, or nothing yet within the time), -1 when the
+    // peer closed, the call failed or the time ran out.
+    int Step(ssize_t n, Deadline& tEnd)
+    {
+        if (n < 0 && errno == EINTR)
+            return 0;
+        if (n == 0 || (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK) || OutOfTime(tEnd))
+            return -1;
+        return n < 0 ? 0 : 1;
     }
     // Called after every call that moved fewer bytes than wanted: the first
     // such call fixes when this read or write must be done.
