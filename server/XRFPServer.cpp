@@ -83,19 +83,17 @@ public:
         Deadline tEnd = Deadline::max();
         while (nSent < nSize) {
             ssize_t n = sendfile(fd, fdFile, &nOffset, nSize - nSent);
-            if (n > 0) {
-                nSent += static_cast<size_t>(n);
-                continue;
-            }
-            if (n < 0 && errno == EINTR)
-                continue;
-            if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK) && !OutOfTime(tEnd))
-                continue;
-            if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
-                return false;
             // The end of the file, or a file the system cannot send so: the
             // caller reads the rest, and meets any real failure itself.
-            break;
+            if (n == 0 || (n < 0 && errno != EINTR && errno != EAGAIN && errno != EWOULDBLOCK))
+                break;
+            // A client that takes the data too slowly runs out of time here
+            // as it would in WriteAll.
+            int nStep = Step(n, tEnd);
+            if (nStep < 0)
+                return false;
+            if (nStep > 0)
+                nSent += static_cast<size_t>(n);
         }
         return true;
     }

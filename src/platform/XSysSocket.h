@@ -28,7 +28,8 @@ long XfnSysSocketRecv(XSysSocket s, void* pData, size_t nSize, uint32_t& nError)
 long XfnSysSocketSendPair(XSysSocket s, const void* pFirst, size_t nFirst, const void* pSecond, size_t nSecond,
                           uint32_t& nError);
 // A receive that first polls for up to nSpinMicroseconds before it sleeps:
-// an answer that comes within that time costs no wake-up.
+// an answer that comes within that time costs no wake-up. After a poll that
+// saw nothing, the calling thread's next few such receives sleep at once.
 long XfnSysSocketRecvSpin(XSysSocket s, void* pData, size_t nSize, uint32_t& nError, int nSpinMicroseconds);
 uint32_t XfnSysSocketClose(XSysSocket s);
 // Ends the connection in both directions for every descriptor that shares
