@@ -9,9 +9,14 @@
 #include "platform/XMbText.h"
 
 #include <algorithm>
+#include <charconv>
+#include <cmath>
 #include <climits>
+#include <cstdarg>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <cwchar>
 #include <string>
 #include <vector>
@@ -59,6 +64,126 @@ int TextItemBound(int nItemLen, int nWidth, int nPrecision)
         nItemLen = std::min(nItemLen, nPrecision);
     return std::max(nItemLen, nWidth);
 }
+
+// A format of plain text, "%%" and bare "%d", "%i", "%u" and "%s"
+// conversions (no flags, widths, precisions or size prefixes), the common
+// case, is written here without the C library. Its bound is the walk's:
+// the text's bytes, 32 per number, each text's length (1 for an empty one).
+class XPlainFormat {
+public:
+    // Takes the arguments; false for any other format, more than kMaxItems
+    // conversions, or a null text, which go the general way.
+    bool Take(const char* pszFormat, va_list argList)
+    {
+        int nSpecBytes = 0;  // the format's bytes that are conversions
+        for (const char* p = std::strchr(pszFormat, '%'); p != nullptr; p = std::strchr(p + 1, '%')) {
+            const char* pStart = p++;
+            if (*p == '%') {
+                nSpecBytes += 1;
+                continue;
+            }
+            if (nItems == kMaxItems)
+                return false;
+            Item& item = aItems[nItems++];
+            item.nKind = *p;
+            if (*p == 'd' || *p == 'i' || *p == 'u') {
+                item.nValue = va_arg(argList, int);
+                nBound += 32;
+            } else if (*p == 's') {
+                item.psz = va_arg(argList, const char*);
+                if (item.psz == nullptr)
+                    return false;
+                item.nLength = std::strlen(item.psz);
+                nBound += ItemLengthOfCount(item.nLength);
+            } else {
+                // "%f" or "%.<digits>f", with the precision printf takes.
+                item.nPrecision = 6;
+                if (*p == '.') {
+                    ++p;
+                    item.nPrecision = ReadDigits(p);
+                }
+                if (*p != 'f' || item.nPrecision > 99)
+                    return false;
+                item.nKind = 'f';
+                item.dValue = va_arg(argList, double);
+                nBound += std::max(128, 312 + (pStart[1] == '.' ? item.nPrecision : 0));
+            }
+            nSpecBytes += static_cast<int>(p - pStart);
+        }
+        nBound += static_cast<int>(std::strlen(pszFormat)) - nSpecBytes - nItems;
+        return true;
+    }
+    int Bound() const { return nBound; }
+    // Writes the text and its terminator at pOut, which holds Bound() + 1
+    // bytes; returns the text's length.
+    int Write(const char* pszFormat, char* pOut) const
+    {
+        char* pEnd = pOut;
+        int nItem = 0;
+        const char* p = pszFormat;
+        for (const char* q = std::strchr(p, '%'); q != nullptr; q = std::strchr(p, '%')) {
+            std::memcpy(pEnd, p, static_cast<size_t>(q - p));
+            pEnd += q - p;
+            if (q[1] == '%') {
+                *pEnd++ = '%';
+                p = q + 2;
+                continue;
+            }
+            const Item& item = aItems[nItem++];
+            p = std::strchr(q + 1, item.nKind) + 1;
+            if (item.nKind == 's') {
+                std::memcpy(pEnd, item.psz, item.nLength);
+                pEnd += item.nLength;
+            } else if (item.nKind == 'f') {
+                pEnd = PutFixed(pEnd, item.dValue, item.nPrecision);
+            } else {
+                pEnd = PutNumber(pEnd, item.nValue, item.nKind != 'u');
+            }
+        }
+        const size_t nRest = std::strlen(p);
+        std::memcpy(pEnd, p, nRest + 1);
+        return static_cast<int>(pEnd - pOut + static_cast<std::ptrdiff_t>(nRest));
+    }
+
+private:
+    enum { kMaxItems = 8 };
+    struct Item {
+        char nKind;  // 'd', 'i', 'u', 's' or 'f'
+        const char* psz;
+        size_t nLength;
+        int nValue;
+        int nPrecision;
+        double dValue;
+    };
+    // The digits printf's "%.*f" gives: the exact value rounded to the
+    // precision, which is what the standard's fixed form is defined as.
+    static char* PutFixed(char* p, double dValue, int nPrecision)
+    {
+        if (!std::isfinite(dValue))
+            return p + std::sprintf(p, "%.*f", nPrecision, dValue);
+        return std::to_chars(p, p + 312 + 99, dValue, std::chars_format::fixed, nPrecision).ptr;
+    }
+    static char* PutNumber(char* p, int nValue, bool bSigned)
+    {
+        unsigned int n = static_cast<unsigned int>(nValue);
+        if (bSigned && nValue < 0) {
+            *p++ = '-';
+            n = 0u - n;
+        }
+        char szDigits[10];
+        int nDigits = 0;
+        do {
+            szDigits[nDigits++] = static_cast<char>('0' + n % 10);
+            n /= 10;
+        } while (n != 0);
+        while (nDigits > 0)
+            *p++ = szDigits[--nDigits];
+        return p;
+    }
+    Item aItems[kMaxItems];
+    int nItems = 0;
+    int nBound = 0;
+};
 
 // Walks the format: returns the bound and, when the C library needs another
 // spelling, fills *pTranslated (empty on entry) with it. bWide tells whether
@@ -377,9 +502,23 @@ void XString::FormatV(const char* pszFormat, va_list argList)
 {
     if (pszFormat == nullptr)
         pszFormat = "";
+    va_list args;
+    va_copy(args, argList);
+    XPlainFormat plain;
+    const bool bPlain = plain.Take(pszFormat, args);
+    va_end(args);
+    if (bPlain) {
+        // The same buffer as below, without the C library.
+        const int nPlainBound = plain.Bound();
+        char* pBuffer = GetData()->nRefs <= 1 && nPlainBound <= GetData()->nAllocLength ? pchData : GetBuffer(nPlainBound);
+        const int nLength = plain.Write(pszFormat, pBuffer);
+        if (!IsSharedEmpty())
+            GetData()->nDataLength = nLength;
+        return;
+    }
+
     std::string strTranslated;
     bool bWide = false;
-    va_list args;
     va_copy(args, argList);
     int nBound = WalkFormat(pszFormat, args, &strTranslated, &bWide);
     va_end(args);

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cmath>
+#include <cstdio>
 #include <cstdarg>
 #include <string>
 #include <thread>
@@ -270,6 +272,32 @@ TEST(XStringFormat, BoundWalkAndShortBounds)
     EXPECT_STREQ(s, "1.234568E+04");
     s.Format("%*.*s|", -40, -5, "ab");
     EXPECT_STREQ(s, ("ab" + std::string(38, ' ') + "|").c_str());
+}
+
+// Formats of bare %d, %i, %u, %s and %f conversions are written without the
+// C library: the same text, and the same reserved size as the bound walk's.
+template <class... ARGS>
+void ExpectAsTheCLibrary(const char* pszFormat, ARGS... args)
+{
+    XString s;
+    s.Format(pszFormat, args...);
+    char szExpected[2048];
+    std::snprintf(szExpected, sizeof szExpected, pszFormat, args...);
+    EXPECT_STREQ(s, szExpected) << pszFormat;
+    const int n = Bound(pszFormat, args...);
+    EXPECT_EQ(s.GetAllocLength(), n <= 64 ? 64 : n <= 128 ? 128 : n <= 256 ? 256 : n <= 512 ? 512 : n) << pszFormat;
+}
+
+TEST(XStringFormat, PlainFormatsMatchTheCLibrary)
+{
+    ExpectAsTheCLibrary("%d|%i|%u|%d", INT_MIN, -1, -1, 0);
+    ExpectAsTheCLibrary("100%% of %s%s and %s", "\xea\xb0\x80", "", "x");
+    ExpectAsTheCLibrary("tile %d of %s at %.3f", 7, "abc", 2.0005);
+    ExpectAsTheCLibrary("%.2f %.0f %.0f %f %.1f %.f", 0.125, 2.5, 3.5, -0.0, -1e-9, 0.5);
+    ExpectAsTheCLibrary("%.3f|%f|%f|%.20f", 1e300, HUGE_VAL, std::nan(""), 0.1);
+    // Not plain: the general way gives the same text.
+    ExpectAsTheCLibrary("%d %d %d %d %d %d %d %d %d", 1, 2, 3, 4, 5, 6, 7, 8, 9);
+    ExpectAsTheCLibrary("%.100f|%d", 1.0, 3);
 }
 
 TEST(XStringFormat, MessageInserts)
