@@ -65,10 +65,11 @@ int TextItemBound(int nItemLen, int nWidth, int nPrecision)
     return std::max(nItemLen, nWidth);
 }
 
-// A format of plain text, "%%" and bare "%d", "%i", "%u" and "%s"
-// conversions (no flags, widths, precisions or size prefixes), the common
-// case, is written here without the C library. Its bound is the walk's:
-// the text's bytes, 32 per number, each text's length (1 for an empty one).
+// A format of plain text, "%%" and bare "%d", "%i", "%u", "%s" and "%f"
+// conversions (no flags, widths or size prefixes; "%.<n>f" may give a
+// precision), the common case, is written here without the C library. Its
+// bound is the walk's: the text's bytes, 32 per number, each text's length
+// (1 for an empty one), 312 and the precision given per "%f".
 class XPlainFormat {
 public:
     // Takes the arguments; false for any other format, more than kMaxItems
@@ -106,6 +107,10 @@ public:
                     return false;
                 item.nKind = 'f';
                 item.dValue = va_arg(argList, double);
+                // Beyond this the bound of a bare "%f" could fall short, and
+                // what is not finite is the C library's to spell.
+                if (!(std::fabs(item.dValue) < 1e300))
+                    return false;
                 nBound += std::max(128, 312 + (pStart[1] == '.' ? item.nPrecision : 0));
             }
             nSpecBytes += static_cast<int>(p - pStart);
@@ -159,8 +164,6 @@ private:
     // precision, which is what the standard's fixed form is defined as.
     static char* PutFixed(char* p, double dValue, int nPrecision)
     {
-        if (!std::isfinite(dValue))
-            return p + std::sprintf(p, "%.*f", nPrecision, dValue);
         return std::to_chars(p, p + 312 + 99, dValue, std::chars_format::fixed, nPrecision).ptr;
     }
     static char* PutNumber(char* p, int nValue, bool bSigned)
