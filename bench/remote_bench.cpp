@@ -2,7 +2,7 @@
 // sent over a plain TCP connection: sequential reads and writes of 256 MiB
 // through a remote XFile, and random 4 KiB reads. The project's server runs
 // in this program; each remote benchmark reports its share of the loopback
-// rate as "ofLoopback" (the aim: 0.5 for reads, 0.4 for writes).
+// rate as "ofLoopback" (the aim: 0.7 for reads, 0.5 for writes).
 
 #include <benchmark/benchmark.h>
 
