@@ -505,16 +505,18 @@ void XString::FormatV(const char* pszFormat, va_list argList)
 {
     if (pszFormat == nullptr)
         pszFormat = "";
+    // The buffer for a bound: GetBuffer's own test first, so that a buffer
+    // held alone and large enough is used as it is, without the call.
+    auto Reserve = [this](int nBound) {
+        return GetData()->nRefs <= 1 && nBound <= GetData()->nAllocLength ? pchData : GetBuffer(nBound);
+    };
     va_list args;
     va_copy(args, argList);
     XPlainFormat plain;
     const bool bPlain = plain.Take(pszFormat, args);
     va_end(args);
     if (bPlain) {
-        // The same buffer as below, without the C library.
-        const int nPlainBound = plain.Bound();
-        char* pBuffer = GetData()->nRefs <= 1 && nPlainBound <= GetData()->nAllocLength ? pchData : GetBuffer(nPlainBound);
-        const int nLength = plain.Write(pszFormat, pBuffer);
+        const int nLength = plain.Write(pszFormat, Reserve(plain.Bound()));
         if (!IsSharedEmpty())
             GetData()->nDataLength = nLength;
         return;
@@ -547,9 +549,7 @@ void XString::FormatV(const char* pszFormat, va_list argList)
     // C library must then not be told the buffer is larger than it is.
     if (nBound < 0)
         nBound = 0;
-    // GetBuffer's own test first: a buffer held alone and large enough is
-    // used as it is, without the call.
-    char* pBuffer = GetData()->nRefs <= 1 && nBound <= GetData()->nAllocLength ? pchData : GetBuffer(nBound);
+    char* pBuffer = Reserve(nBound);
     va_copy(args, argList);
     int nWritten = std::vsnprintf(pBuffer, static_cast<size_t>(nBound) + 1, pszOutFormat, args);
     va_end(args);
