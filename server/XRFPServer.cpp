@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -15,6 +16,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <pthread.h>
 #include <sys/resource.h>
 #include <sys/sendfile.h>
 #include <sys/socket.h>
@@ -83,6 +85,8 @@ public:
         Deadline tEnd = Deadline::max();
         while (nSent < nSize) {
             ssize_t n = sendfile(fd, fdFile, &nOffset, nSize - nSent);
+            if (n < 0 && errno == EPIPE)
+                TakeBrokenPipeSignal();
             // The end of the file, or a file the system cannot send so: the
             // caller reads the rest, and meets any real failure itself.
             if (n == 0 || (n < 0 && errno != EINTR && errno != EAGAIN && errno != EWOULDBLOCK))
@@ -116,7 +120,32 @@ public:
         }
     }
 
+    // sendfile has no MSG_NOSIGNAL: on a connection shut down under it, it
+    // raises SIGPIPE, which would end the whole process hosting the server.
+    // Session threads hold the signal back, and take the one left pending.
+    static void HoldBackBrokenPipeSignal()
+    {
+        sigset_t set = BrokenPipeSet();
+        pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    }
+
 private:
+    static sigset_t BrokenPipeSet()
+    {
+        sigset_t set;
+        sigemptyset(&set);
+        sigaddset(&set, SIGPIPE);
+        return set;
+    }
+    static void TakeBrokenPipeSignal()
+    {
+        sigset_t set = BrokenPipeSet();
+        timespec tNoWait{};
+        int nSaved = errno;
+        while (sigtimedwait(&set, nullptr, &tNoWait) == SIGPIPE) {
+        }
+        errno = nSaved;
+    }
     // A client that has just had its reply usually sends its next request
     // within a few tens of microseconds: watching for it that long (without
     // taking the socket's lock) saves the wake-up that a sleep would cost,
@@ -462,6 +491,7 @@ void XRFPServer::Accept()
         pRaw->strAddress = strAddress;
         pRaw->thread = std::thread([this, pRaw, strWho] {
             bool bLoggedIn = false;
+            XRFPSocketStream::HoldBackBrokenPipeSignal();
             try {
                 XRFPSocketStream stream(pRaw->fd, pContext->settings.nIdleSeconds);
                 XRFPSession session(*pContext, stream, strWho, pRaw->strAddress);

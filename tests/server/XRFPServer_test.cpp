@@ -123,6 +123,25 @@ TEST_F(ServerTest, ReadsOfAnyCountAreServedToTheEndOfTheFile)
     EXPECT_EQ(strData, strContent.substr(10, 5));
 }
 
+// Stopped while it sends a large read to a client that takes none of it:
+// the data goes out with sendfile, whose broken pipe must not end the
+// process hosting the server.
+TEST_F(ServerTest, StoppingInTheMiddleOfAReadLeavesTheHostRunning)
+{
+    WriteBytes(root / "sparse.bin", "");
+    fs::resize_file(root / "sparse.bin", int64_t(1) << 30);
+    DWORD h = Create("sparse.bin", kOpenExisting, kRead);
+    RawClient client;
+    ASSERT_TRUE(client.Connect(server.Port()));
+    ASSERT_EQ(client.Login("alice", "secret1"), 0u);
+    std::vector<BYTE> vecPacket;
+    XfnRFBuildTransferRequest(vecPacket, XRF_CMD_READ_FILE, tagXRFTransferRequest{0, h, 1u << 30});
+    ASSERT_TRUE(client.Send(vecPacket));
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    server.Stop();
+    EXPECT_EQ(server.Server().ActiveConnections(), 0u);
+}
+
 // No tree is built that a path cannot name, by creating or by moving.
 TEST_F(ServerTest, TreesStayNameable)
 {
