@@ -49,10 +49,14 @@ public:
         p += nTaken;
         nSize -= nTaken;
         Deadline tEnd = Deadline::max();
+        // Once part of what is asked has come, the rest is on its way (a
+        // client sends a packet in one call): watching for it costs less than
+        // the sleep and wake-up between the pieces of a write's data.
+        bool bMidway = false;
         while (nSize) {
             // Large reads go straight to their destination.
             bool bDirect = nSize >= vecBuffer.size();
-            if (tEnd == Deadline::max() && !bDirect)
+            if ((tEnd == Deadline::max() && !bDirect) || bMidway)
                 AwaitShortly();
             ssize_t n = recv(fd, bDirect ? p : vecBuffer.data(), bDirect ? nSize : vecBuffer.size(), 0);
             if (int nStep = Step(n, tEnd); nStep <= 0) {
@@ -61,6 +65,7 @@ public:
                 continue;
             }
             size_t nGot = static_cast<size_t>(n);
+            bMidway = true;
             if (!bDirect) {
                 nStart = std::min(nSize, nGot);
                 nEnd = nGot;
