@@ -567,13 +567,18 @@ void XVertReplayGDI::Draw(XVertBuffer* pBuffer, XBackBuffer* pBack)
     if (!EnsurePoints(pBuffer, static_cast<int64_t>(pBuffer->GetMaxPoints()) + 1))
         return;
     Walk walk(pBuffer, pBack);
+    const int kAhead = 32;
     const int nRecords = pBuffer->GetRecordCount();
     for (int i = 0; i < nRecords; ++i) {
-        // Each record is a block of its own: ask for the head of one a few
-        // places ahead, so that a view that culls most shapes does not wait
-        // on memory for each of them.
-        if (i + 8 < nRecords)
-            __builtin_prefetch(pBuffer->GetRecord(i + 8));
+        // Each record is a block of its own: ask for the head of one well
+        // ahead (kind, count and extent, which may straddle two cache lines),
+        // so that a view that culls most shapes does not wait on memory for
+        // each of them.
+        if (i + kAhead < nRecords) {
+            const BYTE* pAhead = static_cast<const BYTE*>(pBuffer->GetRecord(i + kAhead));
+            __builtin_prefetch(pAhead);
+            __builtin_prefetch(pAhead + OFS_POINTS - 1);
+        }
         walk.Step(static_cast<const BYTE*>(pBuffer->GetRecord(i)));
     }
 }
