@@ -559,10 +559,9 @@ void XString::FormatV(const char* pszFormat, va_list argList)
         nWritten = std::vsnprintf(pBuffer, static_cast<size_t>(nWritten) + 1, pszOutFormat, args);
         va_end(args);
     }
-    if (nWritten < 0 && GetAllocLength() > 0)
-        pBuffer[0] = '\0';
     // ReleaseBuffer(-1), on a buffer that GetBuffer left unshared and that
-    // vsnprintf has terminated within its capacity.
+    // vsnprintf has terminated within its capacity. A format the C library
+    // gives up on (a lone % at the end) keeps the text written before it.
     if (!IsSharedEmpty())
         GetData()->nDataLength = static_cast<int>(std::strlen(pchData));
 }

@@ -254,6 +254,10 @@ TEST(XStringFormat, OutputMatchesTheCLibrary)
              L"l");
     EXPECT_STREQ(s, "(null)%|   +5|7  |1.50|-1|3|h|\xc3\xa9|1.000000e+03|0.5|ff||l|%q|");
     EXPECT_EQ(nWritten, 53);
+    // Narrow formats too keep what comes before a lone % at the end.
+    const char* pszLone = "%.3f|%d%";
+    s.Format(pszLone, 1.0, 3);
+    EXPECT_STREQ(s, "1.000|3");
 }
 
 TEST(XStringFormat, BoundWalkAndShortBounds)
