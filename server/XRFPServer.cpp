@@ -52,7 +52,7 @@ public:
         // Once part of what is asked has come, the rest is on its way (a
         // client sends a packet in one call): watching for it costs less than
         // the sleep and wake-up between the pieces of a write's data.
-        bool bMidway = false;
+        bool bMidway = nTaken > 0;
         while (nSize) {
             // Large reads go straight to their destination.
             bool bDirect = nSize >= vecBuffer.size();
