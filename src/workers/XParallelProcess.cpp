@@ -8,6 +8,7 @@
 #include "platform/XSysEvent.h"
 #include "platform/XSysThread.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 
@@ -44,21 +45,40 @@ T* AllocArray(int nCount)
 // kWatchMicroseconds. The owner and its workers hand runs to each other in far
 // less time than a sleep and a wake-up cost. The watch yields the processor
 // between glances, so a worker pinned to the owner's processor gets to run,
-// and it is bounded in time, not in glances: on a loaded machine it costs at
-// most the one turn that a yield gives away.
+// and it is bounded in time, not in glances. A watch that saw nothing sends
+// this thread's next 2, 4, ... up to 256 waits straight to sleep. A yield that
+// took kTurn or more gave away a turn of another program (milliseconds, where
+// a sleeping waiter is woken at once): the machine is loaded, and the next 256
+// waits sleep at once.
 const int kWatchMicroseconds = 50;
+const std::chrono::microseconds kTurn(500);  // a yield this long gave away a turn
 
 DWORD AwaitEvents(int nCount, const HANDLE* phEvents, bool bWaitAll)
 {
-    const auto tStop = std::chrono::steady_clock::now() + std::chrono::microseconds(kWatchMicroseconds);
+    thread_local unsigned nSkip = 0, nMisses = 0;
+    if (nSkip > 0) {
+        --nSkip;
+        return XfnSysWaitForEvents(nCount, phEvents, bWaitAll, XSYS_WAIT_INFINITE);
+    }
+    const auto tWatch = std::chrono::microseconds(kWatchMicroseconds);
+    auto tNow = std::chrono::steady_clock::now();
+    const auto tStop = tNow + tWatch;
+    bool bLoaded = false;
     do {
         if (XfnSysEventsLookSet(nCount, phEvents, bWaitAll)) {
             DWORD nResult = XfnSysWaitForEvents(nCount, phEvents, bWaitAll, 0);
-            if (nResult != XSYS_WAIT_TIMEOUT)
+            if (nResult != XSYS_WAIT_TIMEOUT) {
+                nMisses = 0;
                 return nResult;
+            }
         }
+        const auto tBefore = tNow;
         XfnSysYield();
-    } while (std::chrono::steady_clock::now() < tStop);
+        tNow = std::chrono::steady_clock::now();
+        bLoaded = tNow - tBefore > kTurn;
+    } while (tNow < tStop && !bLoaded);
+    nMisses = bLoaded ? 8u : std::min(nMisses + 1, 8u);
+    nSkip = 1u << nMisses;
     return XfnSysWaitForEvents(nCount, phEvents, bWaitAll, XSYS_WAIT_INFINITE);
 }
 
