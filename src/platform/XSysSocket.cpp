@@ -1,6 +1,7 @@
 #include "platform/XSysSocket.h"
 
 #include "platform/XSysError.h"
+#include "platform/XSysWatch.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -120,15 +121,11 @@ long XfnSysSocketSendPair(XSysSocket s, const void* pFirst, size_t nFirst, const
 
 long XfnSysSocketRecvSpin(XSysSocket s, void* pData, size_t nSize, uint32_t& nError, int nSpinMicroseconds)
 {
-    // A watch that saw nothing sends this thread's next waits straight to
-    // sleep, twice as many after each such watch (up to 256): on a busy
-    // machine answers come late, and watching only takes time from whoever
-    // is to send them.
-    thread_local unsigned nSkip = 0, nMisses = 0;
-    if (nSkip > 0) {
-        --nSkip;
+    // The back-off is this thread's: on a busy machine answers come late, and
+    // watching only takes time from whoever is to send them.
+    thread_local XSysWatchBackoff backoff;
+    if (backoff.SkipWatch())
         return XfnSysSocketRecv(s, pData, nSize, nError);
-    }
     // Polling reads the socket's state without taking its lock, so the
     // watch does not slow the delivery it waits for.
     auto tEnd = std::chrono::steady_clock::now() + std::chrono::microseconds(nSpinMicroseconds);
@@ -136,8 +133,7 @@ long XfnSysSocketRecvSpin(XSysSocket s, void* pData, size_t nSize, uint32_t& nEr
     bool bSeen = false;
     while (!(bSeen = poll(&pfd, 1, 0) != 0) && std::chrono::steady_clock::now() < tEnd) {
     }
-    nMisses = bSeen ? 0 : std::min(nMisses + 1, 8u);
-    nSkip = bSeen ? 0 : 1u << nMisses;
+    backoff.Saw(bSeen);
     return XfnSysSocketRecv(s, pData, nSize, nError);
 }
 

@@ -7,8 +7,8 @@
 #include "KVDbase/platform/XAtomic.h"
 #include "platform/XSysEvent.h"
 #include "platform/XSysThread.h"
+#include "platform/XSysWatch.h"
 
-#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 
@@ -45,21 +45,18 @@ T* AllocArray(int nCount)
 // kWatchMicroseconds. The owner and its workers hand runs to each other in far
 // less time than a sleep and a wake-up cost. The watch yields the processor
 // between glances, so a worker pinned to the owner's processor gets to run,
-// and it is bounded in time, not in glances. A watch that saw nothing sends
-// this thread's next 2, 4, ... up to 256 waits straight to sleep. A yield that
-// took kTurn or more gave away a turn of another program (milliseconds, where
-// a sleeping waiter is woken at once): the machine is loaded, and the next 256
-// waits sleep at once.
+// and it is bounded in time, not in glances. It backs off per thread
+// (XSysWatchBackoff); a yield that took kTurn or more gave away a turn of
+// another program (milliseconds, where a sleeping waiter is woken at once),
+// and counts as a loaded machine.
 const int kWatchMicroseconds = 50;
 const std::chrono::microseconds kTurn(500);  // a yield this long gave away a turn
 
 DWORD AwaitEvents(int nCount, const HANDLE* phEvents, bool bWaitAll)
 {
-    thread_local unsigned nSkip = 0, nMisses = 0;
-    if (nSkip > 0) {
-        --nSkip;
+    thread_local XSysWatchBackoff backoff;
+    if (backoff.SkipWatch())
         return XfnSysWaitForEvents(nCount, phEvents, bWaitAll, XSYS_WAIT_INFINITE);
-    }
     const auto tWatch = std::chrono::microseconds(kWatchMicroseconds);
     auto tNow = std::chrono::steady_clock::now();
     const auto tStop = tNow + tWatch;
@@ -68,7 +65,7 @@ DWORD AwaitEvents(int nCount, const HANDLE* phEvents, bool bWaitAll)
         if (XfnSysEventsLookSet(nCount, phEvents, bWaitAll)) {
             DWORD nResult = XfnSysWaitForEvents(nCount, phEvents, bWaitAll, 0);
             if (nResult != XSYS_WAIT_TIMEOUT) {
-                nMisses = 0;
+                backoff.Saw(true);
                 return nResult;
             }
         }
@@ -77,8 +74,7 @@ DWORD AwaitEvents(int nCount, const HANDLE* phEvents, bool bWaitAll)
         tNow = std::chrono::steady_clock::now();
         bLoaded = tNow - tBefore > kTurn;
     } while (tNow < tStop && !bLoaded);
-    nMisses = bLoaded ? 8u : std::min(nMisses + 1, 8u);
-    nSkip = 1u << nMisses;
+    backoff.Saw(false, bLoaded);
     return XfnSysWaitForEvents(nCount, phEvents, bWaitAll, XSYS_WAIT_INFINITE);
 }
 
